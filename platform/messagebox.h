@@ -1,0 +1,36 @@
+#pragma once
+
+// Message boxes with the original platform's buttons, icons and answers. All of
+// the system's message boxes go through here, so tests can answer them.
+
+#include <QString>
+
+class QWidget;
+
+namespace msgbox {
+
+enum Buttons { OKOnly = 0, OKCancel = 1, AbortRetryIgnore = 2, YesNoCancel = 3, YesNo = 4, RetryCancel = 5 };
+enum Icon { NoIcon = 0, Critical = 16, Question = 32, Exclamation = 48, Information = 64 };
+enum Answer { OK = 1, Cancel = 2, Abort = 3, Retry = 4, Ignore = 5, Yes = 6, No = 7 };
+
+struct Request {
+    QString text;
+    QString title;  // already resolved: the application's default title when none was given
+    Buttons buttons = OKOnly;
+    Icon icon = NoIcon;
+};
+
+class Service {
+public:
+    virtual ~Service() = default;
+    virtual Answer show(QWidget* parent, const Request& request) = 0;
+};
+
+// Shows a message box; an empty title means the application's default title.
+Answer show(const QString& text, Buttons buttons = OKOnly, Icon icon = NoIcon, const QString& title = {},
+            QWidget* parent = nullptr);
+
+// Replaces the service (tests); null restores the real message box.
+void setService(Service* service);
+
+} // namespace msgbox

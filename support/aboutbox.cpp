@@ -1,0 +1,34 @@
+#include "aboutbox.h"
+
+#include "privatelabel.h"
+
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+frmAbout::frmAbout(QWidget* parent) : QDialog(parent)
+{
+    setObjectName(QStringLiteral("frmAbout"));
+    setWindowTitle(QStringLiteral("About ") + privatelabel::kProductName);
+    auto* layout = new QVBoxLayout(this);
+    auto addLabel = [&](const QString& name, const QString& text) {
+        auto* label = new QLabel(text, this);
+        label->setObjectName(name);
+        label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        layout->addWidget(label);
+        return label;
+    };
+    QFont titleFont = font();
+    titleFont.setPointSize(titleFont.pointSize() + 4);
+    titleFont.setBold(true);
+    addLabel(QStringLiteral("lblTitle"), privatelabel::kProductName)->setFont(titleFont);
+    addLabel(QStringLiteral("lblVersion"), QStringLiteral("Version 1.0"));
+    addLabel(QStringLiteral("lblCompany"), privatelabel::kCompanyName);
+    addLabel(QStringLiteral("lblWebSite"), privatelabel::kWebSite);
+    addLabel(QStringLiteral("lblPhone"), QStringLiteral("Phone: ") + privatelabel::kPhoneNumber);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok, this);
+    buttons->button(QDialogButtonBox::Ok)->setObjectName(QStringLiteral("cmdOK"));
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    layout->addWidget(buttons);
+}

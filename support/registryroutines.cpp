@@ -1,0 +1,143 @@
+#include "registryroutines.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+namespace {
+// INI groups nest with "/"; key paths arrive with "\".
+QString groupOf(const QString& keyPath)
+{
+    QString g = keyPath;
+    g.replace(u'\\', u'/');
+    while (g.endsWith(u'/'))
+        g.chop(1);
+    while (g.startsWith(u'/'))
+        g.remove(0, 1);
+    return g;
+}
+
+// A marker value that lets an empty key exist in an INI file, which has no
+// notion of a key without values.
+const QString kKeyMarker = QStringLiteral(".key");
+} // namespace
+
+RegistryRoutines::RegistryRoutines(Hive hive) : m_hive(hive) {}
+
+QString RegistryRoutines::location(Hive hive)
+{
+#ifdef Q_OS_WIN
+    if (hive == LocalMachine && qEnvironmentVariableIsEmpty("ZOL_MACHINE_STORE"))
+        return QStringLiteral("HKEY_LOCAL_MACHINE");
+    if (hive == CurrentUser && qEnvironmentVariableIsEmpty("ZOL_USER_STORE"))
+        return QStringLiteral("HKEY_CURRENT_USER");
+#endif
+    if (hive == LocalMachine) {
+        const QString env = qEnvironmentVariable("ZOL_MACHINE_STORE");
+        if (!env.isEmpty())
+            return env;
+        return QStringLiteral("/etc/xdg/Morvel/machine.ini");
+    }
+    const QString env = qEnvironmentVariable("ZOL_USER_STORE");
+    if (!env.isEmpty())
+        return env;
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
+        + QStringLiteral("/Morvel/user.ini");
+}
+
+std::unique_ptr<QSettings> RegistryRoutines::open() const
+{
+    const QString where = location(m_hive);
+#ifdef Q_OS_WIN
+    if (where.startsWith(u"HKEY_"))
+        return std::make_unique<QSettings>(where, QSettings::NativeFormat);
+#endif
+    QDir().mkpath(QFileInfo(where).absolutePath());
+    return std::make_unique<QSettings>(where, QSettings::IniFormat);
+}
+
+bool RegistryRoutines::keyExists(const QString& keyPath) const
+{
+    auto s = open();
+    s->beginGroup(groupOf(keyPath));
+    return !s->childKeys().isEmpty() || !s->childGroups().isEmpty();
+}
+
+bool RegistryRoutines::createKey(const QString& keyPath)
+{
+    if (keyExists(keyPath))
+        return true;
+    auto s = open();
+    s->setValue(groupOf(keyPath) + u'/' + kKeyMarker, QString());
+    s->sync();
+    return s->status() == QSettings::NoError;
+}
+
+bool RegistryRoutines::deleteKey(const QString& keyPath)
+{
+    auto s = open();
+    s->remove(groupOf(keyPath));
+    s->sync();
+    return s->status() == QSettings::NoError;
+}
+
+QStringList RegistryRoutines::valueNames(const QString& keyPath) const
+{
+    auto s = open();
+    s->beginGroup(groupOf(keyPath));
+    QStringList names = s->childKeys();
+    names.removeAll(kKeyMarker);
+    return names;
+}
+
+QStringList RegistryRoutines::subkeyNames(const QString& keyPath) const
+{
+    auto s = open();
+    s->beginGroup(groupOf(keyPath));
+    return s->childGroups();
+}
+
+QString RegistryRoutines::readValue(const QString& keyPath, const QString& name, const QString& defaultValue) const
+{
+    auto s = open();
+    if (s->status() == QSettings::AccessError)
+        return kError;
+    const QVariant v = s->value(groupOf(keyPath) + u'/' + name);
+    if (!v.isValid())
+        return defaultValue;
+    return v.toString();
+}
+
+bool RegistryRoutines::valueExists(const QString& keyPath, const QString& name) const
+{
+    return open()->contains(groupOf(keyPath) + u'/' + name);
+}
+
+bool RegistryRoutines::writeValue(const QString& keyPath, const QString& name, const QString& text)
+{
+    auto s = open();
+    const QString group = groupOf(keyPath);
+    s->setValue(group + u'/' + name, text);
+    s->remove(group + u'/' + kKeyMarker);
+    s->sync();
+    return s->status() == QSettings::NoError;
+}
+
+bool RegistryRoutines::writeValues(const QString& keyPath, const QList<std::pair<QString, QString>>& values)
+{
+    auto s = open();
+    const QString group = groupOf(keyPath);
+    for (const auto& [name, text] : values)
+        s->setValue(group + u'/' + name, text);
+    s->remove(group + u'/' + kKeyMarker);
+    s->sync();
+    return s->status() == QSettings::NoError;
+}
+
+bool RegistryRoutines::deleteValue(const QString& keyPath, const QString& name)
+{
+    auto s = open();
+    s->remove(groupOf(keyPath) + u'/' + name);
+    s->sync();
+    return s->status() == QSettings::NoError;
+}
