@@ -38,12 +38,18 @@ QVariant callMethod(QObject* object, const char* name, QVariantList& args)
     std::vector<QVariant> storage(args.size());
     std::array<QGenericArgument, 10> generic{};
     for (int i = 0; i < args.size(); ++i) {
-        const QMetaType type = method.parameterMetaType(i);
+        QByteArray typeName = method.parameterTypeName(i);
+        const bool byReference = typeName.endsWith('&');
+        if (byReference)
+            typeName.chop(1);
+        const QMetaType type = byReference ? QMetaType::fromName(typeName) : method.parameterMetaType(i);
+        if (!type.isValid())
+            RuntimeError::raise(RuntimeError::TypeMismatch);
         QVariant v = args[i];
         if (type.id() != QMetaType::QVariant && v.metaType() != type && !v.convert(type))
             RuntimeError::raise(RuntimeError::TypeMismatch);
         storage[i] = type.id() == QMetaType::QVariant ? QVariant::fromValue(v) : v;
-        generic[i] = QGenericArgument(method.parameterTypeName(i).constData(),
+        generic[i] = QGenericArgument(type.name(),
                                       type.id() == QMetaType::QVariant ? static_cast<const void*>(&storage[i])
                                                                        : storage[i].constData());
     }
@@ -66,6 +72,8 @@ QVariant callMethod(QObject* object, const char* name, QVariantList& args)
     }
     if (!ok)
         RuntimeError::raise(RuntimeError::ObjectDoesNotSupportMethod);
+    if (returnType.id() == QMetaType::QVariant)
+        result = result.value<QVariant>();
     for (int i = 0; i < args.size(); ++i) {
         if (method.parameterTypeName(i).endsWith('&'))
             args[i] = storage[i];

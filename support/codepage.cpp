@@ -1,5 +1,6 @@
 #include "codepage.h"
 
+#include <QHash>
 #include <QStringDecoder>
 #include <QStringEncoder>
 
@@ -8,39 +9,55 @@
 namespace codepage {
 
 namespace {
-// Qt's own codec tables are used where present; the fixed table below keeps the
-// mapping exact on builds without ICU, where "windows-1252" may be unknown.
-constexpr std::array<char16_t, 32> kHigh80 = {
-    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
-    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
-    0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
-    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+constexpr const char* kCodec = "windows-1252";
 
-int codeOf(char16_t u)
-{
-    if (u < 0x80 || (u >= 0xA0 && u <= 0xFF))
-        return u;
-    for (int i = 0; i < 32; ++i) {
-        if (kHigh80[i] == u)
-            return 0x80 + i;
+// The 256 characters of the code page, as Qt's codec decodes them. Built once;
+// used for single characters and for text the encoder cannot map.
+struct Table {
+    std::array<char16_t, 256> chars{};
+    QHash<char16_t, int> codes;
+    Table()
+    {
+        QByteArray all(256, Qt::Uninitialized);
+        for (int i = 0; i < 256; ++i)
+            all[i] = char(i);
+        QStringDecoder decoder(kCodec);
+        const QString decoded = decoder.isValid() ? decoder.decode(all) : QString();
+        for (int i = 0; i < 256; ++i) {
+            chars[i] = decoded.size() == 256 ? decoded[i].unicode() : char16_t(i);
+            codes.insert(chars[i], i);
+        }
     }
-    return -1;
+};
+
+const Table& table()
+{
+    static const Table t;
+    return t;
 }
 } // namespace
 
 QByteArray toAnsi(const QString& text)
 {
+    QStringEncoder encoder(kCodec);
+    if (encoder.isValid()) {
+        QByteArray out = encoder.encode(text);
+        if (!encoder.hasError())
+            return out;
+    }
+    // Some character is not in the code page: map one by one, '?' for the missing.
     QByteArray out;
     out.reserve(text.size());
-    for (QChar c : text) {
-        const int code = codeOf(c.unicode());
-        out.append(char(code < 0 ? '?' : code));
-    }
+    for (QChar c : text)
+        out.append(char(asc(c)));
     return out;
 }
 
 QString fromAnsi(const QByteArray& bytes)
 {
+    QStringDecoder decoder(kCodec);
+    if (decoder.isValid())
+        return decoder.decode(bytes);
     QString out;
     out.reserve(bytes.size());
     for (char b : bytes)
@@ -50,16 +67,11 @@ QString fromAnsi(const QByteArray& bytes)
 
 int asc(QChar c)
 {
-    const int code = codeOf(c.unicode());
-    return code < 0 ? '?' : code;
+    const auto& codes = table().codes;
+    const auto it = codes.constFind(c.unicode());
+    return it == codes.constEnd() ? '?' : *it;
 }
 
-QChar chr(int code)
-{
-    code &= 0xFF;
-    if (code >= 0x80 && code < 0xA0)
-        return QChar(kHigh80[code - 0x80]);
-    return QChar(char16_t(code));
-}
+QChar chr(int code) { return QChar(table().chars[code & 0xFF]); }
 
 } // namespace codepage

@@ -1,0 +1,142 @@
+// A test host: loads the plug-in library by path through its entry points and
+// drives its public objects late-bound, as the host application does.
+
+#include "classregistry.h"
+#include "latebound.h"
+#include "registryroutines.h"
+#include "runtimeerror.h"
+#include "testenvironment.h"
+
+#include <QApplication>
+#include <QIcon>
+#include <QLibrary>
+#include <QTest>
+#include <QTimer>
+
+using GetClassObjectFn = int (*)(const char*, QObject**);
+using ServerFn = int (*)();
+
+class TestPluginLibrary final : public QObject {
+    Q_OBJECT
+private:
+    QLibrary m_library{QStringLiteral(PLUGIN_LIBRARY_PATH)};
+    GetClassObjectFn m_getClassObject = nullptr;
+    ServerFn m_canUnloadNow = nullptr;
+
+    // Closes whatever modal window the plug-in opens, so calls that show a
+    // dialog come back.
+    static void closeModalsSoon()
+    {
+        QTimer::singleShot(50, [] {
+            if (QWidget* w = QApplication::activeModalWidget())
+                w->close();
+            else
+                closeModalsSoon();
+        });
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY2(m_library.load(), qPrintable(m_library.errorString()));
+        m_getClassObject = reinterpret_cast<GetClassObjectFn>(m_library.resolve("DllGetClassObject"));
+        m_canUnloadNow = reinterpret_cast<ServerFn>(m_library.resolve("DllCanUnloadNow"));
+        QVERIFY(m_getClassObject && m_canUnloadNow);
+        QVERIFY(m_library.resolve("DllRegisterServer") && m_library.resolve("DllUnregisterServer"));
+    }
+
+    void registrationWritesAndRemovesExactlyItsClasses()
+    {
+        TestEnvironment env;
+        ClassRegistry registry;
+        registry.registerClass(QStringLiteral("Other.Class"), QStringLiteral("/elsewhere/libother.so"));
+        QCOMPARE(ComponentLoader::registerLibrary(m_library.fileName()), 0);
+        QCOMPARE(QFileInfo(registry.libraryOf(QStringLiteral("zolQMDVariablePlugin.zolQMDVariables"))),
+                 QFileInfo(m_library.fileName()));
+        QCOMPARE(QFileInfo(registry.libraryOf(QStringLiteral("zolQMDVariablePlugin.PluginData"))),
+                 QFileInfo(m_library.fileName()));
+
+        QCOMPARE(ComponentLoader::unregisterLibrary(m_library.fileName()), 0);
+        QVERIFY(registry.libraryOf(QStringLiteral("zolQMDVariablePlugin.zolQMDVariables")).isEmpty());
+        QVERIFY(registry.libraryOf(QStringLiteral("zolQMDVariablePlugin.PluginData")).isEmpty());
+        QCOMPARE(registry.libraryOf(QStringLiteral("Other.Class")), QStringLiteral("/elsewhere/libother.so"));
+    }
+
+    void unknownClassIsRefused()
+    {
+        QObject* object = reinterpret_cast<QObject*>(0x1);
+        QCOMPARE(m_getClassObject("zolQMDVariablePlugin.Nothing", &object), int(0x80040111u));
+        QCOMPARE(object, nullptr);
+    }
+
+    void pluginDataLateBound()
+    {
+        TestEnvironment env;
+        QCOMPARE(ComponentLoader::registerLibrary(m_library.fileName()), 0);
+        std::unique_ptr<QObject> data(ComponentLoader::create(QStringLiteral("zolQMDVariablePlugin.PluginData")));
+        QCOMPARE(m_canUnloadNow(), 1);  // an object is alive
+
+        QCOMPARE(latebound::getProperty(data.get(), "TotalPlugins").toInt(), 1);
+        QCOMPARE(latebound::callMethod(data.get(), "PluginNames", {0}).toString(),
+                 QStringLiteral("zolQMDVariablePlugin.zolQMDVariables"));
+        QCOMPARE(latebound::callMethod(data.get(), "PluginDescription", {0}).toString(),
+                 QStringLiteral("Insert and Update Data Variables in the Display. QMD Version"));
+        QCOMPARE(latebound::callMethod(data.get(), "PluginDescriptiveName", {0}).toString(),
+                 QStringLiteral("Variable Access/QMD"));
+        QVERIFY(!latebound::callMethod(data.get(), "PluginPic", {0}).value<QIcon>().isNull());
+        QVERIFY(!latebound::callMethod(data.get(), "PluginPic", {1}).isValid());  // no resource 102: nothing
+
+        for (const char* table : {"PluginNames", "PluginDescription", "PluginDescriptiveName"}) {
+            for (int index : {1, -1}) {
+                try {
+                    latebound::callMethod(data.get(), table, {index});
+                    QFAIL("no error raised");
+                } catch (const RuntimeError& e) {
+                    QCOMPARE(e.number(), 9);
+                    QCOMPARE(e.description(), QStringLiteral("Subscript out of range"));
+                }
+            }
+        }
+        data.reset();
+        QCOMPARE(m_canUnloadNow(), 0);
+    }
+
+    void mainClassLateBound()
+    {
+        TestEnvironment env;
+        QCOMPARE(ComponentLoader::registerLibrary(m_library.fileName()), 0);
+        // No plug-in master is installed: seeding on creation must skip its failures.
+        std::unique_ptr<QObject> plugin(ComponentLoader::create(QStringLiteral("zolQMDVariablePlugin.zolQMDVariables")));
+        QVERIFY(plugin);
+        QCOMPARE(latebound::callMethod(plugin.get(), "DoesFrameEdit").toBool(), true);
+        QCOMPARE(latebound::callMethod(plugin.get(), "DoesPreTransmit").toBool(), false);
+        RegistryRoutines(RegistryRoutines::CurrentUser)
+            .writeValue(QStringLiteral("Software\\Morvel\\LumarexLite\\zolQMDVariablePlugin"),
+                        QStringLiteral("UpdateOnTransmit"), QStringLiteral("True"));
+        QCOMPARE(latebound::callMethod(plugin.get(), "DoesPreTransmit").toBool(), true);
+        QCOMPARE(latebound::callMethod(plugin.get(), "GetMyName").toString(),
+                 QStringLiteral("zolQMDVariablePlugin.zolQMDVariables"));
+        QCOMPARE(latebound::callMethod(plugin.get(), "GetMyDescription").toString(),
+                 QStringLiteral("Insert and Update Data Variables in the Display. QMD Version"));
+        QCOMPARE(latebound::callMethod(plugin.get(), "GetMyDescriptiveName").toString(),
+                 QStringLiteral("Variable Access/QMD"));
+        QVERIFY(!latebound::callMethod(plugin.get(), "GetMyPicture").value<QIcon>().isNull());
+
+        QVariantList args{QStringLiteral("initvariables"), QStringLiteral("p1"), QStringLiteral("p2"), true};
+        latebound::callMethod(plugin.get(), "ExecuteMethod", args);
+        QCOMPARE(args, (QVariantList{QStringLiteral("initvariables"), QStringLiteral("p1"), QStringLiteral("p2"), true}));
+        args[0] = QStringLiteral("InitVariables");
+        latebound::callMethod(plugin.get(), "ExecuteMethod", args);
+        QCOMPARE(args[1].toString(), QStringLiteral("p1"));
+
+        // The three entry points that show dialogs come back when they close.
+        QObject frame;
+        closeModalsSoon();
+        latebound::callMethod(plugin.get(), "StartPlugin", {QVariant::fromValue<QObject*>(nullptr)});
+        closeModalsSoon();
+        latebound::callMethod(plugin.get(), "StartFrameFeature", {QVariant::fromValue<QObject*>(&frame)});
+    }
+};
+
+QTEST_MAIN(TestPluginLibrary)
+#include "tst_pluginlibrary.moc"

@@ -1,0 +1,89 @@
+#include "registryroutines.h"
+#include "settingsstore.h"
+#include "testenvironment.h"
+
+#include <QTest>
+
+class TestSettingsStore final : public QObject {
+    Q_OBJECT
+private slots:
+    void defaults_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("expected");
+        const std::pair<const settings::Key*, const char*> table[] = {
+            {&settings::kRetryInterval, "3600"},   {&settings::kPromptForDisplay, "2"},
+            {&settings::kPromptForVariable, "TRUE"}, {&settings::kPromptForDelay, "FALSE"},
+            {&settings::kLastUsed, ""},           {&settings::kUpdateAll, "True"},
+            {&settings::kUpdateData, "False"},     {&settings::kUpdateAttribute, "False"},
+            {&settings::kRecentDisplays, ""},      {&settings::kLastOpenedDisplay, ""}};
+        for (const auto& [key, value] : table)
+            QTest::newRow(key->name) << QString::fromLatin1(key->name) << QString::fromLatin1(value);
+    }
+    void defaults()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, expected);
+        TestEnvironment env;
+        const settings::Key* keys[] = {&settings::kRetryInterval, &settings::kPromptForDisplay,
+                                       &settings::kPromptForVariable, &settings::kPromptForDelay,
+                                       &settings::kLastUsed, &settings::kUpdateAll, &settings::kUpdateData,
+                                       &settings::kUpdateAttribute, &settings::kRecentDisplays,
+                                       &settings::kLastOpenedDisplay};
+        for (const settings::Key* key : keys) {
+            if (name == QLatin1String(key->name))
+                QCOMPARE(settings::read(*key), expected);
+        }
+    }
+
+    void firstWriteCreatesTheSection()
+    {
+        TestEnvironment env;
+        RegistryRoutines machine;
+        const QString key = QStringLiteral("Software\\Morvel\\Lumarex3\\VariablePlugin");
+        QVERIFY(!machine.keyExists(key));
+        settings::WriteMachineSetting(QStringLiteral("Lumarex3"), QStringLiteral("VariablePlugin"),
+                                      QStringLiteral("RetryInterval"), QStringLiteral("60"));
+        QVERIFY(machine.keyExists(key));
+        QCOMPARE(machine.readValue(key, QStringLiteral("RetryInterval")), QStringLiteral("60"));
+        QCOMPARE(settings::read(settings::kRetryInterval), QStringLiteral("60"));
+        QCOMPARE(settings::ReadMachineSetting(QStringLiteral("Lumarex3"), QStringLiteral("VariablePlugin"),
+                                              QStringLiteral("Missing"), QStringLiteral("dflt")),
+                 QStringLiteral("dflt"));
+    }
+
+    void updateOnTransmitIsPerUser()
+    {
+        TestEnvironment env;
+        QVERIFY(!settings::GetUpdateOnTransmit());
+        settings::SetUpdateOnTransmit(true);
+        QVERIFY(settings::GetUpdateOnTransmit());
+        QCOMPARE(RegistryRoutines(RegistryRoutines::CurrentUser)
+                     .readValue(QStringLiteral("Software\\Morvel\\LumarexLite\\zolQMDVariablePlugin"),
+                                QStringLiteral("UpdateOnTransmit")),
+                 QStringLiteral("True"));
+        QVERIFY(!RegistryRoutines(RegistryRoutines::LocalMachine).keyExists(QStringLiteral("Software\\Morvel\\LumarexLite")));
+        settings::SetUpdateOnTransmit(false);
+        QVERIFY(!settings::GetUpdateOnTransmit());
+    }
+
+    void joinPathAcceptsBothSeparators_data()
+    {
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("relative");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("backslash folder") << "/opt/host\\" << "Extended\\6X8L.IDX" << "/opt/host/Extended/6X8L.IDX";
+        QTest::newRow("plain folder") << "/opt/host" << "Extended\\6X8L.IDX" << "/opt/host/Extended/6X8L.IDX";
+        QTest::newRow("slash folder") << "/opt/host/" << "a/b" << "/opt/host/a/b";
+    }
+    void joinPathAcceptsBothSeparators()
+    {
+        QFETCH(QString, folder);
+        QFETCH(QString, relative);
+        QFETCH(QString, expected);
+        QCOMPARE(settings::joinPath(folder, relative), QDir::toNativeSeparators(expected));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSettingsStore)
+#include "tst_settingsstore.moc"
