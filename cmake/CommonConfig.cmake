@@ -28,7 +28,7 @@ function(lumarex_add_test name)
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ASAN_OPTIONS=detect_leaks=0;UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1")
 endfunction()
 
-# `check` builds everything and runs the tests; `format` applies .clang-format.
+# `check` runs the tests of this build; `format` applies .clang-format.
 add_custom_target(check COMMAND ${CMAKE_CTEST_COMMAND} --output-on-failure -j2
   WORKING_DIRECTORY ${CMAKE_BINARY_DIR} USES_TERMINAL)
 find_program(CLANG_FORMAT clang-format)
