@@ -10,6 +10,7 @@
 // command is not an error but a false answer, with the reason in LastErrorText().
 
 #include "legacy.h"
+#include "runtimeerror.h"
 
 #include <QList>
 #include <QObject>

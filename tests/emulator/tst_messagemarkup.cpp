@@ -1,0 +1,89 @@
+// How a message is laid out with its variables substituted.
+
+#include "messagemarkup.h"
+#include "testenvironment.h"
+
+#include <QTest>
+
+using namespace emulator;
+
+namespace {
+const QString RS(QChar(30));
+const QString CS(QChar(28));
+
+// A compact picture of the runs: "text/colour[b][i]" joined by " + ", lines by " | ".
+QString describe(const QList<MessageLine>& lines)
+{
+    QStringList out;
+    for (const MessageLine& line : lines) {
+        QStringList runs;
+        for (const MessageRun& r : line)
+            runs.append(r.text + QLatin1Char('/') + QString::number(r.color) + (r.blink ? QStringLiteral("b") : QString())
+                        + (r.inverse ? QStringLiteral("i") : QString()));
+        out.append(runs.join(QStringLiteral(" + ")));
+    }
+    return out.join(QStringLiteral(" | "));
+}
+} // namespace
+
+class TestMessageMarkup final : public QObject {
+    Q_OBJECT
+    TestEnvironment env;
+
+private slots:
+    void layout_data();
+    void layout();
+    void withoutUnitVariablesAreEmpty();
+};
+
+void TestMessageMarkup::layout_data()
+{
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("plain") << QStringLiteral("Hello") << QStringLiteral("Hello/1");
+    QTest::newRow("text variable") << QStringLiteral("T=") + RS + QStringLiteral("A000!") << QStringLiteral("T=/1 + 21C/2 + !/1");
+    QTest::newRow("cell variable blinking") << RS + QStringLiteral("V159") << QStringLiteral("$5/3b");
+    QTest::newRow("inverse variable") << RS + QStringLiteral("A255") << QStringLiteral("END/4i");
+    QTest::newRow("same attributes merge") << QStringLiteral("a") + RS + QStringLiteral("A001b") << QStringLiteral("aREDb/1");
+    QTest::newRow("missing index is empty") << QStringLiteral("x") + RS + QStringLiteral("V160y") << QStringLiteral("xy/1");
+    QTest::newRow("too few digits stay text") << RS + QStringLiteral("A12") << QStringLiteral("A12/1");
+    QTest::newRow("lower case is not a token") << RS + QStringLiteral("a000") << QStringLiteral("a000/1");
+    QTest::newRow("crlf") << QStringLiteral("one\r\ntwo") << QStringLiteral("one/1 | two/1");
+    QTest::newRow("lone lf and cr") << QStringLiteral("a\nb\rc") << QStringLiteral("a/1 | b/1 | c/1");
+    QTest::newRow("empty line kept") << QStringLiteral("a\r\n\r\nb") << QStringLiteral("a/1 |  | b/1");
+    QTest::newRow("trailing breaks dropped") << QStringLiteral("a\r\n\r\n") << QStringLiteral("a/1");
+    QTest::newRow("variable with a line break") << QStringLiteral("<") + RS + QStringLiteral("A002>")
+                                                << QStringLiteral("</1 + up/5 | down/5 + >/1");
+    QTest::newRow("fixed colour") << CS + QStringLiteral("6cyan ") + CS + QStringLiteral("7white")
+                                  << QStringLiteral("cyan /6 + white/7");
+    QTest::newRow("colour 8 is text") << CS + QStringLiteral("8x") << QStringLiteral("8x/1");
+    QTest::newRow("other control characters dropped") << QStringLiteral("a\x01\x1F" "b") << QStringLiteral("ab/1");
+    QTest::newRow("tokens in data are not expanded") << RS + QStringLiteral("A003") << QStringLiteral("A000/1");
+}
+
+void TestMessageMarkup::layout()
+{
+    QFETCH(QString, message);
+    QFETCH(QString, expected);
+    DisplayUnit unit;
+    auto set = [&](VarKind kind, int index, const QString& data, int color, bool blink, bool inverse) {
+        VariableState* v = unit.variable(kind, index);
+        *v = VariableState{int16_t(color), blink, inverse, data};
+    };
+    set(VarKind::Text, 0, QStringLiteral("21C"), 2, false, false);
+    set(VarKind::Text, 1, QStringLiteral("RED"), 1, false, false);
+    set(VarKind::Text, 2, QStringLiteral("up\r\ndown"), 5, false, false);
+    set(VarKind::Text, 3, RS + QStringLiteral("A000"), 1, false, false);   // shown, not expanded: the mark is a control
+    set(VarKind::Text, 255, QStringLiteral("END"), 4, false, true);
+    set(VarKind::Cell, 159, QStringLiteral("$5"), 3, true, false);
+    QCOMPARE(describe(layoutMessage(message, &unit)), expected);
+}
+
+void TestMessageMarkup::withoutUnitVariablesAreEmpty()
+{
+    const auto lines = layoutMessage(QStringLiteral("a") + RS + QStringLiteral("A000b\r\nc"), nullptr);
+    QCOMPARE(plainText(lines), QStringLiteral("ab\nc"));
+}
+
+QTEST_GUILESS_MAIN(TestMessageMarkup)
+#include "tst_messagemarkup.moc"
