@@ -15,6 +15,9 @@ class ILinkContainer;
 //
 // An object loads the current variable file when it is created and writes the
 // whole set back when it is destroyed, unconditionally.
+//
+// Fields never hold Chr(0), Chr(1), CR or LF: the setters drop them, since the
+// variable file cannot carry them (VariableFile::carriable).
 class clsVariableAccess final : public QObject {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(clsVariableAccess)

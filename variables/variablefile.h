@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <array>
+
+// The variable configuration file (".vls"): Windows-1252 text with CR LF line
+// ends, one double-quoted value per line. Line 1 is the header, lines 2 ... 417
+// the records of variables 1 ... 416: seven fields joined by Chr(1), with every
+// double quote carried as Chr(0).
+namespace vls {
+inline constexpr int kRecordCount = 416;
+inline constexpr int kFieldCount = 7;
+using Record = std::array<QString, kFieldCount>;
+using RecordSet = std::array<Record, kRecordCount>;
+} // namespace vls
+
+class VariableFile final {
+public:
+    static inline const QString kHeader = QStringLiteral("QMDVariableFileZOL1.1");
+    static inline const QString kDefaultFileName = QStringLiteral("QMDvarinfo.vls");
+    static constexpr char16_t kFieldSeparator = 1;
+    static constexpr char16_t kQuoteCarrier = 0;
+    // A longer line is taken for damage (a record is a few hundred bytes).
+    static constexpr qint64 kMaxLineBytes = 16 * 1024 * 1024;
+
+    struct ReadResult {
+        bool opened = false;      // the file could be opened for reading
+        bool headerRead = false;  // its first value could be read
+        bool compatible = false;  // ... and was kHeader
+        int recordsRead = 0;      // records stored, from variable 1 on
+    };
+
+    // Reads the file's records into `records` from variable 1 on and stops at
+    // the first line that cannot be read (end of file, no pair of double
+    // quotes, a line over kMaxLineBytes). Records not read stay as they were.
+    // Blank lines are skipped, as the platform's quoted-string input does.
+    static ReadResult read(const QString& path, vls::RecordSet& records);
+
+    // Writes the whole set. The old file is replaced only once the new one is
+    // complete, so a failed save leaves it as it was; a read-only file is not
+    // replaced. False on any failure, with the reason in `error`.
+    static bool write(const QString& path, const vls::RecordSet& records, QString* error = nullptr);
+
+    // The complete file as written.
+    static QByteArray encode(const vls::RecordSet& records);
+    // One record as it stands between the quotes (before the code page).
+    static QString joinRecord(const vls::Record& record);
+    // One value read from between the quotes, cut or padded to seven fields.
+    static vls::Record splitRecord(QString value);
+
+    // The file cannot carry Chr(0) (it stands for a double quote), Chr(1) (it
+    // separates fields) nor CR and LF (they end a record): such characters are
+    // dropped from every field, here and by clsVariableAccess when a field is
+    // set, so that what is in memory is what a load gives back.
+    static QString carriable(QString text);
+
+    // The default file in `folder`: a separator goes between folder and name
+    // when the folder has at least four characters (a drive root such as
+    // "C:\" already ends with one); shorter native folders ("/", "/ab") get
+    // one only when they do not end with one already.
+    static QString defaultPathIn(const QString& folder);
+    // A path from the settings store or a file, with "\" or "/", as a native path.
+    static QString nativePath(const QString& path);
+};
