@@ -1,0 +1,63 @@
+#pragma once
+
+#include "plugincatalog.h"
+
+#include <QMainWindow>
+
+#include <memory>
+#include <vector>
+
+class FrameEditor;
+class QComboBox;
+class QLabel;
+class QMenu;
+class QPlainTextEdit;
+class QPushButton;
+
+// The host's main window: the playfile (frame) editor, the display to send to,
+// the plug-ins menu and the transmission log.
+class frmMain final : public QMainWindow {
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(frmMain)
+public:
+    explicit frmMain(QWidget* parent = nullptr);
+    ~frmMain() override;
+
+    // Registers the component libraries of `folder` and lists the plug-ins.
+    void loadPlugins(const QString& folder);
+    const QList<plugincatalog::PluginInfo>& plugins() const { return m_plugins; }
+
+    // Fills the display box from the host's "Displays.dat".
+    void reloadDisplays();
+
+    // The plug-in object for a ProgID, created on first use and kept.
+    QObject* pluginObject(const QString& progId);
+
+    void startPlugin(const QString& progId);
+    void startFrameFeature(const QString& progId);
+    // Sends the playfile to the display chosen in the display box.
+    bool transmit();
+    void chooseDisplays();
+    void showDisplayList();
+
+    FrameEditor* frameEditor() const { return m_frameEditor; }
+    void setPlayfileText(const QString& text);
+    void log(const QString& line);
+
+private:
+    void buildMenus();
+    void rebuildPluginMenus();
+    void reportError(const QString& prefix, const std::exception& e);
+
+    QPlainTextEdit* m_playfile;
+    QPlainTextEdit* m_log;
+    QComboBox* m_display;
+    QPushButton* m_transmit;
+    QLabel* m_status;
+    QMenu* m_pluginMenu = nullptr;
+    QMenu* m_frameMenu = nullptr;
+    FrameEditor* m_frameEditor;
+    QList<plugincatalog::PluginInfo> m_plugins;
+    std::vector<std::pair<QString, std::unique_ptr<QObject>>> m_pluginObjects;
+    std::unique_ptr<QObject> m_control;  // the host's zolDispTrans
+};

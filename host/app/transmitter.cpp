@@ -1,0 +1,104 @@
+#include "transmitter.h"
+
+#include "FrameEditor.h"
+#include "latebound.h"
+#include "legacy.h"
+#include "runtimeerror.h"
+
+Transmitter::Transmitter(QObject* control)
+    : m_controlObject(control), m_control(control ? qobject_cast<disptrans::IDispTrans*>(control) : nullptr)
+{
+    if (!m_control)
+        RuntimeError::raise(RuntimeError::ObjectRequired);
+}
+
+void Transmitter::log(const QString& line) const
+{
+    if (m_log)
+        m_log(line);
+}
+
+disptrans::ConnectionSettings Transmitter::settingsFor(const DisplayRecord& display)
+{
+    disptrans::ConnectionSettings s;
+    s.ConnTarget = display.linkTarget;
+    switch (display.kind) {
+    case disptrans::SerialPort:
+        s.ConnKind = disptrans::SerialPort;
+        s.ConnParam1 = display.kind1Param;
+        break;
+    case disptrans::Network:
+        s.ConnKind = disptrans::Network;
+        s.ConnParam3 = display.kind3Param;
+        break;
+    default:
+        s.ConnKind = disptrans::Modem;
+        s.ConnParam2 = display.otherKindParam;
+        break;
+    }
+    const QList<int16_t> addresses = addressesOf(display.addressList);
+    s.ConnAddress = addresses.isEmpty() ? 0 : addresses.first();
+    return s;
+}
+
+QList<int16_t> Transmitter::addressesOf(const QString& addressList)
+{
+    QList<int16_t> addresses;
+    for (const QString& a : addressList.split(u',', Qt::SkipEmptyParts)) {
+        if (!a.trimmed().isEmpty())
+            addresses << legacy::textToInt16(a);
+    }
+    return addresses;
+}
+
+QString Transmitter::messageText(const QString& playfileText)
+{
+    QString text = playfileText;
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    text.replace(u'\r', u'\n');
+    text.replace(QStringLiteral("\n"), QStringLiteral("\r\n"));
+    return text;
+}
+
+bool Transmitter::transmit(const DisplayRecord& display, const QString& playfileText, const QList<QObject*>& plugins)
+{
+    const QString who = QStringLiteral("display %1 (%2)").arg(display.number, display.name);
+    QList<int16_t> addresses = addressesOf(display.addressList);
+    if (addresses.isEmpty())
+        addresses << 0;
+    disptrans::ConnectionSettings settings = settingsFor(display);
+    log(QStringLiteral("Opening %1").arg(who));
+    if (!m_control->OpenConnection(settings)) {
+        log(QStringLiteral("FAILED to open %1: %2").arg(who, m_control->LastErrorText()));
+        return false;
+    }
+
+    Playfile playfile(playfileText);
+    const QString message = messageText(playfileText);
+    bool allSent = true;
+    for (int16_t address : std::as_const(addresses)) {
+        m_control->setDisplayAddress(address);
+        for (QObject* plugin : plugins) {
+            try {
+                if (latebound::callMethod(plugin, "DoesPreTransmit").toBool()) {
+                    log(QStringLiteral("Pre-transmit: %1").arg(plugin->objectName()));
+                    latebound::callMethod(plugin, "StartPreTransmit",
+                                          QVariantList{QVariant::fromValue(m_controlObject),
+                                                       QVariant::fromValue(static_cast<QObject*>(&playfile))});
+                    // The hook may have moved the control elsewhere; the message goes to this address.
+                    m_control->setDisplayAddress(address);
+                }
+            } catch (const RuntimeError& e) {
+                log(QStringLiteral("Pre-transmit of %1 failed: %2").arg(plugin->objectName(), e.description()));
+            }
+        }
+        if (m_control->SendMessage(message)) {
+            log(QStringLiteral("Sent to %1, address %2").arg(who).arg(address));
+        } else {
+            allSent = false;
+            log(QStringLiteral("FAILED to send to %1, address %2: %3").arg(who).arg(address).arg(m_control->LastErrorText()));
+        }
+    }
+    m_control->CloseConnection();
+    return allSent;
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "displaylistfile.h"
+#include "runtimeerror.h"  // before disptrans.h, which uses it
+#include "disptrans.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+// Sends a playfile to one display of the display list: opens the connection,
+// and for every address of the display offers the plug-ins that ask for it
+// their pre-transmit hook (StartPreTransmit with the connected control and the
+// playfile), then shows the playfile there; closes the connection at the end.
+class Transmitter final {
+public:
+    // `control` offers disptrans::IDispTrans (the host's zolDispTrans).
+    explicit Transmitter(QObject* control);
+
+    // Progress lines for the host's log.
+    void setLog(std::function<void(const QString&)> log) { m_log = std::move(log); }
+
+    // The connection settings for a display record: kind 1 and 3 as they are,
+    // any other kind as a modem (kind 2); the address is the first of the list.
+    static disptrans::ConnectionSettings settingsFor(const DisplayRecord& display);
+    // The addresses of an address list ("1,2"); RuntimeError Type mismatch or
+    // Overflow for an address that is not a 16-bit number.
+    static QList<int16_t> addressesOf(const QString& addressList);
+    // The playfile as the display takes it: lines separated by CR LF.
+    static QString messageText(const QString& playfileText);
+
+    // `plugins` are the plug-in objects (zolQMDVariables and the like). True
+    // when every address took the message. Errors of a plug-in's hook are
+    // logged and do not stop the transmission.
+    bool transmit(const DisplayRecord& display, const QString& playfileText, const QList<QObject*>& plugins);
+
+private:
+    void log(const QString& line) const;
+
+    QObject* m_controlObject;
+    disptrans::IDispTrans* m_control;
+    std::function<void(const QString&)> m_log;
+};
