@@ -1,15 +1,13 @@
 #include "pluginfeatures.h"
 
+#include "dlgVariables.h"
 #include "messagebox.h"
 
-// The variable manager, the command inserter and the update-on-transmit dialog
-// are not part of this build yet: each entry point says so instead.
+// The command inserter and the update-on-transmit dialog are not part of this
+// build yet: their entry points say so instead.
 namespace features {
 
-void showVariableManager()
-{
-    msgbox::show(QStringLiteral("The Variable Manager is not available in this version."));
-}
+void showVariableManager() { manager::showVariableManager(); }
 
 void showCommandInserter(QObject*)
 {

@@ -1,0 +1,98 @@
+// The real dialogs behind an update: the chooser, the delay dialog and the
+// update dialog, each wrapped in the small interface the update steps use.
+
+#include "updateflow.h"
+
+#include "dlgChooseVars.h"
+
+#if LUMAREX_HAVE_UPDATE_DIALOGS
+#include "dlgUpdateDelay.h"
+#include "dlgVariableUpdate.h"
+#else
+#include "runtimeerror.h"
+#endif
+
+namespace manager {
+
+namespace {
+
+class ChooserDialog final : public VariableChooser {
+public:
+    explicit ChooserDialog(QWidget* parent) : m_dialog(parent) {}
+    void setVariableSet(clsVariableAccess* set) override { m_dialog.setVariableSet(set); }
+    VarSelection GetChosenVars() override { return m_dialog.GetChosenVars(); }
+    VarSelection GetLastVars() override { return m_dialog.GetLastVars(); }
+
+private:
+    dlgChooseVars m_dialog;
+};
+
+#if LUMAREX_HAVE_UPDATE_DIALOGS
+class DelayDialog final : public DelayPrompt {
+public:
+    DelayDialog(std::function<QString()> displaySelection, QWidget* parent)
+        : m_dialog(std::move(displaySelection), parent) {}
+    void exec() override { m_dialog.exec(); }
+    bool Cancelled() const override { return m_dialog.Cancelled(); }
+    QString DisplayList() const override { return m_dialog.DisplayList(); }
+    QString DelayList() const override { return m_dialog.DelayList(); }
+
+private:
+    dlgUpdateDelay m_dialog;
+};
+
+class UpdateDialog final : public UpdateSender {
+public:
+    explicit UpdateDialog(QWidget* parent) : m_dialog(parent) {}
+    void setVariableSet(clsVariableAccess* set) override { m_dialog.setVariableSet(set); }
+    void setSelectedVars(const VarSelection& vars) override { m_dialog.setSelectedVars(vars); }
+    void setDisplayList(const QString& displays) override { m_dialog.setDisplayList(displays); }
+    void setDelayList(const QString& delays) override { m_dialog.setDelayList(delays); }
+    void SendVarData() override { m_dialog.SendVarData(); }
+    void SendVarAttributes() override { m_dialog.SendVarAttributes(); }
+    void SendAllVarInfo() override { m_dialog.SendAllVarInfo(); }
+
+private:
+    dlgVariableUpdate m_dialog;
+};
+#endif
+
+class RealDialogs final : public UpdateDialogs {
+public:
+    std::unique_ptr<VariableChooser> createChooser(QWidget* parent) override
+    {
+        return std::make_unique<ChooserDialog>(parent);
+    }
+
+#if LUMAREX_HAVE_UPDATE_DIALOGS
+    std::unique_ptr<DelayPrompt> createDelayPrompt(std::function<QString()> displaySelection,
+                                                   QWidget* parent) override
+    {
+        return std::make_unique<DelayDialog>(std::move(displaySelection), parent);
+    }
+    std::unique_ptr<UpdateSender> createUpdateSender(QWidget* parent) override
+    {
+        return std::make_unique<UpdateDialog>(parent);
+    }
+#else
+    // A build without the update engine cannot create its dialogs.
+    std::unique_ptr<DelayPrompt> createDelayPrompt(std::function<QString()>, QWidget*) override
+    {
+        RuntimeError::raise(RuntimeError::ActiveXCannotCreateObject);
+    }
+    std::unique_ptr<UpdateSender> createUpdateSender(QWidget*) override
+    {
+        RuntimeError::raise(RuntimeError::ActiveXCannotCreateObject);
+    }
+#endif
+};
+
+} // namespace
+
+UpdateDialogs& realUpdateDialogs()
+{
+    static RealDialogs dialogs;
+    return dialogs;
+}
+
+} // namespace manager
