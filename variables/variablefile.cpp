@@ -1,6 +1,6 @@
 #include "variablefile.h"
 
-#include "windows1252.h"
+#include "codepage.h"
 
 #include <QDir>
 #include <QFile>
@@ -83,7 +83,7 @@ VariableFile::ReadResult VariableFile::read(const QString& path, vls::RecordSet&
         return result;
     result.compatible = true;
 
-    windows1252::Decoder decode;
+    codepage::Decoder decode;
     while (result.recordsRead < vls::kRecordCount && lines.next(value)) {
         records[result.recordsRead] = splitRecord(decode(value));
         ++result.recordsRead;
@@ -134,7 +134,7 @@ QByteArray VariableFile::encode(const vls::RecordSet& records)
     text += u'"' + kHeader + u'"' + QLatin1String(kLineEnd);
     for (const vls::Record& record : records)
         text += u'"' + joinRecord(record) + u'"' + QLatin1String(kLineEnd);
-    return windows1252::encode(text);
+    return codepage::toAnsi(text);
 }
 
 QString VariableFile::joinRecord(const vls::Record& record)

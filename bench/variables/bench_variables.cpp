@@ -4,7 +4,6 @@
 #include "codepage.h"
 #include "settingsstore.h"
 #include "variablefile.h"
-#include "windows1252.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
@@ -59,21 +58,27 @@ void BM_EncodeFile(benchmark::State& state)
 }
 BENCHMARK(BM_EncodeFile);
 
-void BM_CodePageTableEncode(benchmark::State& state)
+void BM_CodePageEncode(benchmark::State& state)
 {
-    const QString text = windows1252::decode(VariableFile::encode(realisticSet()));
+    const QString text = codepage::fromAnsi(VariableFile::encode(realisticSet()));
     for (auto _ : state)
         benchmark::DoNotOptimize(codepage::toAnsi(text));
 }
-BENCHMARK(BM_CodePageTableEncode);
+BENCHMARK(BM_CodePageEncode);
 
-void BM_QtConverterEncode(benchmark::State& state)
+// The lines of a file decoded one by one: with one decoder for all of them,
+// as a read does, and with a fresh one for each.
+void BM_CodePageDecodeLines(benchmark::State& state)
 {
-    const QString text = windows1252::decode(VariableFile::encode(realisticSet()));
-    for (auto _ : state)
-        benchmark::DoNotOptimize(windows1252::encode(text));
+    const QList<QByteArray> lines = VariableFile::encode(realisticSet()).split('\n');
+    const bool reused = state.range(0) != 0;
+    for (auto _ : state) {
+        codepage::Decoder decoder;
+        for (const QByteArray& line : lines)
+            benchmark::DoNotOptimize(reused ? decoder(line) : codepage::fromAnsi(line));
+    }
 }
-BENCHMARK(BM_QtConverterEncode);
+BENCHMARK(BM_CodePageDecodeLines)->ArgName("reused")->Arg(1)->Arg(0)->Unit(benchmark::kMicrosecond);
 
 void BM_WriteFile(benchmark::State& state)
 {
