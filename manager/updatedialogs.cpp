@@ -5,12 +5,8 @@
 
 #include "dlgChooseVars.h"
 
-#if LUMAREX_HAVE_UPDATE_DIALOGS
 #include "dlgUpdateDelay.h"
 #include "dlgVariableUpdate.h"
-#else
-#include "runtimeerror.h"
-#endif
 
 namespace manager {
 
@@ -27,7 +23,6 @@ private:
     dlgChooseVars m_dialog;
 };
 
-#if LUMAREX_HAVE_UPDATE_DIALOGS
 class DelayDialog final : public DelayPrompt {
 public:
     DelayDialog(std::function<QString()> displaySelection, QWidget* parent)
@@ -55,7 +50,6 @@ public:
 private:
     dlgVariableUpdate m_dialog;
 };
-#endif
 
 class RealDialogs final : public UpdateDialogs {
 public:
@@ -64,7 +58,6 @@ public:
         return std::make_unique<ChooserDialog>(parent);
     }
 
-#if LUMAREX_HAVE_UPDATE_DIALOGS
     std::unique_ptr<DelayPrompt> createDelayPrompt(std::function<QString()> displaySelection,
                                                    QWidget* parent) override
     {
@@ -74,17 +67,6 @@ public:
     {
         return std::make_unique<UpdateDialog>(parent);
     }
-#else
-    // A build without the update engine cannot create its dialogs.
-    std::unique_ptr<DelayPrompt> createDelayPrompt(std::function<QString()>, QWidget*) override
-    {
-        RuntimeError::raise(RuntimeError::ActiveXCannotCreateObject);
-    }
-    std::unique_ptr<UpdateSender> createUpdateSender(QWidget*) override
-    {
-        RuntimeError::raise(RuntimeError::ActiveXCannotCreateObject);
-    }
-#endif
 };
 
 } // namespace
