@@ -67,7 +67,7 @@ std::optional<wire::Frame> CommandHandler::handle(const wire::Frame& request)
             onMessageShown(request.address);
         return wire::ackFrame(request);
     default:
-        return nak(request, wire::UnknownCommand, QStringLiteral("unknown command %1").arg(wire::commandName(request.command)));
+        return nak(request, wire::UnknownCommand, wire::commandName(request.command));
     }
 }
 
