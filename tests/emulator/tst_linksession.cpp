@@ -18,11 +18,7 @@ class FakeLink final : public ByteLink {
 public:
     explicit FakeLink(bool canDrop = true) : m_canDrop(canDrop) {}
     void send(const QByteArray& bytes) override { sent += bytes; }
-    bool drop() override
-    {
-        ++drops;
-        return m_canDrop;
-    }
+    bool drop() override { ++drops; return m_canDrop; }
     QString name() const override { return QStringLiteral("fake"); }
     void feed(const QByteArray& bytes) { emit received(bytes); }
 
@@ -33,26 +29,21 @@ private:
     bool m_canDrop;
 };
 
-QByteArray request(uint8_t seq, int index = 0)
+QByteArray request(uint8_t seq, int dataSize = 4)
 {
-    return encodeFrame(Frame{1, seq, WriteTextData, writeDataPayload(uint16_t(index), "data")});
+    return encodeFrame(Frame{1, seq, WriteTextData, writeDataPayload(0, QByteArray(dataSize, 'd'))});
 }
 
-QList<Decoded> decodeAll(const QByteArray& bytes)
-{
-    FrameDecoder d;
-    return d.feed(bytes);
-}
-
-// The answers on the line as "A<seq>" (ACK), "N<seq>" (NAK) or "D" (damaged).
+// The answers on the line as "A<seq>" (ACK), "N<seq>/<code>" (NAK) or "D" (damaged).
 QStringList answers(const QByteArray& bytes)
 {
     QStringList out;
-    for (const Decoded& d : decodeAll(bytes)) {
-        if (d.kind != Decoded::Kind::Frame)
-            out.append(QStringLiteral("D"));
-        else
-            out.append((d.frame.command == Ack ? QStringLiteral("A") : QStringLiteral("N")) + QString::number(d.frame.sequence));
+    FrameDecoder decoder;
+    for (const Decoded& d : decoder.feed(bytes)) {
+        const auto a = parseAnswer(d.frame);
+        out.append(d.kind != Decoded::Kind::Frame ? QStringLiteral("D")
+                   : a->ack ? QStringLiteral("A%1").arg(d.frame.sequence)
+                            : QStringLiteral("N%1/%2").arg(d.frame.sequence).arg(a->nakCode));
     }
     return out;
 }
@@ -66,17 +57,11 @@ private slots:
     void answersEveryFrameInOrder();
     void dropAfterFrames_data();
     void dropAfterFrames();
-    void injectedNaksFollowTheSeed_data();
-    void injectedNaksFollowTheSeed();
-    void garbledAnswersFailTheirChecksum();
-    void damagedRequestIsNaked();
-    void silentDisplayNeverAnswers();
-    void lateAnswers();
+    void injectedFaultsFollowTheSeed();
     void pacedLineTakesTheBytesTime();
     void modemCommands_data();
     void modemCommands();
-    void modemCallCarriesFramesAndHangsUp();
-    void plusesWithoutGuardAreData();
+    void escapeNeedsGuardTimes();
 };
 
 void TestLinkSession::answersEveryFrameInOrder()
@@ -84,9 +69,11 @@ void TestLinkSession::answersEveryFrameInOrder()
     EmulatorCore core;
     FakeLink link;
     LinkSession session(core, &link);
-    link.feed(request(1) + request(2) + "noise" + request(3));
-    QCOMPARE(answers(link.sent), (QStringList{"A1", "A2", "A3"}));
-    QCOMPARE(core.model().unit(1)->variable(VarKind::Text, 0)->data, QStringLiteral("data"));
+    QByteArray damaged = request(3, 9);
+    damaged[damaged.size() - 4] = char(damaged[damaged.size() - 4] ^ 0x04);
+    link.feed(request(1) + request(2) + "noise" + damaged);
+    QCOMPARE(answers(link.sent), (QStringList{"A1", "A2", "N3/1"}));   // NAK: damaged
+    QCOMPARE(core.model().unit(1)->variable(VarKind::Text, 0)->data, QStringLiteral("dddd"));   // the damaged one wrote nothing
 }
 
 void TestLinkSession::dropAfterFrames_data()
@@ -116,98 +103,29 @@ void TestLinkSession::dropAfterFrames()
     QCOMPARE(answers(link.sent), afterDrop);
 }
 
-void TestLinkSession::injectedNaksFollowTheSeed_data()
+void TestLinkSession::injectedFaultsFollowTheSeed()
 {
-    QTest::addColumn<double>("fraction");
-    QTest::addColumn<int>("low");
-    QTest::addColumn<int>("high");
-    QTest::newRow("none") << 0.0 << 0 << 0;
-    QTest::newRow("a third") << 0.33 << 40 << 95;
-    QTest::newRow("all") << 1.0 << 200 << 200;
-}
-
-void TestLinkSession::injectedNaksFollowTheSeed()
-{
-    QFETCH(double, fraction);
-    QFETCH(int, low);
-    QFETCH(int, high);
     QStringList first;
     for (int run = 0; run < 2; ++run) {
         EmulatorCore core;
-        core.faults().nakFraction = fraction;
+        core.faults().nakFraction = 0.3;
+        core.faults().garbleFraction = 0.3;
         core.faults().seed = 99;
         FakeLink link;
         LinkSession session(core, &link);
-        for (int i = 0; i < 200; ++i)
+        for (int i = 0; i < 100; ++i)
             link.feed(request(uint8_t(i)));
         const QStringList got = answers(link.sent);
-        QCOMPARE(got.size(), 200);
-        const int naks = int(got.filter(QRegularExpression(QStringLiteral("^N"))).size());
-        QVERIFY2(naks >= low && naks <= high, qPrintable(QString::number(naks)));
-        QCOMPARE(core.naksInjected, quint64(naks));
-        if (run == 0)
-            first = got;
-        else
+        QCOMPARE(got.size(), 100);
+        // A NAK may be garbled too.
+        const qsizetype naks = got.filter(QRegularExpression(QStringLiteral("^N"))).size();
+        const qsizetype garbled = got.count(QStringLiteral("D"));
+        QVERIFY2(naks >= 15 && naks <= 45 && garbled >= 15 && garbled <= 45, qPrintable(got.join(QLatin1Char(' '))));
+        QVERIFY(quint64(naks) <= core.naksInjected && core.naksInjected <= quint64(naks + garbled));
+        if (run == 1)
             QCOMPARE(got, first);   // same seed, same faults
+        first = got;
     }
-}
-
-void TestLinkSession::garbledAnswersFailTheirChecksum()
-{
-    EmulatorCore core;
-    core.faults().garbleFraction = 1.0;
-    FakeLink link;
-    LinkSession session(core, &link);
-    for (int i = 0; i < 50; ++i)
-        link.feed(request(uint8_t(i)));
-    const QList<Decoded> found = decodeAll(link.sent);
-    QCOMPARE(found.size(), 50);
-    for (const Decoded& d : found)
-        QCOMPARE(d.kind, Decoded::Kind::BadChecksum);
-}
-
-void TestLinkSession::damagedRequestIsNaked()
-{
-    EmulatorCore core;
-    FakeLink link;
-    LinkSession session(core, &link);
-    QByteArray bad = request(8);
-    bad[bad.size() - 4] = char(bad[bad.size() - 4] ^ 0x04);
-    link.feed(bad);
-    const QList<Decoded> found = decodeAll(link.sent);
-    QCOMPARE(found.size(), 1);
-    const auto a = parseAnswer(found[0].frame);
-    QVERIFY(a && !a->ack);
-    QCOMPARE(a->nakCode, uint8_t(Damaged));
-    QCOMPARE(found[0].frame.sequence, uint8_t(8));
-    // Nothing was written.
-    QCOMPARE(core.model().unit(1)->variable(VarKind::Text, 0)->data, QString());
-}
-
-void TestLinkSession::silentDisplayNeverAnswers()
-{
-    EmulatorCore core;
-    core.faults().silent = true;
-    FakeLink link;
-    LinkSession session(core, &link);
-    link.feed(request(1));
-    QTest::qWait(20);
-    QVERIFY(link.sent.isEmpty());
-}
-
-void TestLinkSession::lateAnswers()
-{
-    EmulatorCore core;
-    core.faults().delayMs = 150;
-    FakeLink link;
-    LinkSession session(core, &link);
-    QElapsedTimer timer;
-    timer.start();
-    link.feed(request(1));
-    QVERIFY(link.sent.isEmpty());
-    QTRY_VERIFY_WITH_TIMEOUT(!link.sent.isEmpty(), 2000);
-    QVERIFY2(timer.elapsed() >= 145, qPrintable(QString::number(timer.elapsed())));
-    QCOMPARE(answers(link.sent), QStringList{"A1"});
 }
 
 void TestLinkSession::pacedLineTakesTheBytesTime()
@@ -216,7 +134,7 @@ void TestLinkSession::pacedLineTakesTheBytesTime()
     core.faults().baud = 9600;
     FakeLink link;
     LinkSession session(core, &link);
-    const QByteArray frame = encodeFrame(Frame{1, 1, WriteTextData, writeDataPayload(0, QByteArray(200, 'p'))});
+    const QByteArray frame = request(1, 200);
     const QByteArray ack = encodeFrame(ackFrame(Frame{1, 1, WriteTextData, {}}));
     QElapsedTimer timer;
     timer.start();
@@ -231,100 +149,46 @@ void TestLinkSession::pacedLineTakesTheBytesTime()
 
 void TestLinkSession::modemCommands_data()
 {
-    QTest::addColumn<QString>("dialResult");
     QTest::addColumn<QByteArray>("input");
     QTest::addColumn<QByteArray>("output");
-    QTest::addColumn<bool>("connects");
-    QTest::newRow("reset") << "CONNECT 9600" << QByteArray("ATZ\r") << QByteArray("ATZ\r\r\nOK\r\n") << false;
-    QTest::newRow("lower case, no echo") << "CONNECT 9600" << QByteArray("ate0\ratz\r") << QByteArray("ate0\r\r\nOK\r\n\r\nOK\r\n")
-                                         << false;
-    QTest::newRow("unknown command") << "CONNECT 9600" << QByteArray("ATE0\rAT+FOO\r") << QByteArray("ATE0\r\r\nOK\r\n\r\nERROR\r\n")
-                                     << false;
-    QTest::newRow("not a command") << "CONNECT 9600" << QByteArray("ATE0\rhello\r") << QByteArray("ATE0\r\r\nOK\r\n") << false;
-    QTest::newRow("dial connects") << "CONNECT 9600" << QByteArray("ATE0\rATDT123\r") << QByteArray("ATE0\r\r\nOK\r\n\r\nCONNECT 9600\r\n")
-                                   << true;
-    QTest::newRow("dial busy") << "BUSY" << QByteArray("ATE0\rATDT123\r") << QByteArray("ATE0\r\r\nOK\r\n\r\nBUSY\r\n") << false;
-    QTest::newRow("no dial tone") << "NO DIALTONE" << QByteArray("ATE0\rATD5\r") << QByteArray("ATE0\r\r\nOK\r\n\r\nNO DIALTONE\r\n")
-                                  << false;
-    QTest::newRow("nobody answers") << "" << QByteArray("ATE0\rATDT123\r") << QByteArray("ATE0\r\r\nOK\r\n") << false;
+    QTest::newRow("reset, echoed") << QByteArray("ATZ\r") << QByteArray("ATZ\r\r\nOK\r\n");
+    QTest::newRow("lower case, no echo") << QByteArray("ate0\ratz\r") << QByteArray("ate0\r\r\nOK\r\n\r\nOK\r\n");
+    QTest::newRow("unknown command") << QByteArray("ATE0\rAT+FOO\r") << QByteArray("ATE0\r\r\nOK\r\n\r\nERROR\r\n");
+    QTest::newRow("not a command") << QByteArray("ATE0\rhello\r") << QByteArray("ATE0\r\r\nOK\r\n");
 }
 
 void TestLinkSession::modemCommands()
 {
-    QFETCH(QString, dialResult);
     QFETCH(QByteArray, input);
     QFETCH(QByteArray, output);
-    QFETCH(bool, connects);
     FakeLink line;
-    ModemOptions options;
-    options.dialResult = dialResult;
-    options.dialDelayMs = 10;
-    ModemLink modem(&line, options);
-    QSignalSpy connected(&modem, &ByteLink::connected);
+    ModemLink modem(&line, ModemOptions());
     line.feed(input);
-    QTest::qWait(60);
     QCOMPARE(line.sent, output);
-    QCOMPARE(connected.count(), connects ? 1 : 0);
-    QCOMPARE(modem.inDataMode(), connects);
+    QVERIFY(!modem.inDataMode());
 }
 
-void TestLinkSession::modemCallCarriesFramesAndHangsUp()
+void TestLinkSession::escapeNeedsGuardTimes()
 {
     EmulatorCore core;
     FakeLink line;
-    ModemOptions options;
-    options.dialDelayMs = 5;
-    options.guardMs = 40;
-    options.echo = false;
-    ModemLink modem(&line, options);
+    ModemLink modem(&line, ModemOptions{.dialDelayMs = 5, .guardMs = 60, .echo = false});
     LinkSession session(core, &modem);
-    QSignalSpy events(&modem, &ModemLink::modemEvent);
     line.feed("ATDT5551234\r");
     QTRY_VERIFY(modem.inDataMode());
     line.sent.clear();
+    // "+++" right after data is data: a frame may hold it.
     line.feed(request(1));
+    line.feed("+++");
     QCOMPARE(answers(line.sent), QStringList{"A1"});
-    // Guard, "+++", guard: back in command mode with OK; the call stays up.
-    QTest::qWait(60);
+    QTest::qWait(100);
+    QVERIFY(modem.inDataMode());
+    // Guard, "+++", guard: back in command mode with OK.
     line.sent.clear();
     line.feed("+++");
     QVERIFY(line.sent.isEmpty());
     QTRY_COMPARE(line.sent, QByteArray("\r\nOK\r\n"));
     QVERIFY(!modem.inDataMode());
-    line.sent.clear();
-    line.feed("ATH\r");
-    QCOMPARE(line.sent, QByteArray("\r\nOK\r\n"));
-    QStringList seen;
-    for (const auto& e : events)
-        seen.append(e.at(0).toString());
-    QCOMPARE(seen, (QStringList{"DIAL 5551234", "CONNECT", "ESCAPE", "HANGUP"}));
-    // Dropping a call in data mode reports NO CARRIER.
-    line.feed("ATD1\r");
-    QTRY_VERIFY(modem.inDataMode());
-    line.sent.clear();
-    QVERIFY(modem.drop());
-    QCOMPARE(line.sent, QByteArray("\r\nNO CARRIER\r\n"));
-    QVERIFY(!modem.inDataMode());
-    QVERIFY(!modem.drop());
-}
-
-void TestLinkSession::plusesWithoutGuardAreData()
-{
-    FakeLink line;
-    ModemOptions options;
-    options.dialDelayMs = 1;
-    options.guardMs = 200;
-    options.echo = false;
-    ModemLink modem(&line, options);
-    QByteArray data;
-    connect(&modem, &ByteLink::received, this, [&](const QByteArray& b) { data += b; });
-    line.feed("ATD1\r");
-    QTRY_VERIFY(modem.inDataMode());
-    line.feed("x");
-    line.feed("+++");      // right after data: no guard time before it
-    line.feed("y");
-    QCOMPARE(data, QByteArray("x+++y"));
-    QVERIFY(modem.inDataMode());
 }
 
 QTEST_GUILESS_MAIN(TestLinkSession)

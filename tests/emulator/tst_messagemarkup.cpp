@@ -66,16 +66,13 @@ void TestMessageMarkup::layout()
     QFETCH(QString, message);
     QFETCH(QString, expected);
     DisplayUnit unit;
-    auto set = [&](VarKind kind, int index, const QString& data, int color, bool blink, bool inverse) {
-        VariableState* v = unit.variable(kind, index);
-        *v = VariableState{int16_t(color), blink, inverse, data};
-    };
-    set(VarKind::Text, 0, QStringLiteral("21C"), 2, false, false);
-    set(VarKind::Text, 1, QStringLiteral("RED"), 1, false, false);
-    set(VarKind::Text, 2, QStringLiteral("up\r\ndown"), 5, false, false);
-    set(VarKind::Text, 3, RS + QStringLiteral("A000"), 1, false, false);   // shown, not expanded: the mark is a control
-    set(VarKind::Text, 255, QStringLiteral("END"), 4, false, true);
-    set(VarKind::Cell, 159, QStringLiteral("$5"), 3, true, false);
+    *unit.variable(VarKind::Text, 0) = {2, false, false, QStringLiteral("21C")};
+    *unit.variable(VarKind::Text, 1) = {1, false, false, QStringLiteral("RED")};
+    *unit.variable(VarKind::Text, 2) = {5, false, false, QStringLiteral("up\r\ndown")};
+    // Shown, not expanded: the mark is a control character.
+    *unit.variable(VarKind::Text, 3) = {1, false, false, RS + QStringLiteral("A000")};
+    *unit.variable(VarKind::Text, 255) = {4, false, true, QStringLiteral("END")};
+    *unit.variable(VarKind::Cell, 159) = {3, true, false, QStringLiteral("$5")};
     QCOMPARE(describe(layoutMessage(message, &unit)), expected);
 }
 

@@ -1,77 +1,139 @@
-// The display-list object: where "Displays.dat" is looked for, finding
-// displays by number and by name, the current record's fields (also through
-// late-bound property reads), errors, and reading the file again.
+// The "Displays.dat" reader and writer (single lines, whole files, escapes, the
+// round trip through a file) and the display-list object over it: where the
+// file is looked for, finding displays by number and by name, the current
+// record (read late-bound, as the plug-in reads it), and reading the file again
+// on every open.
 
 #include "DisplayList.h"
+#include "displaylistfile.h"
+#include "hosttest.h"
 #include "latebound.h"
-#include "runtimeerror.h"
 #include "settingsstore.h"
 #include "testenvironment.h"
 
-#include <QDir>
-#include <QFile>
-#include <QRegularExpression>
-#include <QTest>
-
 namespace {
-void writeFile(const QString& path, const QByteArray& text)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(text);
-}
-
-const QByteArray kList = "# test list\n"
-                         "1|Lobby|3|127.0.0.1||47010||1\n"
+const QByteArray kList = "1|Lobby|3|127.0.0.1||47010||1\n"
                          "2|Dock|1|/dev/ttyUSB0|9600,N,8,1|||1,2\n"
                          "3|12|2|/dev/ttyS1|||5551234|4\n"
                          "12|Twelve|4|/dev/ttyS2|||777|5\n"
                          "20|dock|3|h2||10001||9\n";
-
-// The error raised by `f`, or a failure when none is.
-template <class F>
-RuntimeError errorOf(F&& f)
-{
-    try {
-        f();
-    } catch (const RuntimeError& e) {
-        return e;
-    }
-    return RuntimeError(0, QStringLiteral("no error raised"));
-}
+const QString kFile = QStringLiteral("Displays.dat");
 } // namespace
 
 class TestDisplayList final : public QObject {
     Q_OBJECT
 private slots:
+    void parseLine_data();
+    void parseLine();
+    void parseFile_data();
+    void parseFile();
+    void writeThenRead();
     void resolve_data();
     void resolve();
     void find_data();
     void find();
-    void notFound_data();
-    void notFound();
-    void currentRecordFields();
-    void lateBound();
-    void missingFile();
-    void malformedLinesStillLoad();
-    void rereadOnEverySet();
-    void currentRecordBounds();
+    void currentRecord();
+    void readAgainOnEveryOpen();
 };
+
+void TestDisplayList::parseLine_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("fields");  // the record's eight fields joined by ";"; "" = skipped or refused
+    QTest::addColumn<QString>("error");   // part of the error text
+    auto row = [](const char* tag, const char* line, const QString& fields, const char* error = "") {
+        QTest::newRow(tag) << line << fields << error;
+    };
+    row("serial, commas intact", "2|Dock|1|/dev/ttyUSB0|9600,N,8,1|||1,2", "2;Dock;1;/dev/ttyUSB0;9600,N,8,1;;;1,2");
+    row("blanks around fields", " 7 | Name  Blanks | 3 | host | | 10001 | | 1 ", "7;Name  Blanks;3;host;;10001;;1");
+    row("leading zeros dropped", "007|Seven|3|h||1||7", "7;Seven;3;h;;1;;7");
+    row("escapes, lower-case hex", "8|Sales %7c 100%25|3|h||1||1", "8;Sales | 100%;3;h;;1;;1");
+    row("lone percent kept", "10|100% sure %4|3|h||1||1", "10;100% sure %4;3;h;;1;;1");
+    row("CR at the end, addresses not checked", "32767|Max|3|h||1||abc\r", "32767;Max;3;h;;1;;abc");
+    row("blank", "   \t ", "");
+    row("indented comment", "   # 1|Lobby|3|h||1||1", "");
+    row("too few fields", "1|Lobby|3", "", "expected 8 fields separated by \"|\", found 3");
+    row("unescaped separator", "1|Sales | Service|3|h||1||1", "", "found 9");
+    row("number not a number", "x|A|3|h||1||1", "", "display number \"x\" is not a whole number from 1 to 32767");
+    row("number zero", "0|A|3|h||1||1", "", "display number \"0\"");
+    row("number beyond 16 bits", "32768|A|3|h||1||1", "", "display number \"32768\"");
+    row("name only an escaped blank", "4|%20|3|h||1||1", "", "display 4 has no name");
+    row("kind not a number", "1|A|tcp|h||1||1", "", "connection kind \"tcp\" is not a number");
+    row("kind beyond 16 bits", "1|A|70000|h||1||1", "", "connection kind \"70000\"");
+}
+
+void TestDisplayList::parseLine()
+{
+    QFETCH(QString, line);
+    QFETCH(QString, fields);
+    QFETCH(QString, error);
+    QString actualError = QStringLiteral("untouched");
+    const auto r = DisplayListFile::parseLine(line, &actualError);
+    QVERIFY2(actualError.contains(error) && actualError.isEmpty() == error.isEmpty(), qPrintable(actualError));
+    QCOMPARE(bool(r), !fields.isEmpty());
+    if (r)
+        QCOMPARE(QStringList({r->number, r->name, QString::number(r->kind), r->linkTarget, r->kind1Param, r->kind3Param,
+                              r->otherKindParam, r->addressList})
+                     .join(u';'),
+                 fields);
+}
+
+void TestDisplayList::parseFile_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("records");  // "number@line"
+    QTest::addColumn<QStringList>("errors");
+    QTest::newRow("comments, blank lines, CR LF, no end")
+        << "# header\r\n\r\n1|A|3|h||1||1\r\n  \n2|B|3|h||1||1" << QStringList{"1@3", "2@5"} << QStringList{};
+    QTest::newRow("malformed and duplicate lines, the rest loads")
+        << "x|A|3|h||1||1\n1|B|3\n2|C|3|h||1||1\n# c\n002|D|3|h||1||1\n3|E|3|h||1||1" << QStringList{"2@3", "3@6"}
+        << QStringList{"line 1: display number \"x\" is not a whole number from 1 to 32767",
+                       "line 2: expected 8 fields separated by \"|\", found 3",
+                       "line 5: display number 2 is already used on line 3"};
+}
+
+void TestDisplayList::parseFile()
+{
+    QFETCH(QString, text);
+    const auto contents = DisplayListFile::parse(text);
+    QStringList records;
+    for (const auto& r : contents.records)
+        records << r.number + u'@' + QString::number(r.line);
+    QTEST(records, "records");
+    QTEST(contents.errorTexts(), "errors");
+}
+
+void TestDisplayList::writeThenRead()
+{
+    TestEnvironment env;
+    const QString path = env.path(QStringLiteral("Displays.dat"));
+    QList<DisplayRecord> written;
+    // Every field a reader would trim, split or unescape comes back as written.
+    for (const QString& text : {QStringLiteral("Caf\u00e9 \u20ac | Bar"), QStringLiteral("100%25 %7C"),
+                                QStringLiteral("  edge  "), QStringLiteral("two\nlines\r"), QStringLiteral("#1 \\x")})
+        written << DisplayRecord{QString::number(written.size() + 1), text, 1, text, "9600,N,8,1", "1", "5|1", text};
+    QString error;
+    QVERIFY2(DisplayListFile::write(path, written, &error), qPrintable(error));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray bytes = file.readAll();  // in the code page, separator escaped
+    QVERIFY2(bytes.contains("\n1|Caf\xe9 \x80 %7C Bar|1|"), bytes.constData());
+    const auto contents = DisplayListFile::read(path);
+    QCOMPARE(contents.errorTexts(), QStringList());
+    QCOMPARE(contents.records.size(), written.size());
+    for (int i = 0; i < written.size(); ++i)
+        QVERIFY2(contents.records[i].sameContent(written[i]), qPrintable(written[i].name));
+}
 
 void TestDisplayList::resolve_data()
 {
-    QTest::addColumn<QString>("appPath");   // "" = not set: the library's folder
+    QTest::addColumn<QString>("appPath");  // "" = not set: the library's folder
     QTest::addColumn<QString>("fileName");
     QTest::addColumn<QString>("expected");  // "@" = the test's folder
-
     QTest::newRow("bare name, no AppPath") << "" << "Displays.dat" << "@/Displays.dat";
-    QTest::newRow("bare name in AppPath") << "/opt/lumarex" << "Displays.dat" << "/opt/lumarex/Displays.dat";
-    QTest::newRow("AppPath ending in backslash") << "/opt/lumarex\\" << "Displays.dat" << "/opt/lumarex/Displays.dat";
-    QTest::newRow("relative with backslash") << "/opt/lumarex" << "lists\\Displays.dat"
-                                             << "/opt/lumarex/lists/Displays.dat";
-    QTest::newRow("absolute stays") << "/opt/lumarex" << "/srv/x/Displays.dat" << "/srv/x/Displays.dat";
+    QTest::newRow("relative with backslashes") << "/opt/lumarex\\" << "lists\\D.dat" << "/opt/lumarex/lists/D.dat";
     QTest::newRow("absolute with backslashes") << "/opt/lumarex" << "\\srv\\x\\D.dat" << "/srv/x/D.dat";
+    QTest::newRow("drive letter is absolute") << "/opt/lumarex" << "C:\\x\\..\\D.dat" << "C:/D.dat";
 }
 
 void TestDisplayList::resolve()
@@ -82,177 +144,95 @@ void TestDisplayList::resolve()
     QFETCH(QString, expected);
     if (!appPath.isEmpty())
         settings::write(settings::kAppPath, appPath);
-    expected.replace(QStringLiteral("@"), env.folder());
-    QCOMPARE(DisplayList::resolve(fileName), QDir::toNativeSeparators(expected));
+    QCOMPARE(DisplayList::resolve(fileName), QDir::toNativeSeparators(expected.replace(u'@', env.folder())));
 }
 
 void TestDisplayList::find_data()
 {
     QTest::addColumn<bool>("byName");
     QTest::addColumn<QString>("query");
-    QTest::addColumn<int>("position");
-
-    QTest::newRow("number") << false << "2" << 2;
-    QTest::newRow("number with leading zero") << false << "02" << 2;
-    QTest::newRow("number with blanks") << false << " 2 " << 2;
+    QTest::addColumn<int>("position");  // 0 = not found
+    QTest::newRow("number with leading zero and blanks") << false << " 02 " << 2;
     QTest::newRow("number before a name that looks like it") << false << "12" << 4;
-    QTest::newRow("name when no number matches") << false << "Twelve" << 4;
     QTest::newRow("name ignoring case when no number matches") << false << "DOCK" << 2;
-    QTest::newRow("by name") << true << "Lobby" << 1;
     QTest::newRow("by name ignores case, first wins") << true << "dock" << 2;
     QTest::newRow("by name before a number") << true << "12" << 3;
     QTest::newRow("by name falls back to the number") << true << "20" << 5;
+    QTest::newRow("number not there") << false << "99" << 0;
+    QTest::newRow("a part of a name") << true << "Lob" << 0;
 }
 
 void TestDisplayList::find()
 {
     TestEnvironment env;
-    writeFile(env.path(QStringLiteral("Displays.dat")), kList);
+    writeFile(env.path(kFile), kList);
     QFETCH(bool, byName);
     QFETCH(QString, query);
     QFETCH(int, position);
     DisplayList list;
-    list.setListFile(QStringLiteral("Displays.dat"));
-    const short found = byName ? list.FindDisplayByName(query) : list.FindDisplay(query);
-    QCOMPARE(int(found), position);
-    QCOMPARE(int(list.CurrentRecord()), position);  // the found display becomes current
-}
-
-void TestDisplayList::notFound_data()
-{
-    QTest::addColumn<bool>("byName");
-    QTest::addColumn<QString>("query");
-    QTest::newRow("number") << false << "99";
-    QTest::newRow("by name") << true << "Nowhere";
-    QTest::newRow("empty") << false << "";
-    QTest::newRow("a name part") << true << "Lob";
-}
-
-void TestDisplayList::notFound()
-{
-    TestEnvironment env;
-    writeFile(env.path(QStringLiteral("Displays.dat")), kList);
-    QFETCH(bool, byName);
-    QFETCH(QString, query);
-    DisplayList list;
-    list.setListFile(QStringLiteral("Displays.dat"));
+    list.setListFile(kFile);
     list.setCurrentRecord(3);
-    const RuntimeError e = errorOf([&] { byName ? list.FindDisplayByName(query) : list.FindDisplay(query); });
-    QCOMPARE(e.number(), int(RuntimeError::SubscriptOutOfRange));
-    QVERIFY2(e.description().contains(QStringLiteral("\"%1\" is not in the display list").arg(query)),
-             qPrintable(e.description()));
-    QVERIFY(e.description().contains(list.ResolvedPath()));
-    QCOMPARE(int(list.CurrentRecord()), 3);  // a failed search leaves the current record
+    short found = 0;
+    const RuntimeError e = errorOf([&] { found = byName ? list.FindDisplayByName(query) : list.FindDisplay(query); });
+    QCOMPARE(int(found), position);
+    QCOMPARE(int(list.CurrentRecord()), position ? position : 3);  // a failed search leaves the current record
+    if (!position) {
+        QCOMPARE(e.number(), int(RuntimeError::SubscriptOutOfRange));
+        QCOMPARE(e.description(),
+                 QStringLiteral("Display \"%1\" is not in the display list %2").arg(query, list.ResolvedPath()));
+    }
 }
 
-void TestDisplayList::currentRecordFields()
+void TestDisplayList::currentRecord()
 {
     TestEnvironment env;
-    writeFile(env.path(QStringLiteral("Displays.dat")), kList);
+    writeFile(env.path(kFile), kList);
     DisplayList list;
-    list.setListFile(QStringLiteral("Displays.dat"));
-    QCOMPARE(int(list.RecordCount()), 5);
-    list.setCurrentRecord(list.FindDisplay(QStringLiteral("2")));
-    QCOMPARE(list.DisplayNumber(), QStringLiteral("2"));
-    QCOMPARE(list.DisplayName(), QStringLiteral("Dock"));
-    QCOMPARE(int(list.ConnectionKind()), 1);
-    QCOMPARE(list.LinkTarget(), QStringLiteral("/dev/ttyUSB0"));
-    QCOMPARE(list.Kind1Param(), QStringLiteral("9600,N,8,1"));
-    QCOMPARE(list.Kind3Param(), QString());
-    QCOMPARE(list.OtherKindParam(), QString());
-    QCOMPARE(list.AddressList(), QStringLiteral("1,2"));
-
-    list.setCurrentRecord(list.FindDisplay(QStringLiteral("12")));
-    QCOMPARE(int(list.ConnectionKind()), 4);
-    QCOMPARE(list.OtherKindParam(), QStringLiteral("777"));
-}
-
-void TestDisplayList::lateBound()
-{
-    // The way the plug-in uses it: properties and operations by name.
-    TestEnvironment env;
-    writeFile(env.path(QStringLiteral("Displays.dat")), kList);
-    DisplayList list;
-    latebound::setProperty(&list, "ListFile", QStringLiteral("Displays.dat"));
-    const QVariant position = latebound::callMethod(&list, "FindDisplay", QVariantList{QStringLiteral("3")});
-    latebound::setProperty(&list, "CurrentRecord", position);
-    QCOMPARE(latebound::getProperty(&list, "ConnectionKind").toInt(), 2);
-    QCOMPARE(latebound::getProperty(&list, "LinkTarget").toString(), QStringLiteral("/dev/ttyS1"));
-    QCOMPARE(latebound::getProperty(&list, "OtherKindParam").toString(), QStringLiteral("5551234"));
-    QCOMPARE(latebound::getProperty(&list, "AddressList").toString(), QStringLiteral("4"));
-    QCOMPARE(latebound::getProperty(&list, "DisplayName").toString(), QStringLiteral("12"));
     QVERIFY(qobject_cast<disptrans::IDisplayList*>(&list));
-
-    const RuntimeError e = errorOf([&] { latebound::callMethod(&list, "FindDisplayByName", QVariantList{QStringLiteral("x")}); });
-    QCOMPARE(e.number(), int(RuntimeError::SubscriptOutOfRange));
+    latebound::setProperty(&list, "ListFile", kFile);
+    QCOMPARE(int(list.CurrentRecord()), 1);
+    for (short outside : {0, 6})
+        QCOMPARE(errorOf([&] { list.setCurrentRecord(outside); }).number(), int(RuntimeError::SubscriptOutOfRange));
+    latebound::setProperty(&list, "CurrentRecord", latebound::callMethod(&list, "FindDisplay", QVariantList{"2"}));
+    QStringList fields;
+    for (const char* name : {"DisplayNumber", "DisplayName", "ConnectionKind", "LinkTarget", "Kind1Param", "Kind3Param",
+                             "OtherKindParam", "AddressList"})
+        fields << latebound::getProperty(&list, name).toString();
+    QCOMPARE(fields.join(u';'), QStringLiteral("2;Dock;1;/dev/ttyUSB0;9600,N,8,1;;;1,2"));
 }
 
-void TestDisplayList::missingFile()
+void TestDisplayList::readAgainOnEveryOpen()
 {
     TestEnvironment env;
-    DisplayList list;
-    const RuntimeError e = errorOf([&] { list.setListFile(QStringLiteral("Displays.dat")); });
-    QCOMPARE(e.number(), int(RuntimeError::FileNotFound));
-    QVERIFY2(e.description().contains(QDir::toNativeSeparators(env.path(QStringLiteral("Displays.dat")))),
-             qPrintable(e.description()));
-    // Every later use reports the same, not a stale or empty list.
-    QCOMPARE(errorOf([&] { list.FindDisplay(QStringLiteral("1")); }).number(), int(RuntimeError::FileNotFound));
-    QCOMPARE(errorOf([&] { list.RecordCount(); }).number(), int(RuntimeError::FileNotFound));
-}
-
-void TestDisplayList::malformedLinesStillLoad()
-{
-    TestEnvironment env;
-    writeFile(env.path(QStringLiteral("Displays.dat")), "1|Lobby|3|h||1||1\n2|Broken|3\n3|Third|3|h||1||1\n");
-    DisplayList list;
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("line 2: expected 8 fields")));
-    list.setListFile(QStringLiteral("Displays.dat"));
-    QCOMPARE(int(list.RecordCount()), 2);
-    QCOMPARE(list.ParseErrors(), QStringList{QStringLiteral("line 2: expected 8 fields separated by \"|\", found 3")});
-    QCOMPARE(latebound::callMethod(&list, "ParseErrors").toStringList(), list.ParseErrors());
-    QCOMPARE(int(list.FindDisplay(QStringLiteral("3"))), 2);
-    QCOMPARE(errorOf([&] { list.FindDisplay(QStringLiteral("2")); }).number(), int(RuntimeError::SubscriptOutOfRange));
-}
-
-void TestDisplayList::rereadOnEverySet()
-{
-    TestEnvironment env;
-    const QString path = env.path(QStringLiteral("Displays.dat"));
+    const QString path = env.path(kFile);
     writeFile(path, "1|Lobby|3|h||1||1\n");
     DisplayList list;
-    list.setListFile(QStringLiteral("Displays.dat"));
-    QCOMPARE(errorOf([&] { list.FindDisplay(QStringLiteral("2")); }).number(), int(RuntimeError::SubscriptOutOfRange));
-
+    list.setListFile(kFile);
     // Changed between two opens, within the same second and at the same size.
     writeFile(path, "2|Lobby|1|h||1||1\n");
-    list.setListFile(QStringLiteral("Displays.dat"));
+    list.setListFile(kFile);
     QCOMPARE(int(list.FindDisplay(QStringLiteral("2"))), 1);
     QCOMPARE(int(list.ConnectionKind()), 1);
-    QCOMPARE(errorOf([&] { list.FindDisplay(QStringLiteral("1")); }).number(), int(RuntimeError::SubscriptOutOfRange));
 
-    // Removed between two opens.
-    QVERIFY(QFile::remove(path));
-    QCOMPARE(errorOf([&] { list.setListFile(QStringLiteral("Displays.dat")); }).number(), int(RuntimeError::FileNotFound));
-}
-
-void TestDisplayList::currentRecordBounds()
-{
-    TestEnvironment env;
-    writeFile(env.path(QStringLiteral("Displays.dat")), kList);
-    DisplayList list;
-    list.setListFile(QStringLiteral("Displays.dat"));
-    QCOMPARE(int(list.CurrentRecord()), 1);
-    QCOMPARE(errorOf([&] { list.setCurrentRecord(0); }).number(), int(RuntimeError::SubscriptOutOfRange));
-    QCOMPARE(errorOf([&] { list.setCurrentRecord(6); }).number(), int(RuntimeError::SubscriptOutOfRange));
-    list.setCurrentRecord(5);
-    QCOMPARE(list.DisplayNumber(), QStringLiteral("20"));
-
-    writeFile(env.path(QStringLiteral("Empty.dat")), "# nothing yet\n");
-    list.setListFile(QStringLiteral("Empty.dat"));
+    writeFile(path, "# nothing yet\n");
+    list.setListFile(kFile);
     QCOMPARE(int(list.RecordCount()), 0);
-    const RuntimeError e = errorOf([&] { list.DisplayName(); });
+    RuntimeError e = errorOf([&] { latebound::getProperty(&list, "DisplayName"); });
     QCOMPARE(e.number(), int(RuntimeError::SubscriptOutOfRange));
     QVERIFY2(e.description().contains(QStringLiteral("No current display record")), qPrintable(e.description()));
+
+    // Removed: the open and every later use report it, not a stale list.
+    QVERIFY(QFile::remove(path));
+    e = errorOf([&] { list.setListFile(kFile); });
+    QCOMPARE(e.number(), int(RuntimeError::FileNotFound));
+    QCOMPARE(e.description(), QStringLiteral("Display list file not found: ") + QDir::toNativeSeparators(path));
+    QCOMPARE(errorOf([&] { list.FindDisplay(QStringLiteral("2")); }).number(), int(RuntimeError::FileNotFound));
+    QCOMPARE(errorOf([&] { list.RecordCount(); }).number(), int(RuntimeError::FileNotFound));
+    QVERIFY(QDir().mkdir(path));  // a folder of that name
+    e = errorOf([&] { list.setListFile(kFile); });
+    QCOMPARE(e.number(), int(RuntimeError::PathFileAccessError));
+    QCOMPARE(e.description(), QStringLiteral("Display list file cannot be read: %1 (it is a folder)")
+                                  .arg(QDir::toNativeSeparators(path)));
 }
 
 QTEST_GUILESS_MAIN(TestDisplayList)

@@ -1,80 +1,60 @@
 // The host program started as a person or a script starts it: the self-test
 // loads the libraries of its folder and lists the variable plug-in; the
-// screenshot run shows the main window and saves it.
+// screenshot run saves the main window; --transmit-and-quit sends the playfile
+// to an emulated display.
 
 #include "classregistry.h"
 #include "emulatorprocess.h"
+#include "hosttest.h"
 #include "settingsstore.h"
 #include "testenvironment.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <QImage>
 #include <QProcess>
-#include <QTest>
 
 namespace {
 const QString kLumarex = QStringLiteral(LUMAREX_PROGRAM);
 
-struct Run {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Run run(const QStringList& arguments)
+// Runs the program with the test's settings stores: its exit code (-1 when it
+// did not end normally), its output and its error output.
+std::tuple<int, QString, QString> run(const QStringList& arguments)
 {
     QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    process.setProcessEnvironment(environment);  // with the test's settings stores
     process.start(kLumarex, arguments);
-    Run r;
-    if (!process.waitForFinished(30000)) {
+    if (!process.waitForFinished(30000))
         process.kill();
-        process.waitForFinished();
-        r.err = QStringLiteral("did not finish");
-        return r;
-    }
-    r.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
-    r.out = QString::fromLocal8Bit(process.readAllStandardOutput());
-    r.err = QString::fromLocal8Bit(process.readAllStandardError());
-    return r;
+    process.waitForFinished();
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromLocal8Bit(process.readAllStandardOutput()),
+            QString::fromLocal8Bit(process.readAllStandardError())};
 }
 } // namespace
 
 class TestLumarexSmoke final : public QObject {
     Q_OBJECT
 private slots:
-    void selfTest();
-    void screenshot();
+    void selfTestAndScreenshot();
     void transmitAndQuit_data();
     void transmitAndQuit();
 };
 
-void TestLumarexSmoke::selfTest()
+void TestLumarexSmoke::selfTestAndScreenshot()
 {
     TestEnvironment env;
-    const Run r = run({QStringLiteral("--self-test")});
-    QVERIFY2(r.exitCode == 0, qPrintable(r.out + r.err));
-    QVERIFY2(r.out.contains(QStringLiteral("plug-in: Variable Access/QMD (zolQMDVariablePlugin.zolQMDVariables)")),
-             qPrintable(r.out));
-    QVERIFY(r.out.contains(QStringLiteral("SELF-TEST OK")));
+    auto [code, out, errors] = run({QStringLiteral("--self-test")});
+    QVERIFY2(code == 0, qPrintable(out + errors));
+    QVERIFY2(out.contains("plug-in: Variable Access/QMD (zolQMDVariablePlugin.zolQMDVariables)"), qPrintable(out));
+    QVERIFY(out.contains(QStringLiteral("SELF-TEST OK")));
     // The host told the plug-ins where it lives and registered its libraries.
     const QString folder = QFileInfo(kLumarex).absolutePath();
     QCOMPARE(settings::read(settings::kAppPath), folder);
-    QCOMPARE(ClassRegistry().libraryOf(QStringLiteral("zolDTCon4.zolDispTrans")), folder + QStringLiteral("/libzolTransmissionControl4.so"));
-    QCOMPARE(ClassRegistry().libraryOf(QStringLiteral("Lumarex.DisplayChooser")), folder + QStringLiteral("/libLumarexHostObjects.so"));
-}
+    QCOMPARE(ClassRegistry().libraryOf("zolDTCon4.zolDispTrans"), folder + "/libzolTransmissionControl4.so");
+    QCOMPARE(ClassRegistry().libraryOf("Lumarex.DisplayChooser"), folder + "/libLumarexHostObjects.so");
 
-void TestLumarexSmoke::screenshot()
-{
-    TestEnvironment env;
     const QString file = env.path(QStringLiteral("lumarex.png"));
-    const Run r = run({QStringLiteral("--screenshot"), file});
-    QVERIFY2(r.exitCode == 0, qPrintable(r.out + r.err));
+    std::tie(code, out, errors) = run({QStringLiteral("--screenshot"), file});
+    QVERIFY2(code == 0, qPrintable(out + errors));
     const QImage image(file);
-    QVERIFY(!image.isNull());
     QVERIFY(image.width() >= 400 && image.height() >= 300);
 }
 
@@ -82,38 +62,32 @@ void TestLumarexSmoke::transmitAndQuit_data()
 {
     QTest::addColumn<QByteArray>("displays");  // "PORT" becomes the emulator's port; empty: no file
     QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("shown");        // the emulator's line for the message, "" for none
-    QTest::addColumn<QString>("error");        // part of the host's error output
-    QTest::newRow("sent to the display's address")
-        << QByteArray("2|Emulated|3|127.0.0.1||PORT||7\n") << 0 << "SHOW 7 HELLO|WORLD" << "";
-    QTest::newRow("every address of the display")
-        << QByteArray("2|Emulated|3|127.0.0.1||PORT||3,4\n") << 0 << "SHOW 4 HELLO|WORLD" << "";
-    QTest::newRow("nobody listening") << QByteArray("2|Emulated|3|127.0.0.1||1||7\n") << 1 << "" << "";
-    QTest::newRow("no display list") << QByteArray() << 1 << "" << "There is no display to transmit to";
+    QTest::addColumn<QStringList>("shown");   // the emulator's lines for the message
+    QTest::addColumn<QString>("error");       // part of the host's error output
+    QTest::newRow("every address of the display") << QByteArray("2|Emulated|3|127.0.0.1||PORT||3,4\n") << 0
+                                                  << QStringList{"SHOW 3 HELLO|WORLD", "SHOW 4 HELLO|WORLD"} << "";
+    QTest::newRow("nobody listening") << QByteArray("2|Emulated|3|127.0.0.1||1||7\n") << 1 << QStringList{} << "";
+    QTest::newRow("no display list") << QByteArray() << 1 << QStringList{} << "There is no display to transmit to";
 }
 
 void TestLumarexSmoke::transmitAndQuit()
 {
     TestEnvironment env;
     QFETCH(QByteArray, displays);
-    QFETCH(int, exitCode);
-    QFETCH(QString, shown);
+    QFETCH(QStringList, shown);
     QFETCH(QString, error);
     EmulatorProcess emulator(QStringLiteral(LUMAREX_EMULATOR));
-    QVERIFY(emulator.port() != 0);
-    if (!displays.isEmpty()) {
-        QFile file(env.path(QStringLiteral("Displays.dat")));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(displays.replace("PORT", QByteArray::number(emulator.port())));
-    }
-    const Run r = run({QStringLiteral("--app-path"), env.folder(), QStringLiteral("--playfile"),
-                       QStringLiteral("HELLO\\nWORLD"), QStringLiteral("--transmit-and-quit")});
-    QVERIFY2(r.exitCode == exitCode, qPrintable(r.out + r.err));
-    QVERIFY2(r.err.contains(error), qPrintable(r.err));
-    if (!shown.isEmpty()) {
-        QVERIFY2(emulator.waitForOutput(shown), qPrintable(emulator.lines().join(u'\n')));
+    QVERIFY2(emulator.start({QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:0")}), qPrintable(emulator.error()));
+    if (!displays.isEmpty())
+        writeFile(env.path("Displays.dat"), displays.replace("PORT", QByteArray::number(emulator.tcpPort())));
+    const auto [code, out, errors] = run({QStringLiteral("--app-path"), env.folder(), QStringLiteral("--playfile"),
+                                          QStringLiteral("HELLO\\nWORLD"), QStringLiteral("--transmit-and-quit")});
+    QTEST(code, "exitCode");
+    QVERIFY2(errors.contains(error), qPrintable(errors));
+    for (const QString& line : shown)
+        QVERIFY2(!emulator.waitForLine(line, 5000).isEmpty(), qPrintable(emulator.log().join(u'\n')));
+    if (!shown.isEmpty())
         QCOMPARE(settings::read(settings::kLastOpenedDisplay), QStringLiteral("2"));
-    }
     QCOMPARE(settings::read(settings::kAppPath), env.folder());
 }
 

@@ -1,19 +1,19 @@
 // The plug-in master: the token table kept in the machine-wide hive (seen by
-// every instance, as the plug-in's seeding writes it), and running a method of
-// another plug-in by ProgID, installed or not.
+// every instance and by other programs), and running a method of
+// another plug-in by ProgID, installed or not. The bad-word checker it runs:
+// what it masks and what it leaves, and its word list file.
 
+#include "badwordfilter.h"
 #include "classregistry.h"
+#include "hosttest.h"
 #include "latebound.h"
 #include "registryroutines.h"
-#include "runtimeerror.h"
+#include "settingsstore.h"
 #include "testenvironment.h"
-#include "tokenseeding.h"
 #include "zolBadWordChecker.h"
 #include "zolPluginMaster.h"
 
-#include <QFile>
 #include <QRegularExpression>
-#include <QTest>
 
 namespace {
 const QChar kRs(char16_t(30));
@@ -29,227 +29,145 @@ public:
     }
     Q_INVOKABLE void Fail(QString&, QString, bool&) { throw RuntimeError(RuntimeError::InvalidProcedureCall); }
 };
+
+// CleanCMD called the way the plug-in master calls it: "text" or "text!" when masked.
+QString cleanCmd(QObject* checker, const QString& text)
+{
+    QVariantList args{text, QString(), false};
+    latebound::callMethod(checker, "CleanCMD", args);
+    return args[0].toString() + (args[2].toBool() ? QStringLiteral("!") : QString());
+}
 } // namespace
 
 class TestPluginMaster final : public QObject {
     Q_OBJECT
 private slots:
     void cleanup() { ComponentLoader::clearFactories(); }
-    void tokenRoundTrip_data();
-    void tokenRoundTrip();
-    void tokensPersistAcrossInstances();
-    void tokenNamesIgnoreCase();
-    void writesReachHiveTogether();
-    void statusReady();
-    void seededByThePlugin();
-    void runCheckerInstalled();
-    void runCheckerNotInstalled();
-    void runRegisteredButMissingLibrary();
-    void runPassesBothWays();
-    void runErrorsReachCaller_data();
-    void runErrorsReachCaller();
-    void lateBoundUse();
+    void tokenTable();
+    void runPluginMethod_data();
+    void runPluginMethod();
+    void clean_data();
+    void clean();
+    void cleanCmdReadsWordList();
 };
 
-void TestPluginMaster::tokenRoundTrip_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::newRow("command text") << QString(kRs + QStringLiteral("A000"));
-    QTest::newRow("empty") << QString();
-    QTest::newRow("characters an INI file escapes") << "a=b;c,d \"q\" [s] #h";
-    QTest::newRow("backslashes") << "C:\\x\\y";
-    QTest::newRow("line breaks") << "one\r\ntwo\n";
-    QTest::newRow("beyond ASCII") << QStringLiteral("caf\u00e9 \u20ac \u00ff");
-    QTest::newRow("blanks at the ends") << "  spaced  ";
-}
-
-void TestPluginMaster::tokenRoundTrip()
-{
-    TestEnvironment env;
-    QFETCH(QString, text);
-    zolPluginMaster master;
-    master.SetTokenText(QStringLiteral("VBL123"), text);
-    QCOMPARE(zolPluginMaster().GetTokenText(QStringLiteral("VBL123")), text);
-}
-
-void TestPluginMaster::tokensPersistAcrossInstances()
-{
-    TestEnvironment env;
-    {
-        zolPluginMaster first;
-        first.SetTokenText(QStringLiteral("VBL001"), kRs + QStringLiteral("A000"));
-        first.SetTokenText(QStringLiteral("OTHER"), QStringLiteral("x"));
-    }
-    // In the machine-wide hive, where another program finds it.
-    QCOMPARE(RegistryRoutines(RegistryRoutines::LocalMachine).readValue(zolPluginMaster::kTokenKey, QStringLiteral("VBL001")),
-             kRs + QStringLiteral("A000"));
-    zolPluginMaster second;
-    QCOMPARE(second.GetTokenText(QStringLiteral("VBL001")), kRs + QStringLiteral("A000"));
-    QCOMPARE(second.TokenNames(), (QStringList{QStringLiteral("OTHER"), QStringLiteral("VBL001")}));
-    QCOMPARE(second.GetTokenText(QStringLiteral("VBL002")), QString());
-    second.SetTokenText(QStringLiteral("VBL001"), QStringLiteral("changed"));
-    QCOMPARE(zolPluginMaster().GetTokenText(QStringLiteral("VBL001")), QStringLiteral("changed"));
-}
-
-void TestPluginMaster::tokenNamesIgnoreCase()
-{
-    TestEnvironment env;
-    zolPluginMaster master;
-    master.SetTokenText(QStringLiteral("vbl007"), QStringLiteral("seven"));
-    QCOMPARE(master.GetTokenText(QStringLiteral("VBL007")), QStringLiteral("seven"));
-    master.SetTokenText(QStringLiteral("VBL007"), QStringLiteral("SEVEN"));
-    QCOMPARE(master.GetTokenText(QStringLiteral("Vbl007")), QStringLiteral("SEVEN"));
-    QCOMPARE(master.TokenNames(), QStringList{QStringLiteral("VBL007")});
-}
-
-void TestPluginMaster::writesReachHiveTogether()
+void TestPluginMaster::tokenTable()
 {
     TestEnvironment env;
     RegistryRoutines machine(RegistryRoutines::LocalMachine);
-    auto inHive = [&](const char* name) { return machine.readValue(zolPluginMaster::kTokenKey, QString::fromLatin1(name)); };
+    auto inHive = [&](const char* name) { return machine.readValue(zolPluginMaster::kTokenKey, name); };
     {
-        zolPluginMaster master;
-        master.SetTokenText(QStringLiteral("VBL001"), QStringLiteral("one"));
+        zolPluginMaster master, other;
+        QCOMPARE(master.Status().toInt(), int(zolPluginMaster::Ready));
+        master.SetTokenText(QStringLiteral("vbl001"), QStringLiteral("one"));
         master.SetTokenText(QStringLiteral("VBL002"), QStringLiteral("two"));
-        master.SetTokenText(QStringLiteral("vbl001"), QStringLiteral("uno"));
+        master.SetTokenText(QStringLiteral(" VBL001"), QStringLiteral("uno"));  // names ignore case and blanks
         // Seen at once by every master of this program...
-        QCOMPARE(zolPluginMaster().GetTokenText(QStringLiteral("VBL001")), QStringLiteral("uno"));
-        QCOMPARE(master.TokenNames(), (QStringList{"VBL001", "VBL002"}));
+        QCOMPARE(other.GetTokenText(QStringLiteral("Vbl001")), QStringLiteral("uno"));
+        QCOMPARE(other.TokenNames(), (QStringList{"VBL001", "VBL002"}));
+        QCOMPARE(other.GetTokenText(QStringLiteral("VBL003")), QString());
         // ...and by other programs once the event loop turns.
         QTRY_COMPARE(inHive("VBL001"), QStringLiteral("uno"));
         QCOMPARE(inHive("VBL002"), QStringLiteral("two"));
-
-        master.SetTokenText(QStringLiteral("VBL003"), QStringLiteral("three"));
+        master.SetTokenText(QStringLiteral("VBL003"), kRs + QStringLiteral("A002"));
     }
     // Releasing the master writes without waiting for the event loop.
-    QCOMPARE(inHive("VBL003"), QStringLiteral("three"));
+    QCOMPARE(inHive("VBL003"), kRs + QStringLiteral("A002"));
     QCOMPARE(machine.valueNames(zolPluginMaster::kTokenKey).size(), 3);
 }
 
-void TestPluginMaster::statusReady()
+void TestPluginMaster::runPluginMethod_data()
 {
-    TestEnvironment env;
-    zolPluginMaster master;
-    QCOMPARE(master.Status().toInt(), int(zolPluginMaster::Ready));
-}
-
-void TestPluginMaster::seededByThePlugin()
-{
-    // The plug-in's token seeding through this master: every token lands, and a
-    // second run finds the table seeded and writes nothing.
-    TestEnvironment env;
-    ComponentLoader::setFactory(pluginmaster::kPluginMasterProgId, [] { return new zolPluginMaster; });
-    InitVariables();
-    zolPluginMaster master;
-    QCOMPARE(master.TokenNames().size(), 417);
-    QCOMPARE(master.GetTokenText(QStringLiteral("VBL001")), kRs + QStringLiteral("A000"));
-    QCOMPARE(master.GetTokenText(QStringLiteral("VBL256")), kRs + QStringLiteral("A255"));
-    QCOMPARE(master.GetTokenText(QStringLiteral("VBL257")), kRs + QStringLiteral("V000"));
-    QCOMPARE(master.GetTokenText(QStringLiteral("VBL417")), kRs + QStringLiteral("V160"));
-
-    master.SetTokenText(QStringLiteral("VBL300"), QStringLiteral("host's own"));
-    InitVariables();
-    QCOMPARE(master.GetTokenText(QStringLiteral("VBL300")), QStringLiteral("host's own"));
-    master.SetTokenText(QStringLiteral("VBL416"), QString());
-    InitVariables();
-    QCOMPARE(master.GetTokenText(QStringLiteral("VBL300")), kRs + QStringLiteral("V043"));
-}
-
-void TestPluginMaster::runCheckerInstalled()
-{
-    TestEnvironment env;
-    QFile words(env.path(QStringLiteral("BadWords.txt")));
-    QVERIFY(words.open(QIODevice::WriteOnly));
-    words.write("darn\n");
-    words.close();
-    ComponentLoader::setFactory(pluginmaster::kBadWordCheckerProgId, [] { return new zolBadWordChecker; });
-
-    zolPluginMaster master;
-    QString text = QStringLiteral("Darn, it rains");
-    bool status = false;
-    master.RunPluginMethod(pluginmaster::kBadWordCheckerProgId, QStringLiteral("CleanCMD"), text, QString(), status);
-    QCOMPARE(text, QStringLiteral("****, it rains"));
-    QVERIFY(status);
-}
-
-void TestPluginMaster::runCheckerNotInstalled()
-{
-    TestEnvironment env;
-    zolPluginMaster master;
-    QString text = QStringLiteral("Darn, it rains");
-    bool status = true;
-    master.RunPluginMethod(pluginmaster::kBadWordCheckerProgId, QStringLiteral("CleanCMD"), text, QString(), status);
-    QCOMPARE(text, QStringLiteral("Darn, it rains"));
-    QVERIFY(!status);
-}
-
-void TestPluginMaster::runRegisteredButMissingLibrary()
-{
-    // A class registry entry whose library is gone counts as not installed.
-    TestEnvironment env;
-    ClassRegistry().registerClass(pluginmaster::kBadWordCheckerProgId, env.path(QStringLiteral("libgone.so")));
-    zolPluginMaster master;
-    QString text = QStringLiteral("darn");
-    bool status = true;
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Cannot load .*libgone.so")));
-    master.RunPluginMethod(pluginmaster::kBadWordCheckerProgId, QStringLiteral("CleanCMD"), text, QString(), status);
-    QCOMPARE(text, QStringLiteral("darn"));
-    QVERIFY(!status);
-}
-
-void TestPluginMaster::runPassesBothWays()
-{
-    TestEnvironment env;
-    ComponentLoader::setFactory(QStringLiteral("Test.Echo"), [] { return new EchoPlugin; });
-    zolPluginMaster master;
-    QString text = QStringLiteral("left");
-    bool status = false;
-    master.RunPluginMethod(QStringLiteral("Test.Echo"), QStringLiteral("Join"), text, QStringLiteral("right"), status);
-    QCOMPARE(text, QStringLiteral("left+right"));
-    QVERIFY(status);
-    master.RunPluginMethod(QStringLiteral("Test.Echo"), QStringLiteral("Join"), text, QStringLiteral("again"), status);
-    QCOMPARE(text, QStringLiteral("left+right+again"));
-    QVERIFY(!status);
-}
-
-void TestPluginMaster::runErrorsReachCaller_data()
-{
+    QTest::addColumn<QString>("progId");
     QTest::addColumn<QString>("method");
-    QTest::addColumn<int>("number");
-    QTest::newRow("no such method") << "NoSuchMethod" << int(RuntimeError::ObjectDoesNotSupportMethod);
-    QTest::newRow("method name in another case") << "join" << int(RuntimeError::ObjectDoesNotSupportMethod);
-    QTest::newRow("method raises") << "Fail" << int(RuntimeError::InvalidProcedureCall);
+    QTest::addColumn<bool>("statusIn");
+    QTest::addColumn<QString>("text");  // param1 afterwards
+    QTest::addColumn<bool>("status");
+    QTest::addColumn<int>("error");
+    auto row = [](const char* tag, const char* progId, const char* method, bool in, const char* text, bool out,
+                  int error = 0) {
+        QTest::newRow(tag) << progId << method << in << text << out << error;
+    };
+    row("both ways", "Test.Echo", "Join", false, "left+right", true);
+    row("status comes back", "Test.Echo", "Join", true, "left+right", false);
+    row("registered, library gone", "Test.Gone", "Join", true, "left", false);
+    row("no such method", "Test.Echo", "NoSuch", false, "left", false, RuntimeError::ObjectDoesNotSupportMethod);
+    row("method raises", "Test.Echo", "Fail", false, "left", false, RuntimeError::InvalidProcedureCall);
 }
 
-void TestPluginMaster::runErrorsReachCaller()
-{
-    TestEnvironment env;
-    QFETCH(QString, method);
-    QFETCH(int, number);
-    ComponentLoader::setFactory(QStringLiteral("Test.Echo"), [] { return new EchoPlugin; });
-    zolPluginMaster master;
-    QString text = QStringLiteral("kept");
-    bool status = false;
-    try {
-        master.RunPluginMethod(QStringLiteral("Test.Echo"), method, text, QString(), status);
-        QFAIL("the plug-in's error must reach the caller");
-    } catch (const RuntimeError& e) {
-        QCOMPARE(e.number(), number);
-    }
-    QCOMPARE(text, QStringLiteral("kept"));
-}
-
-void TestPluginMaster::lateBoundUse()
+void TestPluginMaster::runPluginMethod()
 {
     // As the variable updater calls it: by name, param1 and status by reference.
     TestEnvironment env;
+    QFETCH(QString, progId);
+    QFETCH(QString, method);
+    QFETCH(bool, statusIn);
+    QFETCH(int, error);
     ComponentLoader::setFactory(QStringLiteral("Test.Echo"), [] { return new EchoPlugin; });
+    ClassRegistry().registerClass(QStringLiteral("Test.Gone"), env.path(QStringLiteral("libgone.so")));
+    if (progId == u"Test.Gone")
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Cannot load .*libgone.so")));
     zolPluginMaster master;
-    QVariantList args{QStringLiteral("Test.Echo"), QStringLiteral("Join"), QStringLiteral("a"), QStringLiteral("b"), false};
-    latebound::callMethod(&master, "RunPluginMethod", args);
-    QCOMPARE(args[2].toString(), QStringLiteral("a+b"));
-    QCOMPARE(args[4].toBool(), true);
     QVERIFY(qobject_cast<pluginmaster::IPluginMaster*>(&master));
+    QVariantList args{progId, method, QStringLiteral("left"), QStringLiteral("right"), statusIn};
+    QCOMPARE(errorOf([&] { latebound::callMethod(&master, "RunPluginMethod", args); }).number(), error);
+    QTEST(args[2].toString(), "text");
+    if (!error)
+        QTEST(args[4].toBool(), "status");
+}
+
+void TestPluginMaster::clean_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("expected");
+    const QStringList darn{QStringLiteral("darn")};
+    QTest::newRow("any case, every time") << darn << "DaRn it darn" << "**** it ****";
+    QTest::newRow("inside a longer word") << darn << "darned undarn" << "darned undarn";
+    QTest::newRow("digit, underscore or accent attached") << darn << QStringLiteral("darn1 2darn darn_x darn\u00e9")
+                                                          << QStringLiteral("darn1 2darn darn_x darn\u00e9");
+    QTest::newRow("punctuation, apostrophe, hyphen end the word") << darn << "(darn) \"darn\" darn's darn-it"
+                                                                  << "(****) \"****\" ****'s ****-it";
+    QTest::newRow("variable tokens untouched") << darn << QString(kRs + "A000 darn " + kRs + "V001")
+                                               << QString(kRs + "A000 **** " + kRs + "V001");
+    QTest::newRow("phrase, any blanks between") << QStringList{"bad word"} << "a bad  word here" << "a ********* here";
+    QTest::newRow("longer entry wins") << QStringList{"bad", "bad word"} << "bad word, bad" << "********, ***";
+    QTest::newRow("regular expression characters") << QStringList{"c++", "a.b"} << "c++ and axb, a.b"
+                                                   << "*** and axb, ***";
+    QTest::newRow("letters beyond ASCII") << QStringList{QStringLiteral("fl\u00f6t")} << QStringLiteral("FL\u00d6T!")
+                                          << "****!";
+}
+
+void TestPluginMaster::clean()
+{
+    QFETCH(QStringList, words);
+    QFETCH(QString, text);
+    QFETCH(QString, expected);
+    bool masked = true;
+    QCOMPARE(BadWordFilter(words).clean(text, &masked), expected);
+    QCOMPARE(masked, expected != text);
+}
+
+void TestPluginMaster::cleanCmdReadsWordList()
+{
+    TestEnvironment env;  // also the library's folder
+    const QString beside = env.path(QStringLiteral("BadWords.txt"));
+    writeFile(beside, "# heck\r\n  darn \r\n\r\nfl\xf6t\r\n");  // comments, blanks, the code page
+    zolBadWordChecker checker;
+    QCOMPARE(checker.WordListPath(), beside);
+    QCOMPARE(cleanCmd(&checker, QStringLiteral("Darn! fl\u00f6t # heck")), QStringLiteral("****! **** # heck!"));
+
+    // Changed and removed files are seen at the next call.
+    writeFile(beside, "darn\nheck\n");
+    QCOMPARE(cleanCmd(&checker, QStringLiteral("darn heck")), QStringLiteral("**** ****!"));
+    QVERIFY(QFile::remove(beside));
+    QCOMPARE(cleanCmd(&checker, QStringLiteral("darn heck")), QStringLiteral("darn heck"));
+
+    // A configured list wins over the one beside the library.
+    writeFile(beside, "darn\n");
+    writeFile(env.path(QStringLiteral("Other.txt")), "heck\n");
+    settings::write(zolBadWordChecker::kWordListSetting, env.path(QStringLiteral("Other.txt")));
+    QCOMPARE(cleanCmd(&checker, QStringLiteral("darn heck")), QStringLiteral("darn ****!"));
 }
 
 QTEST_GUILESS_MAIN(TestPluginMaster)

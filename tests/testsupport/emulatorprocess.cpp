@@ -39,7 +39,8 @@ void EmulatorProcess::readLines()
 
 bool EmulatorProcess::start(const QStringList& args, int listeners, int timeoutMs)
 {
-    m_process.setProcessChannelMode(QProcess::SeparateChannels);
+    // Errors go straight to the test's own output: an unread pipe could fill and stall the emulator.
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_process.setProgram(m_program);
     m_process.setArguments(QStringList{QStringLiteral("--headless")} + args);
     m_process.start();

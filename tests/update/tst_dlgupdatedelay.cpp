@@ -1,6 +1,5 @@
 #include "dlgUpdateDelay.h"
 #include "runtimeerror.h"
-#include "statusicons.h"
 #include "testenvironment.h"
 
 #include <QComboBox>
@@ -12,57 +11,44 @@
 namespace {
 struct Rig {
     TestEnvironment env;
-    int asked = 0;
     dlgUpdateDelay dlg;
+    QTreeWidget* list = dlg.findChild<QTreeWidget*>(QStringLiteral("lstvDisplayStatus"));
+    QComboBox* delay = dlg.findChild<QComboBox*>(QStringLiteral("cbDelay"));
 
-    explicit Rig(const QString& displays)
-        : dlg([this, displays] {
-              ++asked;
-              return displays;
-          })
-    {
-    }
-    template <class T>
-    T* child(const char* name) const
-    {
-        T* w = dlg.findChild<T*>(QString::fromLatin1(name));
-        if (!w)
-            qFatal("no child %s", name);
-        return w;
-    }
-    QTreeWidget* list() const { return child<QTreeWidget>("lstvDisplayStatus"); }
-    QComboBox* delay() const { return child<QComboBox>("cbDelay"); }
-    QComboBox* delayAll() const { return child<QComboBox>("cbDelayAll"); }
-    void clickRow(int row) const
-    {
-        const QRect r = list()->visualItemRect(list()->topLevelItem(row));
-        QTest::mouseClick(list()->viewport(), Qt::LeftButton, {}, QPoint(20, r.center().y()));
-    }
-    static void choose(QComboBox* combo, const QString& text)
-    {
-        const int i = combo->findText(text);
-        QVERIFY2(i >= 0, qPrintable(text));
-        combo->setCurrentIndex(i);
-        emit combo->activated(i);
-    }
-    QStringList column(int c) const
-    {
-        QStringList out;
-        for (int i = 0; i < list()->topLevelItemCount(); ++i)
-            out << list()->topLevelItem(i)->text(c);
-        return out;
-    }
-    QStringList marks() const
-    {
-        QStringList out;
-        for (int i = 0; i < list()->topLevelItemCount(); ++i)
-            out << list()->topLevelItem(i)->data(0, Qt::UserRole).toString();
-        return out;
-    }
-    void show()
+    explicit Rig(const QString& displays) : dlg([displays] { return displays; })
     {
         dlg.show();
         QVERIFY(QTest::qWaitForWindowExposed(&dlg));
+    }
+    // Clicks the button after checking its caption.
+    void click(const char* name, const QString& caption)
+    {
+        auto* button = dlg.findChild<QPushButton*>(QLatin1String(name));
+        QCOMPARE(button->text(), caption);
+        QTest::mouseClick(button, Qt::LeftButton);
+    }
+    void clickRow(int row)
+    {
+        const QRect r = list->visualItemRect(list->topLevelItem(row));
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(20, r.center().y()));
+        // The delay combo sits over the chosen row, showing its choice.
+        QVERIFY(delay->isVisible() && delay->geometry().top() == r.top());
+        QCOMPARE(delay->currentText(), list->topLevelItem(row)->text(1));
+    }
+    static void choose(QComboBox* combo, const QString& text)
+    {
+        combo->setCurrentIndex(combo->findText(text));
+        emit combo->activated(combo->currentIndex());
+    }
+    // Per row: the Update and Delay columns and the row's mark.
+    QStringList rows() const
+    {
+        QStringList out;
+        for (int i = 0; i < list->topLevelItemCount(); ++i) {
+            const QTreeWidgetItem* r = list->topLevelItem(i);
+            out << r->text(1) + u'|' + r->text(2) + u'|' + r->data(0, Qt::UserRole).toString();
+        }
+        return out;
     }
 };
 } // namespace
@@ -70,159 +56,62 @@ struct Rig {
 class TestDlgUpdateDelay final : public QObject {
     Q_OBJECT
 private slots:
-    void initialState()
-    {
-        Rig rig(QStringLiteral("Lobby,Gate 4"));
-        QCOMPARE(rig.asked, 1);
-        QCOMPARE(rig.dlg.objectName(), QStringLiteral("dlgUpdateDelay"));
-        QCOMPARE(rig.dlg.windowTitle(), QStringLiteral("Variable Update Delay Setup"));
-        const QTreeWidgetItem* header = rig.list()->headerItem();
-        QCOMPARE(header->text(0), QStringLiteral("Display Name"));
-        QCOMPARE(header->text(1), QStringLiteral("Update"));
-        QCOMPARE(header->text(2), QStringLiteral("Delay"));
-        QCOMPARE(rig.child<QLabel>("Label1")->text(), QStringLiteral("Set for All"));
-        QCOMPARE(rig.child<QPushButton>("cmdClose")->text(), QStringLiteral("Start Update"));
-        QCOMPARE(rig.child<QPushButton>("Command1")->text(), QStringLiteral("Cancel"));
-        QCOMPARE(rig.delay()->currentText(), QStringLiteral("Now"));
-        QCOMPARE(rig.delayAll()->currentText(), QStringLiteral("Now"));
-        QCOMPARE(rig.column(0), (QStringList{"Lobby", "Gate 4"}));
-        QCOMPARE(rig.column(1), (QStringList{"Now", "Now"}));
-        QCOMPARE(rig.marks(), (QStringList{"Now", "Now"}));
-        QCOMPARE(rig.list()->currentItem(), rig.list()->topLevelItem(0));
-        QCOMPARE(rig.list()->topLevelItem(1)->icon(0).cacheKey(), statusIcon(QStringLiteral("Now")).cacheKey());
-        QVERIFY(!rig.dlg.Cancelled());
-        QCOMPARE(rig.dlg.DelayList(), QString());
-        QCOMPARE(rig.dlg.DisplayList(), QStringLiteral("Lobby,Gate 4"));
-    }
-
-    void choices_data()
-    {
-        QTest::addColumn<int>("index");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("minutes");
-        const std::pair<const char*, int> table[] = {
-            {"Now", 0},          {"in 15 Min.", 15},  {"in 30 Min.", 30}, {"in 45 Min.", 45}, {"in 1 h.", 60},
-            {"in 1 h. 30 Min.", 90}, {"in 2 h. ", 120}, {"in 3 h.", 180},   {"in 4 h.", 240},   {"in 5 h.", 300},
-            {"in 6 h.", 360},    {"in 7 h.", 420},    {"in 8 h.", 480},   {"in 9 h.", 540},   {"in 10 h.", 600},
-            {"in 11 h.", 660},   {"in 12 h.", 720},   {"in 15 h.", 900},  {"in 20 h.", 1200}, {"in 24 h.", 1440},
-            {"in 36 h.", 2160}};
-        int i = 0;
-        for (const auto& [text, minutes] : table) {
-            QTest::newRow(text) << i << QString::fromLatin1(text) << minutes;
-            ++i;
-        }
-    }
-    void choices()
-    {
-        QFETCH(int, index);
-        QFETCH(QString, text);
-        QFETCH(int, minutes);
-        Rig rig(QStringLiteral("A"));
-        for (QComboBox* combo : {rig.delay(), rig.delayAll()}) {
-            QCOMPARE(combo->count(), 21);
-            QCOMPARE(combo->itemText(index), text);
-            QCOMPARE(combo->itemData(index).toInt(), minutes);
-        }
-    }
-
     void perRowDelays_data()
     {
         QTest::addColumn<QString>("displays");
         QTest::addColumn<QStringList>("picks");  // per row, "" = untouched
+        QTest::addColumn<QStringList>("rows");
+        QTest::addColumn<QString>("closeWith");
         QTest::addColumn<QString>("delayList");
-        QTest::addColumn<QStringList>("marks");
-        QTest::newRow("0,15,90") << "A,B,C" << QStringList{"Now", "in 15 Min.", "in 1 h. 30 Min."} << "0,15,90"
-                                 << QStringList{"Now", "Scheduled", "Scheduled"};
-        QTest::newRow("untouched rows are 0") << "A,B" << QStringList{"", "in 2 h. "} << "0,120"
-                                              << QStringList{"Now", "Scheduled"};
-        QTest::newRow("single display") << "A" << QStringList{"in 4 h."} << "240" << QStringList{"Scheduled"};
+        QTest::newRow("0,15,90") << "A,B,C" << QStringList{"Now", "in 15 Min.", "in 1 h. 30 Min."}
+                                 << QStringList{"Now|0|Now", "in 15 Min.|15|Scheduled", "in 1 h. 30 Min.|90|Scheduled"}
+                                 << "Start Update" << "0,15,90";
+        QTest::newRow("untouched rows are 0") << "A,B,C" << QStringList{"", "in 2 h. ", ""}
+                                              << QStringList{"Now|0|Now", "in 2 h. |120|Scheduled", "Now|0|Now"}
+                                              << "Start Update" << "0,120,0";
+        QTest::newRow("no displays, no list") << "" << QStringList{} << QStringList{} << "Start Update" << "";
+        QTest::newRow("Cancel") << "A" << QStringList{"in 1 h."} << QStringList{"in 1 h.|60|Scheduled"} << "Cancel"
+                                << "";
+        QTest::newRow("Escape") << "A" << QStringList{"in 1 h."} << QStringList{"in 1 h.|60|Scheduled"} << "" << "";
     }
     void perRowDelays()
     {
         QFETCH(QString, displays);
         QFETCH(QStringList, picks);
+        QFETCH(QStringList, rows);
+        QFETCH(QString, closeWith);
         QFETCH(QString, delayList);
-        QFETCH(QStringList, marks);
         Rig rig(displays);
-        rig.show();
+        QCOMPARE(rig.dlg.findChild<QLabel*>(QStringLiteral("Label1"))->text(), QStringLiteral("Set for All"));
         for (int row = 0; row < picks.size(); ++row) {
-            if (picks[row].isEmpty())
-                continue;
             rig.clickRow(row);
-            QCOMPARE(rig.list()->currentItem(), rig.list()->topLevelItem(row));
-            // The combo sits over the chosen row.
-            QCOMPARE(rig.delay()->geometry().top(), rig.list()->visualItemRect(rig.list()->currentItem()).top());
-            QVERIFY(rig.delay()->isVisible());
-            Rig::choose(rig.delay(), picks[row]);
+            if (!picks[row].isEmpty())
+                Rig::choose(rig.delay, picks[row]);
         }
-        QCOMPARE(rig.marks(), marks);
-        QTest::mouseClick(rig.child<QPushButton>("cmdClose"), Qt::LeftButton);
+        for (int row = 0; row < picks.size(); ++row)
+            rig.clickRow(row);
+        QCOMPARE(rig.delay->isVisible(), !picks.isEmpty());
+        QCOMPARE(rig.rows(), rows);
+        if (closeWith.isEmpty())
+            QTest::keyClick(&rig.dlg, Qt::Key_Escape);
+        else
+            rig.click(closeWith == u"Cancel" ? "Command1" : "cmdClose", closeWith);
         QVERIFY(!rig.dlg.isVisible());
-        QVERIFY(!rig.dlg.Cancelled());
+        QCOMPARE(rig.dlg.Cancelled(), closeWith != u"Start Update");
         QCOMPARE(rig.dlg.DelayList(), delayList);
-    }
-
-    void comboFollowsTheSelectedRow()
-    {
-        Rig rig(QStringLiteral("A,B,C"));
-        rig.show();
-        rig.clickRow(1);
-        Rig::choose(rig.delay(), QStringLiteral("in 45 Min."));
-        rig.clickRow(2);
-        QCOMPARE(rig.delay()->currentText(), QStringLiteral("Now"));
-        rig.clickRow(1);
-        QCOMPARE(rig.delay()->currentText(), QStringLiteral("in 45 Min."));
-        QCOMPARE(rig.column(2), (QStringList{"0", "45", "0"}));
-        QCOMPARE(rig.column(1), (QStringList{"Now", "in 45 Min.", "Now"}));
+        QCOMPARE(rig.dlg.DisplayList(), displays);
     }
 
     void setForAll()
     {
         Rig rig(QStringLiteral("A,B,C"));
-        rig.show();
         rig.clickRow(0);
-        Rig::choose(rig.delay(), QStringLiteral("in 15 Min."));
-        Rig::choose(rig.delayAll(), QStringLiteral("in 36 h."));
-        QCOMPARE(rig.column(1), QStringList(3, QStringLiteral("in 36 h.")));
-        QCOMPARE(rig.column(2), QStringList(3, QStringLiteral("2160")));
-        QCOMPARE(rig.marks(), QStringList(3, QStringLiteral("Scheduled")));
-        QCOMPARE(rig.delay()->currentText(), QStringLiteral("in 36 h."));
-        QTest::mouseClick(rig.child<QPushButton>("cmdClose"), Qt::LeftButton);
+        Rig::choose(rig.delay, QStringLiteral("in 15 Min."));
+        Rig::choose(rig.dlg.findChild<QComboBox*>(QStringLiteral("cbDelayAll")), QStringLiteral("in 36 h."));
+        QCOMPARE(rig.rows(), QStringList(3, QStringLiteral("in 36 h.|2160|Scheduled")));
+        QCOMPARE(rig.delay->currentText(), QStringLiteral("in 36 h."));
+        rig.click("cmdClose", QStringLiteral("Start Update"));
         QCOMPARE(rig.dlg.DelayList(), QStringLiteral("2160,2160,2160"));
-        QCOMPARE(rig.dlg.DisplayList(), QStringLiteral("A,B,C"));
-    }
-
-    void emptySelection()
-    {
-        Rig rig{QString()};
-        rig.show();
-        QCOMPARE(rig.list()->topLevelItemCount(), 0);
-        QVERIFY(!rig.delay()->isVisible());
-        Rig::choose(rig.delayAll(), QStringLiteral("in 1 h."));
-        QTest::mouseClick(rig.child<QPushButton>("cmdClose"), Qt::LeftButton);
-        QCOMPARE(rig.dlg.DelayList(), QString());
-        QCOMPARE(rig.dlg.DisplayList(), QString());
-        QVERIFY(!rig.dlg.Cancelled());
-    }
-
-    void cancel_data()
-    {
-        QTest::addColumn<bool>("escape");
-        QTest::newRow("Cancel button") << false;
-        QTest::newRow("Escape") << true;
-    }
-    void cancel()
-    {
-        QFETCH(bool, escape);
-        Rig rig(QStringLiteral("A"));
-        rig.show();
-        if (escape)
-            QTest::keyClick(&rig.dlg, Qt::Key_Escape);
-        else
-            QTest::mouseClick(rig.child<QPushButton>("Command1"), Qt::LeftButton);
-        QVERIFY(!rig.dlg.isVisible());
-        QVERIFY(rig.dlg.Cancelled());
-        QCOMPARE(rig.dlg.DelayList(), QString());
     }
 
     void selectionErrorIsReported()
@@ -232,7 +121,6 @@ private slots:
         dlgUpdateDelay dlg([]() -> QString { throw RuntimeError(RuntimeError::TypeMismatch); });
         QCOMPARE(boxes.texts(), QStringList{"Error Selecting Last Used Variables Type mismatch"});
         QCOMPARE(boxes.shown()[0].icon, msgbox::Critical);
-        QCOMPARE(dlg.findChild<QTreeWidget*>(QStringLiteral("lstvDisplayStatus"))->topLevelItemCount(), 0);
     }
 };
 

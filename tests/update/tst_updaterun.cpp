@@ -1,494 +1,376 @@
-#include "runrig.h"
+#include "clsVarUpdater.h"
+#include "codepage.h"
+#include "fakes.h"
 #include "settingsstore.h"
 #include "updaterun.h"
 
+#include <QDir>
 #include <QSignalSpy>
 #include <QTest>
-#include <QTimer>
 
 namespace {
 struct Rig : FakeWorld {
     UpdateRun run;
-    explicit Rig(int displays = 1, int variables = 1)
+    QList<int> percents;  // shown while variables go out
+    int cancelAt = -1;    // the percent shown when Cancel (or Cancel All) is pressed, 1-based
+    void (UpdateRun::*cancel)() = &UpdateRun::cancelDisplay;
+
+    explicit Rig(int count = 1, const QString& selection = QStringLiteral("T1")) : FakeWorld(count)
     {
-        addDisplays(displays);
         run.setVariableSet(vars.get());
-        run.setSelection(textVars(variables));
-        QStringList list;
-        for (int i = 1; i <= displays; ++i)
-            list << QString::number(i);
-        run.setDisplayList(list.join(u','));
+        run.setSelection(pick(selection));
+        run.setDisplayList(displays);
+        QObject::connect(&run, &UpdateRun::statusChanged, &run, [this](const QString& caption, int percent) {
+            if (caption.endsWith(u" Transmission") && (percents << percent).size() == cancelAt)
+                (run.*cancel)();
+        });
     }
-    QStringList statuses() const
+    QStringList rows(QString DisplayRow::*field = &DisplayRow::status) const
     {
         QStringList out;
         for (const DisplayRow& r : run.rows())
-            out << r.status;
+            out << r.*field;
         return out;
+    }
+    // The buttons and labels on offer, and whether the countdown runs.
+    QString controls()
+    {
+        const UpdateRun::Controls c = run.controls();
+        return QStringList{c.saveEnabled ? "save" : "", c.retryEnabled ? "retry" : "", c.stopRetryVisible ? "stop" : "",
+                           c.retryLabelVisible ? "label" : "", run.timerRetry().isActive() ? "countdown" : ""}
+            .join(u' ')
+            .simplified();
     }
 };
 
-QList<int> sentAddresses()
+QStringList calls(const char* pattern) { return fake.calls.filter(QRegularExpression(QLatin1String(pattern))); }
+// The addresses the matching calls went to.
+QString addresses(const char* pattern)
 {
-    QList<int> out;
-    for (const DataSend& s : FakeDisplays::dataSends)
-        out << s.address;
-    return out;
+    return calls(pattern).replaceInStrings(QRegularExpression(QStringLiteral(".*@")), QString()).join(u' ');
 }
+// The data sends and attribute flushes: "T0" is text variable 0, "C200" a batch of 200 cells.
+QString sent()
+{
+    static const QRegularExpression call(QStringLiteral("^\\w+ (.) (\\d+) .*"));
+    return calls("^(data|attrs) ").replaceInStrings(call, QStringLiteral("\\1\\2")).join(u' ');
+}
+
+struct Sends {
+    int mode;
+    QString selection;
+    QList<bool> flushAnswers;
+    bool dead;  // the display refuses every send
+    QString sent;
+    QString row;  // status|when
+};
+
+struct Cancel {
+    int displays, mode;
+    QString selection;
+    int at;
+    bool all;
+    QString sent, statuses;
+};
 } // namespace
 
 class TestUpdateRun final : public QObject {
     Q_OBJECT
 private slots:
-    void modes_data()
+    void modesAndConnections_data()
     {
         QTest::addColumn<int>("mode");
+        QTest::addColumn<int>("kind");  // of the display record
         QTest::addColumn<bool>("dataRefused");
-        QTest::addColumn<QStringList>("calls");
-        QTest::addColumn<QString>("heading");
-        const QStringList open{"open host1"};
-        const QStringList data{"address 1", "config @1", "address 1", "data T 0 @1"};
-        const QStringList attrs{"address 1", "config @1", "address 1", "attrs T 1 @1"};
-        QTest::newRow("1: data, then attributes") << 1 << false << open + data + attrs + QStringList{"close"}
-                                                  << "Variables Data & Attributes Updated on ";
-        QTest::newRow("1: no attributes after refused data") << 1 << true << open + data + QStringList{"close"}
-                                                             << "Variables Data & Attributes Updated on ";
-        QTest::newRow("2: data only") << 2 << false << open + data + QStringList{"close"}
-                                      << "Variables Data Updated on ";
-        QTest::newRow("3: attributes only") << 3 << false << open + attrs + QStringList{"close"}
-                                            << "Variables Attributes Updated on ";
+        QTest::addColumn<QString>("sends");
+        QTest::addColumn<QString>("open");  // ConnKind|ConnParam1|2|3
+        QTest::newRow("1 over a serial port") << 1 << 1 << false
+                                              << "data T 0 @1,data T 0 @5,attrs T 1 @1,attrs T 1 @5" << "1|P1||";
+        QTest::newRow("1: refused data ends the display") << 1 << 3 << true << "data T 0 @1" << "3|||P3";
+        QTest::newRow("2 over a modem") << 2 << 2 << false << "data T 0 @1,data T 0 @5" << "2||P2|";
+        QTest::newRow("3: any other kind opens as a modem") << 3 << 4 << false << "attrs T 1 @1,attrs T 1 @5"
+                                                            << "2||P2|";
     }
-    void modes()
+    void modesAndConnections()
     {
         QFETCH(int, mode);
+        QFETCH(int, kind);
         QFETCH(bool, dataRefused);
-        QFETCH(QStringList, calls);
-        QFETCH(QString, heading);
+        QFETCH(QString, sends);
+        QFETCH(QString, open);
         Rig rig;
-        if (dataRefused) {
-            FakeDisplays::onCall = [](const QString& call) {
-                if (call.startsWith(QStringLiteral("data")))
-                    FakeDisplays::deadAddresses.insert(1);
-                else
-                    FakeDisplays::deadAddresses.clear();
-            };
-        }
+        fake.records[0].kind = int16_t(kind);
+        fake.records[0].addressList = QStringLiteral("1,5");  // the connection gets it converted whole: 15
+        fake.deadAddresses << (dataRefused ? 1 : 0);
         rig.run.setMode(UpdateRun::Mode(mode));
         rig.run.start();
-        QCOMPARE(FakeDisplays::calls, calls);
-        QCOMPARE(rig.statuses(), QStringList{dataRefused ? "FAILED" : "Updated"});
-        QVERIFY(rig.run.reportText().startsWith(heading + QStringLiteral("03/05/2010 02:07:09 PM\r\n")));
-    }
-
-    void rowsAndReport()
-    {
-        Rig rig(2);
-        FakeDisplays::refusedTargets << QStringLiteral("host2");
-        QSignalSpy labels(&rig.run, &UpdateRun::connectionLabelChanged);
-        rig.run.start();
-        QCOMPARE(rig.statuses(), (QStringList{"Updated", "FAILED"}));
-        QCOMPARE(rig.run.rows()[0].when, QString());
-        QCOMPARE(rig.run.rows()[1].when, QStringLiteral("connection refused"));
-        QCOMPARE(rig.run.reportText(),
-                 QStringLiteral("Variables Data & Attributes Updated on 03/05/2010 02:07:09 PM\r\n"
-                                "Location/Display=1\r\nStatus= Updated\r\n\r\n"
-                                "Location/Display=2\r\nStatus= Failed connection refused\r\n\r\n"));
-        QCOMPARE(labels.size(), 2);
-        QCOMPARE(labels[0][0].toString(), QStringLiteral("Connection Opened"));
-        QCOMPARE(labels[1][0].toString(), QStringLiteral("Connection Problem"));
-        // The styles the report is drawn with follow the outcome.
-        QList<ReportStyle> styles;
-        for (const ReportPiece& p : rig.run.report())
-            styles << p.style;
-        QCOMPARE(styles.first(), ReportStyle::Heading);
-        QVERIFY(styles.contains(ReportStyle::Success));
-        QVERIFY(styles.contains(ReportStyle::Failure));
-        // Every display is closed again, the refused one too.
-        QCOMPARE(FakeDisplays::callsStartingWith(QStringLiteral("close")).size(), 2);
-        QCOMPARE(FakeDisplays::listFileWrites, 2);  // the list file is set afresh for every open
+        QCOMPARE(calls("^(list|open|data|attrs|close)").join(u','), "list Displays.dat,open host1," + sends + ",close");
+        const disptrans::ConnectionSettings s = fake.opens.value(0);
+        QCOMPARE(QStringList({QString::number(s.ConnKind), s.ConnParam1, s.ConnParam2, s.ConnParam3}).join(u'|'), open);
+        QCOMPARE(s.ConnAddress, int16_t(15));
+        QCOMPARE(rig.rows(), QStringList{dataRefused ? "FAILED" : "Updated"});
+        const char* heading[] = {"", "Data & Attributes", "Data", "Attributes"};
+        QVERIFY(rig.run.reportText().startsWith(QStringLiteral("Variables %1 Updated on 03/05/2010 02:07:09 PM\r\n")
+                                                    .arg(QLatin1String(heading[mode]))));
     }
 
     void updatedIsNeverSentAgain()
     {
         Rig rig(3);
-        FakeDisplays::refusedTargets << QStringLiteral("host2");
+        fake.refusedTargets << QStringLiteral("host2");
         rig.run.start();
-        QCOMPARE(rig.statuses(), (QStringList{"Updated", "FAILED", "Updated"}));
-        QVERIFY(rig.run.timerRetry().isActive());
-        QVERIFY(rig.run.controls().retryEnabled);
-        QVERIFY(rig.run.controls().stopRetryVisible);
-
-        FakeDisplays::calls.clear();
-        FakeDisplays::refusedTargets.clear();
+        QCOMPARE(rig.rows(), (QStringList{"Updated", "FAILED", "Updated"}));
+        QCOMPARE(rig.controls(), QStringLiteral("save retry stop label countdown"));
+        fake.calls.clear();
+        fake.refusedTargets.clear();
         rig.run.RunUpdate();
-        QCOMPARE(FakeDisplays::callsStartingWith(QStringLiteral("open")), QStringList{"open host2"});
-        QCOMPARE(rig.statuses(), (QStringList{"Updated", "Updated", "Updated"}));
-        QVERIFY(!rig.run.timerRetry().isActive());
-        QVERIFY(!rig.run.controls().retryEnabled);
-        QVERIFY(!rig.run.controls().stopRetryVisible);
-        QVERIFY(!rig.run.controls().retryLabelVisible);
-        QVERIFY(rig.run.controls().saveEnabled);
-
-        FakeDisplays::calls.clear();
+        QCOMPARE(calls("^open"), QStringList{"open host2"});
+        QCOMPARE(rig.rows(), QStringList(3, "Updated"));
+        QCOMPARE(rig.controls(), QStringLiteral("save"));
+        fake.calls.clear();
         rig.run.RunUpdate();
-        QVERIFY(FakeDisplays::calls.isEmpty());
+        QVERIFY(fake.calls.isEmpty());
     }
 
     void addressGroups_data()
     {
         QTest::addColumn<QString>("addressList");
-        QTest::addColumn<int>("spanA");
-        QTest::addColumn<int>("spanB");
-        QTest::addColumn<bool>("bothFlags");
-        QTest::addColumn<int>("deadAddress");
-        QTest::addColumn<QList<int>>("addresses");
-        QTest::addColumn<QString>("status");
-        QTest::newRow("5,9 with span 2") << "5,9" << 0 << 2 << true << 0 << QList<int>{5, 6, 7, 9, 10, 11}
-                                         << "Updated";
-        QTest::newRow("group of 2 x 2") << "3" << 1 << 1 << true << 0 << QList<int>{3, 4, 5, 6} << "Updated";
-        QTest::newRow("one flag is no group") << "3" << 1 << 1 << false << 0 << QList<int>{3} << "Updated";
-        QTest::newRow("failure inside a span does not stop it")
-            << "5,9" << 0 << 2 << true << 5 << QList<int>{5, 6, 7, 9, 10, 11} << "Updated";
-        QTest::newRow("failure at a span's end stops the list")
-            << "5,9" << 0 << 2 << true << 7 << QList<int>{5, 6, 7} << "FAILED";
-        QTest::newRow("single addresses") << "2,4" << 0 << 0 << false << 0 << QList<int>{2, 4} << "Updated";
+        QTest::addColumn<QString>("group");  // IsDisplayGroup, GroupFlagB, GroupSpanA, GroupSpanB
+        QTest::addColumn<int>("dead");
+        QTest::addColumn<QString>("sentTo");
+        QTest::newRow("5,9 with span 2") << "5,9" << "1102" << 0 << "5 6 7 9 10 11";
+        QTest::newRow("group of 2 x 2") << "3" << "1111" << 0 << "3 4 5 6";
+        QTest::newRow("one flag is no group") << "3" << "1011" << 0 << "3";
+        QTest::newRow("failure inside a span does not stop it") << "5,9" << "1102" << 5 << "5 6 7 9 10 11";
+        QTest::newRow("failure at a span's end stops the list") << "5,9" << "1102" << 7 << "5 6 7";
     }
     void addressGroups()
     {
         QFETCH(QString, addressList);
-        QFETCH(int, spanA);
-        QFETCH(int, spanB);
-        QFETCH(bool, bothFlags);
-        QFETCH(int, deadAddress);
-        QFETCH(QList<int>, addresses);
-        QFETCH(QString, status);
+        QFETCH(QString, group);
+        QFETCH(int, dead);
+        QFETCH(QString, sentTo);
         Rig rig;
-        FakeDisplays::records[0].addressList = addressList;
-        for (const QString& a : addressList.split(u',')) {
-            disptrans::DisplayConfiguration c;
-            c.IsDisplayGroup = true;
-            c.GroupFlagB = bothFlags;
-            c.GroupSpanA = int16_t(spanA);
-            c.GroupSpanB = int16_t(spanB);
-            FakeDisplays::configurations.insert(int16_t(a.toInt()), c);
-        }
-        if (deadAddress)
-            FakeDisplays::deadAddresses << int16_t(deadAddress);
+        fake.records[0].addressList = addressList;
+        for (const QString& a : addressList.split(u','))
+            fake.configurations[int16_t(a.toInt())] = {group[0] == u'1', group[1] == u'1',
+                                                       int16_t(group[2].digitValue()), int16_t(group[3].digitValue())};
+        fake.deadAddresses << int16_t(dead);
         rig.run.setMode(UpdateRun::DataOnly);
         rig.run.start();
-        QCOMPARE(sentAddresses(), addresses);
-        QCOMPARE(rig.statuses(), QStringList{status});
+        QCOMPARE(addresses("^data"), sentTo);
+        QCOMPARE(rig.rows(), QStringList{dead == 7 ? "FAILED" : "Updated"});
     }
 
-    void connectionKinds_data()
+    void sends_data()
     {
-        QTest::addColumn<int>("kind");
-        QTest::addColumn<int>("connKind");
-        QTest::addColumn<QString>("param1");
-        QTest::addColumn<QString>("param2");
-        QTest::addColumn<QString>("param3");
-        QTest::newRow("serial") << 1 << 1 << "9600,N,8,1" << "" << "";
-        QTest::newRow("network") << 3 << 3 << "" << "" << "7000";
-        QTest::newRow("modem") << 2 << 2 << "" << "5551234" << "";
-        QTest::newRow("4 folds to 2") << 4 << 2 << "" << "5551234" << "";
-        QTest::newRow("0 folds to 2") << 0 << 2 << "" << "5551234" << "";
+        QTest::addColumn<Sends>("c");
+        QTest::newRow("text and cell indexes")
+            << Sends{2, "T1 C257 T256 C416", {}, false, "T0 C0 T255 C159", "Updated|"};
+        QTest::newRow("empty selection") << Sends{2, "", {}, false, "", "FAILED|"};
+        QTest::newRow("first refusal stops") << Sends{2, "T1..3", {}, true, "T0", "FAILED|no answer from display"};
+        QTest::newRow("201 attributes need two batches") << Sends{3, "T1..201", {}, false, "T200 T1", "Updated|"};
+        QTest::newRow("201 cells") << Sends{3, "C257x201", {}, false, "C200 C1", "Updated|"};
+        QTest::newRow("failed middle flush ignored")
+            << Sends{3, "T1..201", {false, true}, false, "T200 T1", "Updated|"};
+        QTest::newRow("failed last flush decides") << Sends{3, "T1..201", {true, false}, false, "T200 T1", "FAILED|"};
+        QTest::newRow("text result when no cells") << Sends{3, "T1 T2", {false}, false, "T2", "FAILED|"};
+        QTest::newRow("cell flush decides over text") << Sends{3, "T1 C257", {false, true}, false, "T1 C1", "Updated|"};
+        QTest::newRow("text index overflows") << Sends{2, "T-32768", {}, false, "", "FAILED|Overflow"};
+        QTest::newRow("cell index overflows") << Sends{3, "C-32600", {}, false, "", "FAILED|Overflow"};
+        QTest::newRow("position counter overflows")
+            << Sends{3, "C257x32768", {}, false, QStringList(32600 / 200, "C200").join(u' '), "FAILED|Overflow"};
     }
-    void connectionKinds()
+    void sends()
     {
-        QFETCH(int, kind);
-        QFETCH(int, connKind);
-        QFETCH(QString, param1);
-        QFETCH(QString, param2);
-        QFETCH(QString, param3);
-        Rig rig;
-        FakeDisplays::records[0].kind = int16_t(kind);
-        FakeDisplays::records[0].addressList = QStringLiteral("1,5");  // read whole, "," grouping digits
+        QFETCH(Sends, c);
+        Rig rig(1, c.selection);
+        fake.flushAnswers.append(c.flushAnswers);
+        fake.deadAddresses << (c.dead ? 1 : 0);
+        rig.run.setMode(UpdateRun::Mode(c.mode));
         rig.run.start();
-        QCOMPARE(FakeDisplays::opens.size(), 1);
-        const disptrans::ConnectionSettings& s = FakeDisplays::opens[0];
-        QCOMPARE(int(s.ConnKind), connKind);
-        QCOMPARE(s.ConnTarget, QStringLiteral("host1"));
-        QCOMPARE(s.ConnParam1, param1);
-        QCOMPARE(s.ConnParam2, param2);
-        QCOMPARE(s.ConnParam3, param3);
-        QCOMPARE(int(s.ConnAddress), 15);
+        QCOMPARE(sent(), c.sent);
+        QCOMPARE(rig.rows().value(0) + u'|' + rig.rows(&DisplayRow::when).value(0), c.row);
     }
 
-    void errorsEndInFailedRows_data()
+    void percents_data()
     {
-        QTest::addColumn<QString>("display");
-        QTest::addColumn<QString>("addressList");
-        QTest::addColumn<QString>("raiseOn");  // a call of the control that raises
-        QTest::addColumn<QString>("error");
-        QTest::addColumn<bool>("opened");
-        QTest::newRow("unknown display") << "7" << "1" << "" << "Display 7 is not in the display list" << false;
-        QTest::newRow("empty address list") << "1" << "" << "" << "Type mismatch" << false;
-        QTest::newRow("address list not a number") << "1" << "x" << "" << "Type mismatch" << false;
-        QTest::newRow("control raises while sending") << "1" << "1" << "data" << "Automation error" << true;
-        QTest::newRow("control raises on close") << "1" << "1" << "close" << "Automation error" << true;
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<QString>("selection");
+        QTest::addColumn<int>("from");
+        QTest::addColumn<QList<int>>("percents");
+        QTest::newRow("data: halves to even") << 2 << "T1..8" << 0 << QList<int>{12, 25, 38, 50, 62, 75, 88, 100};
+        // Attributes: text members counted, then the cell batch plus the last text batch.
+        QTest::newRow("text only: the cell phase stays") << 3 << "T1..3" << 0 << QList<int>{33, 67, 100, 100, 100, 100};
+        QTest::newRow("text before cells") << 3 << "C257 T1 C258 T2" << 0
+                                           << QList<int>{0, 25, 25, 50, 75, 75, 100, 100};
+        QTest::newRow("cells only: no carry") << 3 << "C257 C258" << 0 << QList<int>{0, 0, 50, 100};
+        // The 201st cell sends the full batch first: (199 + 1), (200 + 1), then (1 + 1) of 202.
+        QTest::newRow("falls back after a cell flush") << 3 << "T1 C257x201" << 202 + 199 << QList<int>{99, 100, 1};
     }
-    void errorsEndInFailedRows()
+    void percents()
     {
-        QFETCH(QString, display);
-        QFETCH(QString, addressList);
-        QFETCH(QString, raiseOn);
-        QFETCH(QString, error);
-        QFETCH(bool, opened);
-        Rig rig;
-        FakeDisplays::records[0].addressList = addressList;
-        if (!raiseOn.isEmpty()) {
-            FakeDisplays::onCall = [raiseOn](const QString& call) {
-                if (call.startsWith(raiseOn))
-                    throw RuntimeError(RuntimeError::AutomationError);
-            };
-        }
-        rig.run.setDisplayList(display);
+        QFETCH(int, mode);
+        QFETCH(QString, selection);
+        QFETCH(int, from);
+        QFETCH(QList<int>, percents);
+        Rig rig(1, selection);
+        rig.run.setMode(UpdateRun::Mode(mode));
         rig.run.start();
-        QCOMPARE(rig.statuses(), QStringList{"FAILED"});
-        QCOMPARE(rig.run.rows()[0].when, error);
-        QVERIFY(rig.run.reportText().contains(QStringLiteral("Status= Failed ") + error + QStringLiteral("\r\n")));
-        QCOMPARE(FakeDisplays::opens.size(), opened ? 1 : 0);
-        QVERIFY(rig.run.timerRetry().isActive());
+        QCOMPARE(rig.percents.size(), (mode == 3 ? 2 : 1) * rig.run.rows().size() * pick(selection).size());
+        QCOMPARE(rig.percents.mid(from), percents);
     }
 
-    void linkedVariablesReadThroughTheLinkSource()
+    void percentAndBatchLimits()
+    {
+        QCOMPARE(clsVarUpdater::percentOf(23, 40), int16_t(57));  // divided first: 23 / 40 * 100 is below 57.5
+        QVERIFY(!clsVarUpdater::batchIsFull(995));  // room for one more entry of 5 characters
+        QVERIFY(clsVarUpdater::batchIsFull(996));
+    }
+
+    void negativeAddressKeepsTheControls()
     {
         Rig rig;
-        FixedLink link;
-        rig.vars->setVariableOLELink(1, QStringLiteral("C:\\book.xls!Variables!R2C2"));
-        rig.run.setLinkSource(&link);
+        fake.records[0].addressList = QStringLiteral("-1,0");
         rig.run.setMode(UpdateRun::DataOnly);
         rig.run.start();
-        QCOMPARE(FakeDisplays::dataSends.value(0).varText, QStringLiteral("42"));
+        QCOMPARE(calls("^(address|data)").join(u','), "address -1,data T 0 @-1,address 0,address 0,data T 0 @0");
     }
 
-    void cancelDisplayStopsAfterCurrentVariable()
+    void textIsCleanedThenMapped()
     {
-        Rig rig(2, 4);
-        int sends = 0;
-        FakeDisplays::onCall = [&](const QString& call) {
-            if (call.startsWith(QStringLiteral("data")) && ++sends == 2)
+        Rig rig(1, QStringLiteral("T5 C260"));
+        QDir().mkpath(rig.env.path(QStringLiteral("Extended")));  // an extended font that maps "é" to 128
+        for (const char* name : {"Extended/6X8L.IDX", "Extended/6X8L.CFF"}) {
+            QFile file(rig.env.path(QLatin1String(name)));
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray("\x00\xE9", 2)) == 2);
+        }
+        FakePluginMaster::cleaner = [](QString text) { return text.replace(QStringLiteral("darn"), "****"); };
+        rig.vars->setVariableData(5, QStringLiteral("darn café"));
+        rig.vars->setVariableData(260, QStringLiteral("plain"));
+        rig.run.setMode(UpdateRun::DataOnly);
+        rig.run.start();
+        QCOMPARE(fake.texts, (QStringList{QStringLiteral("**** caf") + codepage::chr(128), "plain"}));
+        QCOMPARE(FakePluginMaster::methodsRun, QStringList(2, pluginmaster::kBadWordCheckerProgId + ".CleanCMD"));
+    }
+
+    void cancel_data()
+    {
+        QTest::addColumn<Cancel>("c");
+        QTest::newRow("Cancel: that display, after its current variable")
+            << Cancel{3, 1, "T1..4", 2, false, "T0 T1 T0 T1 T2 T3 T4 T0 T1 T2 T3 T4", "FAILED,Updated,Updated"};
+        QTest::newRow("Cancel All: the rest waits, no countdown")
+            << Cancel{3, 1, "T1..4", 2, true, "T0 T1", "FAILED,Not Updated,Not Updated"};
+        QTest::newRow("attributes: the text phase drops its batch") << Cancel{1, 3, "T1..5", 3, false, "", "FAILED"};
+        QTest::newRow("after a full batch went") << Cancel{1, 3, "T1..201", 201, false, "T200", "FAILED"};
+        QTest::newRow("the cell phase keeps the text flush")
+            << Cancel{1, 3, "T1 T2 C257 C258", 6, false, "T2", "FAILED"};
+    }
+    void cancel()
+    {
+        QFETCH(Cancel, c);
+        Rig rig(c.displays, c.selection);
+        rig.cancelAt = c.at;
+        rig.cancel = c.all ? &UpdateRun::cancelAll : &UpdateRun::cancelDisplay;
+        QSignalSpy status(&rig.run, &UpdateRun::statusChanged);
+        rig.run.setMode(UpdateRun::Mode(c.mode));
+        rig.run.start();
+        QCOMPARE(sent(), c.sent);
+        QCOMPARE(rig.rows().join(u','), c.statuses);
+        QCOMPARE(rig.controls(), c.all ? "save retry" : "save retry stop label countdown");
+        QCOMPARE(rig.run.reportText().endsWith("Location/Display=1\r\nStatus= User Canceled\r\n"), c.all);
+        QVERIFY(std::any_of(status.begin(), status.end(), [](const auto& args) { return args[0] == "Canceled"; }));
+    }
+
+    void cancelDuringTheLastFlushStillFails()
+    {
+        Rig rig(1, QStringLiteral("C257"));
+        fake.onCall = [&](const QString& call) {
+            if (call.startsWith(u"attrs"))
                 rig.run.cancelDisplay();
         };
-        QSignalSpy status(&rig.run, &UpdateRun::statusChanged);
-        rig.run.setMode(UpdateRun::DataAndAttributes);
         rig.run.start();
-        QCOMPARE(rig.statuses(), (QStringList{"FAILED", "Updated"}));
-        // Display 1: two variables, no attributes; display 2: all four and its attributes.
-        QCOMPARE(sentAddresses(), (QList<int>{1, 1, 2, 2, 2, 2}));
-        QCOMPARE(FakeDisplays::callsStartingWith(QStringLiteral("attrs")), QStringList{"attrs T 4 @2"});
-        QStringList captions;
-        for (const auto& args : status)
-            captions << args[0].toString();
-        QVERIFY(captions.contains(QStringLiteral("Canceled")));
-        QVERIFY(captions.contains(QStringLiteral("Data Transmission")));
-        QVERIFY(captions.contains(QStringLiteral("Attributes Transmission")));
-        QVERIFY(captions.contains(QStringLiteral("Preparing to Open Connection to Display!")));
-        QVERIFY(captions.contains(QStringLiteral("Closing Connection")));
+        QCOMPARE(rig.rows(), QStringList{"FAILED"});
     }
 
-    void cancelAllLeavesTheRest()
+    void texts_data()
     {
-        Rig rig(3, 4);
-        int sends = 0;
-        FakeDisplays::onCall = [&](const QString& call) {
-            if (call.startsWith(QStringLiteral("data")) && ++sends == 2)
-                rig.run.cancelAll();
-        };
-        rig.run.start();
-        QCOMPARE(rig.statuses(), (QStringList{"FAILED", "Not Updated", "Not Updated"}));
-        QCOMPARE(FakeDisplays::callsStartingWith(QStringLiteral("open")), QStringList{"open host1"});
-        QVERIFY(rig.run.reportText().endsWith(QStringLiteral("Location/Display=1\r\nStatus= User Canceled\r\n")));
-        QVERIFY(!rig.run.timerRetry().isActive());  // a cancelled run arms no countdown
-        QVERIFY(rig.run.controls().retryEnabled);
-        QVERIFY(!rig.run.controls().stopRetryVisible);
+        QTest::addColumn<int>("value");
+        QTest::addColumn<QString>("retry");  // the countdown's label, after "Retrying Failed Connections in "
+        QTest::addColumn<QString>("timeLeft");  // FormatTimeLeft, and the minutes it leaves
+        QTest::newRow("negative") << -3 << "23 Hour(s) 59 Min. 57 Sec. " << "Now -3";
+        QTest::newRow("60") << 60 << "1 Min. 0 Sec. " << "in 1h. 0min. 0";
+        QTest::newRow("125") << 125 << "2 Min. 5 Sec. " << "in 2h. 5min. 5";
+        QTest::newRow("3725") << 3725 << "1 Hour(s) 2 Min. 5 Sec. " << "in 62h. 5min. 5";
+        QTest::newRow("90061") << 90061 << "1 Day(s) 1 Hour(s) 1 Min. 1 Sec. " << "in 1501h. 1min. 1";
+    }
+    void texts()
+    {
+        QFETCH(int, value);
+        QFETCH(QString, retry);
+        QFETCH(QString, timeLeft);
+        QCOMPARE(UpdateRun::retryText(value), "Retrying Failed Connections in " + retry);
+        long minutes = value;
+        const QString text = UpdateRun::FormatTimeLeft(minutes);
+        QCOMPARE(text + u' ' + QString::number(minutes), timeLeft);
     }
 
-    void cancelReachesTheRunThroughTheEventLoop()
+    void retryCountdown_data()
     {
-        // A queued click is handled while a variable is being sent.
-        Rig rig(1, 5);
-        QTimer::singleShot(0, &rig.run, &UpdateRun::cancelDisplay);
-        rig.run.setMode(UpdateRun::DataOnly);
-        rig.run.start();
-        QCOMPARE(FakeDisplays::dataSends.size(), 2);
-        QCOMPARE(rig.statuses(), QStringList{"FAILED"});
-    }
-
-    void retryText_data()
-    {
+        QTest::addColumn<QString>("interval");
         QTest::addColumn<int>("seconds");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("3725") << 3725 << "Retrying Failed Connections in 1 Hour(s) 2 Min. 5 Sec. ";
-        QTest::newRow("a day") << 86400 << "Retrying Failed Connections in 1 Day(s) 0 Sec. ";
-        QTest::newRow("zero") << 0 << "Retrying Failed Connections in 0 Sec. ";
-        QTest::newRow("a minute") << 60 << "Retrying Failed Connections in 1 Min. 0 Sec. ";
-        QTest::newRow("an hour") << 3600 << "Retrying Failed Connections in 1 Hour(s) 0 Sec. ";
-        QTest::newRow("all parts") << 90061 << "Retrying Failed Connections in 1 Day(s) 1 Hour(s) 1 Min. 1 Sec. ";
-        QTest::newRow("past zero wraps to the day before") << -1
-                                                           << "Retrying Failed Connections in 23 Hour(s) 59 Min. 59 Sec. ";
+        QTest::newRow("2") << "2" << 2;
+        QTest::newRow("0 runs at the first tick") << "0" << 0;
+        QTest::newRow("not a number is the default") << "soon" << 3600;
     }
-    void retryText()
-    {
-        QFETCH(int, seconds);
-        QFETCH(QString, text);
-        QCOMPARE(UpdateRun::retryText(seconds), text);
-    }
-
-    void formatTimeLeft_data()
-    {
-        QTest::addColumn<int>("minutes");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("left");  // the argument after the call
-        QTest::newRow("125") << 125 << "in 2h. 5min." << 5;
-        QTest::newRow("45") << 45 << "in 45min." << 45;
-        QTest::newRow("60") << 60 << "in 1h. 0min." << 0;
-        QTest::newRow("1") << 1 << "in 1min." << 1;
-        QTest::newRow("0") << 0 << "Now" << 0;
-        QTest::newRow("negative") << -3 << "Now" << -3;
-        QTest::newRow("a day and a half") << 2160 << "in 36h. 0min." << 0;
-    }
-    void formatTimeLeft()
-    {
-        QFETCH(int, minutes);
-        QFETCH(QString, text);
-        QFETCH(int, left);
-        long argument = minutes;
-        QCOMPARE(UpdateRun::FormatTimeLeft(argument), text);
-        QCOMPARE(int(argument), left);
-    }
-
     void retryCountdown()
     {
-        Rig rig(2);
-        settings::write(settings::kRetryInterval, QStringLiteral("2"));
-        FakeDisplays::refusedTargets << QStringLiteral("host2");
-        rig.run.start();
-        QCOMPARE(rig.run.secondsToRetry(), 2);
-        QCOMPARE(rig.run.retryLabel(), QStringLiteral("Retrying Failed Connections in 2 Sec. "));
-        QVERIFY(rig.run.controls().retryLabelVisible);
-        rig.run.retryTick();
-        QCOMPARE(rig.run.retryLabel(), QStringLiteral("Retrying Failed Connections in 1 Sec. "));
-        rig.run.retryTick();
-        QCOMPARE(rig.run.retryLabel(), QStringLiteral("Retrying Failed Connections in 0 Sec. "));
-        QCOMPARE(FakeDisplays::opens.size(), 2);
-
-        // The display comes back; the tick at zero runs the pass, which sends only to it.
-        FakeDisplays::refusedTargets.clear();
-        rig.run.retryTick();
-        QCOMPARE(FakeDisplays::callsStartingWith(QStringLiteral("open")),
-                 (QStringList{"open host1", "open host2", "open host2"}));
-        QCOMPARE(rig.statuses(), (QStringList{"Updated", "Updated"}));
-        QVERIFY(!rig.run.timerRetry().isActive());
-        QVERIFY(!rig.run.controls().retryLabelVisible);
-    }
-
-    void retryIntervalZeroRunsAtFirstTick()
-    {
+        QFETCH(QString, interval);
+        QFETCH(int, seconds);
         Rig rig;
-        settings::write(settings::kRetryInterval, QStringLiteral("0"));
-        FakeDisplays::refusedTargets << QStringLiteral("host1");
+        settings::write(settings::kRetryInterval, interval);
+        fake.refusedTargets << QStringLiteral("host1");
         rig.run.start();
-        QCOMPARE(FakeDisplays::opens.size(), 1);
+        QCOMPARE(rig.run.retryLabel(), UpdateRun::retryText(seconds));
+        for (int i = 0; i < seconds; ++i)
+            rig.run.retryTick();
+        QCOMPARE(rig.run.retryLabel(), UpdateRun::retryText(0));
+        QCOMPARE(fake.opens.size(), 1);
+        fake.refusedTargets.clear();  // the display is back; the tick at zero runs the pass
         rig.run.retryTick();
-        QCOMPARE(FakeDisplays::opens.size(), 2);
-        QVERIFY(rig.run.timerRetry().isActive());
-    }
-
-    void stopRetry()
-    {
-        Rig rig;
-        FakeDisplays::refusedTargets << QStringLiteral("host1");
-        rig.run.start();
-        QVERIFY(rig.run.timerRetry().isActive());
-        rig.run.stopRetry();
-        QVERIFY(!rig.run.timerRetry().isActive());
-        QVERIFY(!rig.run.controls().retryLabelVisible);
-        QVERIFY(!rig.run.controls().stopRetryVisible);
-        QVERIFY(rig.run.controls().retryEnabled);  // retrying by hand stays possible
-    }
-
-    void delayedRows_data()
-    {
-        QTest::addColumn<QString>("delays");
-        QTest::addColumn<QStringList>("statuses");
-        QTest::addColumn<QStringList>("whens");
-        QTest::addColumn<QStringList>("delayColumn");
-        QTest::newRow("now and later") << "0,15,90" << QStringList{"Updated", "Scheduled", "Scheduled"}
-                                       << QStringList{"", "in 15min.", "in 1h. 30min."}
-                                       << QStringList{"00000", "00015", "00090"};
-        QTest::newRow("not numbers go now") << "abc,-5,1" << QStringList{"Updated", "Updated", "Scheduled"}
-                                            << QStringList{"", "", "in 1min."}
-                                            << QStringList{"abc", "-00005", "00001"};
-        QTest::newRow("missing delays go now") << "30" << QStringList{"Scheduled", "Updated", "Updated"}
-                                               << QStringList{"in 30min.", "", ""}
-                                               << QStringList{"00030", "", ""};
-    }
-    void delayedRows()
-    {
-        QFETCH(QString, delays);
-        QFETCH(QStringList, statuses);
-        QFETCH(QStringList, whens);
-        QFETCH(QStringList, delayColumn);
-        Rig rig(3);
-        rig.run.setDelayList(delays);
-        rig.run.start();
-        QCOMPARE(rig.statuses(), statuses);
-        QStringList w, d;
-        for (const DisplayRow& r : rig.run.rows()) {
-            w << r.when;
-            d << r.delay;
-        }
-        QCOMPARE(w, whens);
-        QCOMPARE(d, delayColumn);
-        QCOMPARE(rig.run.timerSched().isActive(), statuses.contains(QStringLiteral("Scheduled")));
+        QCOMPARE(rig.rows(), QStringList{"Updated"});
+        QCOMPARE(rig.controls(), QStringLiteral("save"));
     }
 
     void scheduledDisplaysGoWhenDue()
     {
         Rig rig(3);
+        fake.refusedTargets << QStringLiteral("host1");
         rig.run.setDelayList(QStringLiteral("0,15,90"));
         rig.run.start();
-        QCOMPARE(FakeDisplays::opens.size(), 1);
+        QCOMPARE(rig.rows(&DisplayRow::when), (QStringList{"connection refused", "in 15min.", "in 1h. 30min."}));
+        QCOMPARE(rig.rows(&DisplayRow::delay), (QStringList{"00000", "00015", "00090"}));
+
+        Clock::advance(10 * 60);  // the failed row's reason gives way to its time; it starts no pass
+        rig.run.scheduleTick();
+        QCOMPARE(rig.rows(&DisplayRow::when), (QStringList{"Now", "in 5min.", "in 1h. 20min."}));
+        QCOMPARE(fake.opens.size(), 1);
+
+        Clock::advance(5 * 60);  // exactly due is not yet due
+        rig.run.scheduleTick();
+        QCOMPARE(rig.rows(), (QStringList{"FAILED", "Scheduled", "Scheduled"}));
+
+        Clock::advance(1);  // the pass retries the failed display too
+        rig.run.scheduleTick();
+        QCOMPARE(calls("^open"), (QStringList{"open host1", "open host1", "open host2"}));
+        QCOMPARE(rig.rows(), (QStringList{"FAILED", "Updated", "Scheduled"}));
         QVERIFY(rig.run.timerSched().isActive());
 
-        Clock::advance(10 * 60);
-        rig.run.scheduleTick();
-        QCOMPARE(rig.run.rows()[1].when, QStringLiteral("in 5min."));
-        QCOMPARE(rig.run.rows()[2].when, QStringLiteral("in 1h. 20min."));
-        QCOMPARE(FakeDisplays::opens.size(), 1);
-
-        Clock::advance(5 * 60);  // exactly due: not yet earlier than now
-        rig.run.scheduleTick();
-        QCOMPARE(rig.run.rows()[1].status, QStringLiteral("Scheduled"));
-        QCOMPARE(rig.run.rows()[1].when, QStringLiteral("Now"));
-
-        Clock::advance(1);
-        rig.run.scheduleTick();
-        QCOMPARE(FakeDisplays::callsStartingWith(QStringLiteral("open")), (QStringList{"open host1", "open host2"}));
-        QCOMPARE(rig.statuses(), (QStringList{"Updated", "Updated", "Scheduled"}));
-        QVERIFY(rig.run.timerSched().isActive());  // the third still waits
-
+        fake.refusedTargets.clear();
         Clock::advance(75 * 60);
         rig.run.scheduleTick();
-        QCOMPARE(rig.statuses(), (QStringList{"Updated", "Updated", "Updated"}));
+        QCOMPARE(rig.rows(), QStringList(3, "Updated"));
         QVERIFY(!rig.run.timerSched().isActive());
-        QCOMPARE(FakeDisplays::opens.size(), 3);
-    }
-
-    void failedRowGetsWhenTextButWaits()
-    {
-        Rig rig(2);
-        FakeDisplays::refusedTargets << QStringLiteral("host1");
-        rig.run.setDelayList(QStringLiteral("0,30"));
-        rig.run.start();
-        QCOMPARE(rig.run.rows()[0].when, QStringLiteral("connection refused"));
-        rig.run.stopRetry();
-        Clock::advance(5 * 60);
-        rig.run.scheduleTick();
-        QCOMPARE(rig.run.rows()[0].when, QStringLiteral("Now"));
-        QCOMPARE(rig.run.rows()[1].when, QStringLiteral("in 25min."));
-        QCOMPARE(FakeDisplays::opens.size(), 1);  // the failed row does not start a pass
     }
 };
 
