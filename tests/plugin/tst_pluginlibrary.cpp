@@ -23,15 +23,18 @@ private:
     GetClassObjectFn m_getClassObject = nullptr;
     ServerFn m_canUnloadNow = nullptr;
 
-    // Closes whatever modal window the plug-in opens, so calls that show a
-    // dialog come back.
+    // Closes the modal window the plug-in opens, so calls that show a dialog
+    // come back, and remembers which window it was.
+    static inline QString s_closed;
     static void closeModalsSoon()
     {
         QTimer::singleShot(50, [] {
-            if (QWidget* w = QApplication::activeModalWidget())
+            if (QWidget* w = QApplication::activeModalWidget()) {
+                s_closed = w->objectName();
                 w->close();
-            else
+            } else {
                 closeModalsSoon();
+            }
         });
     }
 
@@ -133,6 +136,7 @@ private slots:
         QObject frame;
         closeModalsSoon();
         latebound::callMethod(plugin.get(), "StartPlugin", {QVariant::fromValue<QObject*>(nullptr)});
+        QCOMPARE(s_closed, QStringLiteral("dlgVariables"));
         closeModalsSoon();
         latebound::callMethod(plugin.get(), "StartFrameFeature", {QVariant::fromValue<QObject*>(&frame)});
     }
