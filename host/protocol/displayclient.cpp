@@ -81,6 +81,7 @@ std::optional<QByteArray> DisplayClient::Impl::transact(uint8_t command, const Q
         sent += quint64(bytes.size());
 
         bool resend = false;
+        QByteArray modemWords;
         QDeadlineTimer deadline(timeoutMs);
         while (!resend) {
             if (deadline.hasExpired()) {
@@ -95,7 +96,14 @@ std::optional<QByteArray> DisplayClient::Impl::transact(uint8_t command, const Q
                 return std::nullopt;
             }
             const QList<wire::Decoded> found = decoder.feed(r.bytes);
-            if (link->reportsCarrierInBand() && decoder.takeOutsideBytes().contains("NO CARRIER")) {
+            // The modem's words arrive between frames and may be split over reads:
+            // look at what came since the last frame, keeping a short tail.
+            if (link->reportsCarrierInBand()) {
+                modemWords += decoder.takeOutsideBytes();
+                if (modemWords.size() > 64)
+                    modemWords = modemWords.right(64);
+            }
+            if (modemWords.contains("NO CARRIER")) {
                 fail(QStringLiteral("the connection to %1 was lost: the modem reported NO CARRIER").arg(displayName()));
                 dropLink();
                 return std::nullopt;
