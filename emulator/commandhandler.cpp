@@ -7,10 +7,7 @@
 namespace emulator {
 
 namespace {
-QString kindName(VarKind kind)
-{
-    return kind == VarKind::Text ? QStringLiteral("text") : QStringLiteral("cell");
-}
+QString kindName(VarKind kind) { return kind == VarKind::Text ? QStringLiteral("text") : QStringLiteral("cell"); }
 
 wire::Frame nak(const wire::Frame& request, wire::NakCode code, const QString& reason)
 {
@@ -60,14 +57,14 @@ std::optional<wire::Frame> CommandHandler::handle(const wire::Frame& request)
         return wire::ackFrame(request, wire::configurationPayload(m_model.configuration(request.address)));
     case wire::ShowMessage:
         if (request.payload.size() > wire::kMaxMessage)
-            return nak(request, wire::TooLong,
-                       QStringLiteral("message of %1 bytes, at most %2").arg(request.payload.size()).arg(wire::kMaxMessage));
+            return nak(
+                request, wire::TooLong,
+                QStringLiteral("message of %1 bytes, at most %2").arg(request.payload.size()).arg(wire::kMaxMessage));
         unit->message = codepage::fromAnsi(request.payload);
         if (onMessageShown)
             onMessageShown(request.address);
         return wire::ackFrame(request);
-    default:
-        return nak(request, wire::UnknownCommand, wire::commandName(request.command));
+    default: return nak(request, wire::UnknownCommand, wire::commandName(request.command));
     }
 }
 
@@ -75,8 +72,9 @@ std::optional<wire::Frame> CommandHandler::handleDamaged(const wire::Decoded& da
 {
     if (!damaged.hasHeader || !m_model.answers(damaged.frame.address))
         return std::nullopt;
-    const QString reason = damaged.kind == wire::Decoded::Kind::BadChecksum ? QStringLiteral("bad checksum")
-                                                                            : QString::fromLatin1(wire::decodedKindName(damaged.kind));
+    const QString reason = damaged.kind == wire::Decoded::Kind::BadChecksum
+                               ? QStringLiteral("bad checksum")
+                               : QString::fromLatin1(wire::decodedKindName(damaged.kind));
     return wire::nakFrame(damaged.frame.address, damaged.frame.sequence, damaged.frame.command, wire::Damaged, reason);
 }
 

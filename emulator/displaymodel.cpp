@@ -8,10 +8,7 @@ namespace emulator {
 
 DisplayUnit::DisplayUnit() : m_text(wire::kTextVariables), m_cell(wire::kCellVariables) {}
 
-int DisplayUnit::count(VarKind kind)
-{
-    return kind == VarKind::Text ? wire::kTextVariables : wire::kCellVariables;
-}
+int DisplayUnit::count(VarKind kind) { return kind == VarKind::Text ? wire::kTextVariables : wire::kCellVariables; }
 
 VariableState* DisplayUnit::variable(VarKind kind, int index)
 {
@@ -56,10 +53,7 @@ std::optional<GroupConfig> parseGroup(const QString& text)
     return g;
 }
 
-void DisplayModel::restrictTo(const QSet<uint16_t>& addresses)
-{
-    m_only = addresses;
-}
+void DisplayModel::restrictTo(const QSet<uint16_t>& addresses) { m_only = addresses; }
 
 bool DisplayModel::addGroup(const GroupConfig& group)
 {

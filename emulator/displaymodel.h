@@ -4,7 +4,7 @@
 // 256 text and 160 cell variables and the time its variables were last
 // downloaded, and the display groups that answer for several addresses.
 
-#include "runtimeerror.h"   // disptrans.h uses it without including it
+#include "runtimeerror.h" // disptrans.h uses it without including it
 #include "disptrans.h"
 
 #include <QDateTime>
@@ -20,7 +20,7 @@
 namespace emulator {
 
 struct VariableState {
-    int16_t color = 1;      // 1 ... 7 = red, green, yellow, blue, magenta, cyan, white
+    int16_t color = 1; // 1 ... 7 = red, green, yellow, blue, magenta, cyan, white
     bool blink = false;
     bool inverse = false;
     QString data;
@@ -32,12 +32,12 @@ enum class VarKind { Text, Cell };
 class DisplayUnit final {
 public:
     DisplayUnit();
-    VariableState* variable(VarKind kind, int index);   // null when out of range
+    VariableState* variable(VarKind kind, int index); // null when out of range
     const VariableState* variable(VarKind kind, int index) const;
     static int count(VarKind kind);
 
-    QDateTime downloaded;   // invalid until the first download
-    QString message;        // the message last shown, as received
+    QDateTime downloaded; // invalid until the first download
+    QString message;      // the message last shown, as received
 
 private:
     QList<VariableState> m_text;
@@ -62,7 +62,7 @@ public:
     // By default every address answers; restrictTo() limits the single units
     // (groups always answer for their addresses).
     void restrictTo(const QSet<uint16_t>& addresses);
-    bool addGroup(const GroupConfig& group);   // false when it overlaps another group
+    bool addGroup(const GroupConfig& group); // false when it overlaps another group
     const QList<GroupConfig>& groups() const { return m_groups; }
 
     bool answers(uint16_t address) const;

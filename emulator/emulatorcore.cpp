@@ -44,7 +44,7 @@ void LinkSession::restart()
 qint64 LinkSession::byteNs() const
 {
     const int baud = m_core.faults().baud;
-    return baud > 0 ? qint64(10) * 1'000'000'000 / baud : 0;   // start, 8 data and stop bit
+    return baud > 0 ? qint64(10) * 1'000'000'000 / baud : 0; // start, 8 data and stop bit
 }
 
 void LinkSession::arrived(const QByteArray& bytes)
@@ -68,7 +68,8 @@ void LinkSession::process(const QByteArray& bytes)
     for (const wire::Decoded& d : m_decoder.feed(bytes)) {
         if (d.kind != wire::Decoded::Kind::Frame) {
             if (m_core.trace())
-                m_core.log(QStringLiteral("DAMAGED %1 %2").arg(m_link->name(), QString::fromLatin1(wire::decodedKindName(d.kind))));
+                m_core.log(QStringLiteral("DAMAGED %1 %2")
+                               .arg(m_link->name(), QString::fromLatin1(wire::decodedKindName(d.kind))));
             if (!m_core.faults().silent)
                 if (auto reply = m_core.handler().handleDamaged(d))
                     answer(*reply);

@@ -21,14 +21,14 @@ namespace emulator {
 class ByteLink;
 
 struct FaultSettings {
-    bool refuseConnections = false;   // TCP: the port is bound but not listening
-    int dropAfterFrames = 0;          // > 0: the link ends when frame N + 1 arrives
-    double nakFraction = 0.0;         // frames answered "bad checksum" although they were good
-    double garbleFraction = 0.0;      // answers sent with a damaged checksum
+    bool refuseConnections = false; // TCP: the port is bound but not listening
+    int dropAfterFrames = 0;        // > 0: the link ends when frame N + 1 arrives
+    double nakFraction = 0.0;       // frames answered "bad checksum" although they were good
+    double garbleFraction = 0.0;    // answers sent with a damaged checksum
     quint32 seed = 1;
-    int delayMs = 0;                  // every answer this late
-    int baud = 0;                     // > 0: both directions paced at baud / 10 bytes per second
-    bool silent = false;              // take frames, never answer
+    int delayMs = 0;     // every answer this late
+    int baud = 0;        // > 0: both directions paced at baud / 10 bytes per second
+    bool silent = false; // take frames, never answer
 };
 
 class EmulatorCore final : public QObject {
@@ -87,10 +87,10 @@ private:
     int m_framesSeen = 0;
     bool m_deaf = false;
     QElapsedTimer m_clock;
-    qint64 m_inBusyUntil = 0;    // ns on m_clock when the last received byte has fully arrived
+    qint64 m_inBusyUntil = 0; // ns on m_clock when the last received byte has fully arrived
     qint64 m_outBusyUntil = 0;
-    QList<QPair<qint64, QByteArray>> m_inQueue;    // bytes and when they have arrived
-    QList<QPair<qint64, QByteArray>> m_outQueue;   // answers and when they are on the line
+    QList<QPair<qint64, QByteArray>> m_inQueue;  // bytes and when they have arrived
+    QList<QPair<qint64, QByteArray>> m_outQueue; // answers and when they are on the line
     QTimer m_timer;
 };
 

@@ -23,14 +23,12 @@ EmulatorServer::~EmulatorServer()
 namespace {
 QString hostText(const QHostAddress& address)
 {
-    return address.protocol() == QAbstractSocket::IPv6Protocol ? QLatin1Char('[') + address.toString() + QLatin1Char(']')
-                                                               : address.toString();
+    return address.protocol() == QAbstractSocket::IPv6Protocol
+               ? QLatin1Char('[') + address.toString() + QLatin1Char(']')
+               : address.toString();
 }
 
-QString errnoText()
-{
-    return QString::fromLocal8Bit(strerror(errno));
-}
+QString errnoText() { return QString::fromLocal8Bit(strerror(errno)); }
 } // namespace
 
 QString EmulatorServer::listenTcp(const QHostAddress& address, quint16 port, QString* error)
@@ -58,7 +56,8 @@ QString EmulatorServer::listenTcp(const QHostAddress& address, quint16 port, QSt
     }
     auto* server = new QTcpServer(this);
     if (!server->listen(address, port)) {
-        *error = QStringLiteral("cannot listen on %1:%2: %3").arg(address.toString()).arg(port).arg(server->errorString());
+        *error =
+            QStringLiteral("cannot listen on %1:%2: %3").arg(address.toString()).arg(port).arg(server->errorString());
         delete server;
         return {};
     }
@@ -73,10 +72,13 @@ void EmulatorServer::accept(QTcpServer* server)
         auto* link = new TcpLink(socket, this);
         new LinkSession(m_core, link, link);
         m_core.log(QStringLiteral("CONNECTED %1").arg(link->name()));
-        connect(link, &ByteLink::closed, link, [this, link] {
-            m_core.log(QStringLiteral("CLOSED %1").arg(link->name()));
-            link->deleteLater();
-        }, Qt::SingleShotConnection);
+        connect(
+            link, &ByteLink::closed, link,
+            [this, link] {
+                m_core.log(QStringLiteral("CLOSED %1").arg(link->name()));
+                link->deleteLater();
+            },
+            Qt::SingleShotConnection);
     }
 }
 

@@ -42,9 +42,6 @@ void EmulatorWindow::refresh()
     setWindowTitle(QStringLiteral("Lumarex display emulator - address %1").arg(m_address));
 }
 
-void EmulatorWindow::setStatus(const QString& text)
-{
-    m_status->setText(text);
-}
+void EmulatorWindow::setStatus(const QString& text) { m_status->setText(text); }
 
 } // namespace emulator

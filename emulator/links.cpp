@@ -121,7 +121,7 @@ ModemLink::ModemLink(ByteLink* line, const ModemOptions& options, QObject* paren
     connect(&m_dialTimer, &QTimer::timeout, this, [this] {
         const QString code = m_options.dialResult;
         if (code.isEmpty())
-            return;   // a dead line: the caller times out
+            return; // a dead line: the caller times out
         result(code);
         if (code.startsWith(u"CONNECT")) {
             m_mode = Mode::Data;
@@ -231,7 +231,7 @@ void ModemLink::execute(const QString& line)
         m_mode = Mode::Dialling;
         QString number = cmd.mid(1);
         if (number.startsWith(u'T') || number.startsWith(u'P'))
-            number.remove(0, 1);   // tone or pulse
+            number.remove(0, 1); // tone or pulse
         emit modemEvent(QStringLiteral("DIAL ") + number);
         m_dialTimer.start(m_options.dialDelayMs);
         return;

@@ -27,15 +27,15 @@ public:
 
 signals:
     void received(const QByteArray& bytes);
-    void connected();   // a new conversation starts (a modem call)
-    void closed();      // the link is gone for good
+    void connected(); // a new conversation starts (a modem call)
+    void closed();    // the link is gone for good
 };
 
 class TcpLink final : public ByteLink {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(TcpLink)
 public:
-    TcpLink(QTcpSocket* socket, QObject* parent);   // takes the socket
+    TcpLink(QTcpSocket* socket, QObject* parent); // takes the socket
     void send(const QByteArray& bytes) override;
     bool drop() override;
     QString name() const override { return m_name; }
@@ -73,9 +73,9 @@ private:
 
 // How the emulated modem answers a dial command.
 struct ModemOptions {
-    QString dialResult = QStringLiteral("CONNECT 9600");   // or "BUSY", "NO CARRIER", "NO DIALTONE", "" = silence
+    QString dialResult = QStringLiteral("CONNECT 9600"); // or "BUSY", "NO CARRIER", "NO DIALTONE", "" = silence
     int dialDelayMs = 50;
-    int guardMs = 80;        // silence around "+++"
+    int guardMs = 80; // silence around "+++"
     bool echo = true;
 };
 

@@ -74,14 +74,18 @@ void loadDemo(EmulatorCore& core, uint16_t address)
     cell(0, QStringLiteral("$4.99"));
     cell(1, QStringLiteral("ON TIME"));
     // index, colour, flags (A none, B blink, C inverse, D both)
-    run(wire::WriteTextAttributes, "0002A" "0013B" "0025A");
-    run(wire::WriteCellAttributes, "0006C" "0017A");
+    run(wire::WriteTextAttributes, "0002A"
+                                   "0013B"
+                                   "0025A");
+    run(wire::WriteCellAttributes, "0006C"
+                                   "0017A");
     const QString rs(kVariableMark);
     const QString cs(kColorMark);
     const QString message = cs + u'3' + QStringLiteral("TEMP ") + rs + QStringLiteral("A000") + cs + u'1'
-        + QStringLiteral("  SHOP ") + rs + QStringLiteral("A001") + QStringLiteral("\r\n") + cs + u'7'
-        + QStringLiteral("COFFEE ") + rs + QStringLiteral("V000") + QStringLiteral("\r\n") + cs + u'4'
-        + QStringLiteral("FLIGHT ") + rs + QStringLiteral("A002") + QLatin1Char(' ') + rs + QStringLiteral("V001");
+                            + QStringLiteral("  SHOP ") + rs + QStringLiteral("A001") + QStringLiteral("\r\n") + cs
+                            + u'7' + QStringLiteral("COFFEE ") + rs + QStringLiteral("V000") + QStringLiteral("\r\n")
+                            + cs + u'4' + QStringLiteral("FLIGHT ") + rs + QStringLiteral("A002") + QLatin1Char(' ')
+                            + rs + QStringLiteral("V001");
     run(wire::ShowMessage, codepage::toAnsi(message));
 }
 
@@ -98,30 +102,59 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationName(QStringLiteral("lumarex-emulator"));
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("An emulated LED display system speaking the display wire protocol."));
+    parser.setApplicationDescription(
+        QStringLiteral("An emulated LED display system speaking the display wire protocol."));
     parser.addHelpOption();
-    const QCommandLineOption tcpOpt(QStringLiteral("tcp"), QStringLiteral("Listen on [host:]port (0 = any free port). Repeatable."), QStringLiteral("addr"));
+    const QCommandLineOption tcpOpt(QStringLiteral("tcp"),
+                                    QStringLiteral("Listen on [host:]port (0 = any free port). Repeatable."),
+                                    QStringLiteral("addr"));
     const QCommandLineOption ptyOpt(QStringLiteral("pty"), QStringLiteral("Open a pty acting as a serial line."));
-    const QCommandLineOption modemOpt(QStringLiteral("modem-pty"), QStringLiteral("Open a pty with a Hayes modem in front of the display."));
-    const QCommandLineOption dialOpt(QStringLiteral("dial-result"), QStringLiteral("What the modem answers to ATD: CONNECT (default), BUSY, NO CARRIER, NO DIALTONE, or none (silence)."), QStringLiteral("text"));
-    const QCommandLineOption unitsOpt(QStringLiteral("units"), QStringLiteral("Only these addresses answer (comma list); default: every address."), QStringLiteral("list"));
-    const QCommandLineOption groupOpt(QStringLiteral("group"), QStringLiteral("A display group: addr:spanA,spanB[,b] answers for (A+1)x(B+1) addresses from addr. Repeatable."), QStringLiteral("group"));
-    const QCommandLineOption refuseOpt(QStringLiteral("refuse"), QStringLiteral("Refuse TCP connections; the modem answers BUSY."));
-    const QCommandLineOption dropOpt(QStringLiteral("drop-after"), QStringLiteral("End the link when frame n + 1 arrives."), QStringLiteral("n"));
-    const QCommandLineOption nakOpt(QStringLiteral("nak"), QStringLiteral("Answer this fraction of good frames with a checksum NAK."), QStringLiteral("fraction"));
-    const QCommandLineOption garbleOpt(QStringLiteral("garble"), QStringLiteral("Damage the checksum of this fraction of answers."), QStringLiteral("fraction"));
-    const QCommandLineOption seedOpt(QStringLiteral("seed"), QStringLiteral("Seed of the injected faults (default 1)."), QStringLiteral("n"));
-    const QCommandLineOption delayOpt(QStringLiteral("delay"), QStringLiteral("Answer every frame this many ms late."), QStringLiteral("ms"));
-    const QCommandLineOption baudOpt(QStringLiteral("baud"), QStringLiteral("Pace both directions of every link to this baud rate (10 bits a byte)."), QStringLiteral("rate"));
+    const QCommandLineOption modemOpt(QStringLiteral("modem-pty"),
+                                      QStringLiteral("Open a pty with a Hayes modem in front of the display."));
+    const QCommandLineOption dialOpt(
+        QStringLiteral("dial-result"),
+        QStringLiteral(
+            "What the modem answers to ATD: CONNECT (default), BUSY, NO CARRIER, NO DIALTONE, or none (silence)."),
+        QStringLiteral("text"));
+    const QCommandLineOption unitsOpt(
+        QStringLiteral("units"), QStringLiteral("Only these addresses answer (comma list); default: every address."),
+        QStringLiteral("list"));
+    const QCommandLineOption groupOpt(
+        QStringLiteral("group"),
+        QStringLiteral(
+            "A display group: addr:spanA,spanB[,b] answers for (A+1)x(B+1) addresses from addr. Repeatable."),
+        QStringLiteral("group"));
+    const QCommandLineOption refuseOpt(QStringLiteral("refuse"),
+                                       QStringLiteral("Refuse TCP connections; the modem answers BUSY."));
+    const QCommandLineOption dropOpt(QStringLiteral("drop-after"),
+                                     QStringLiteral("End the link when frame n + 1 arrives."), QStringLiteral("n"));
+    const QCommandLineOption nakOpt(QStringLiteral("nak"),
+                                    QStringLiteral("Answer this fraction of good frames with a checksum NAK."),
+                                    QStringLiteral("fraction"));
+    const QCommandLineOption garbleOpt(QStringLiteral("garble"),
+                                       QStringLiteral("Damage the checksum of this fraction of answers."),
+                                       QStringLiteral("fraction"));
+    const QCommandLineOption seedOpt(QStringLiteral("seed"), QStringLiteral("Seed of the injected faults (default 1)."),
+                                     QStringLiteral("n"));
+    const QCommandLineOption delayOpt(QStringLiteral("delay"), QStringLiteral("Answer every frame this many ms late."),
+                                      QStringLiteral("ms"));
+    const QCommandLineOption baudOpt(
+        QStringLiteral("baud"),
+        QStringLiteral("Pace both directions of every link to this baud rate (10 bits a byte)."),
+        QStringLiteral("rate"));
     const QCommandLineOption silentOpt(QStringLiteral("silent"), QStringLiteral("Take frames but never answer."));
     const QCommandLineOption headlessOpt(QStringLiteral("headless"), QStringLiteral("No window; log to stdout."));
     const QCommandLineOption traceOpt(QStringLiteral("trace"), QStringLiteral("Log every frame."));
-    const QCommandLineOption demoOpt(QStringLiteral("demo"), QStringLiteral("Start with sample variables and a message at address 1."));
-    const QCommandLineOption shotOpt(QStringLiteral("screenshot"), QStringLiteral("Save the window as a PNG once a message is shown, then quit."), QStringLiteral("file"));
-    const QCommandLineOption quitOpt(QStringLiteral("quit-after"), QStringLiteral("Quit after this many ms (self-test)."), QStringLiteral("ms"));
-    for (const auto* o : {&tcpOpt, &ptyOpt, &modemOpt, &dialOpt, &unitsOpt, &groupOpt, &refuseOpt, &dropOpt, &nakOpt,
-                          &garbleOpt, &seedOpt, &delayOpt, &baudOpt, &silentOpt, &headlessOpt, &traceOpt, &demoOpt,
-                          &shotOpt, &quitOpt})
+    const QCommandLineOption demoOpt(QStringLiteral("demo"),
+                                     QStringLiteral("Start with sample variables and a message at address 1."));
+    const QCommandLineOption shotOpt(QStringLiteral("screenshot"),
+                                     QStringLiteral("Save the window as a PNG once a message is shown, then quit."),
+                                     QStringLiteral("file"));
+    const QCommandLineOption quitOpt(QStringLiteral("quit-after"),
+                                     QStringLiteral("Quit after this many ms (self-test)."), QStringLiteral("ms"));
+    for (const auto* o :
+         {&tcpOpt, &ptyOpt, &modemOpt, &dialOpt, &unitsOpt, &groupOpt, &refuseOpt, &dropOpt, &nakOpt, &garbleOpt,
+          &seedOpt, &delayOpt, &baudOpt, &silentOpt, &headlessOpt, &traceOpt, &demoOpt, &shotOpt, &quitOpt})
         parser.addOption(*o);
     parser.process(*app);
 
@@ -209,7 +242,9 @@ int main(int argc, char** argv)
         ModemOptions options;
         if (parser.isSet(dialOpt)) {
             const QString answer = parser.value(dialOpt).trimmed().toUpper();
-            options.dialResult = answer == u"NONE" ? QString() : answer == u"CONNECT" ? QStringLiteral("CONNECT 9600") : answer;
+            options.dialResult = answer == u"NONE"      ? QString()
+                                 : answer == u"CONNECT" ? QStringLiteral("CONNECT 9600")
+                                                        : answer;
         }
         if (faults.refuseConnections)
             options.dialResult = QStringLiteral("BUSY");

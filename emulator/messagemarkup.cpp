@@ -75,8 +75,7 @@ QList<MessageLine> layoutMessage(const QString& message, const DisplayUnit* unit
     };
     for (qsizetype i = 0; i < message.size(); ++i) {
         const QChar c = message[i];
-        if (c == kVariableMark && i + 1 < message.size()
-            && (message[i + 1] == u'A' || message[i + 1] == u'V')) {
+        if (c == kVariableMark && i + 1 < message.size() && (message[i + 1] == u'A' || message[i + 1] == u'V')) {
             int index = 0;
             if (threeDigits(message, i + 2, &index)) {
                 flush();

@@ -5,23 +5,23 @@
 
 #include "componentserver.h"
 
-#define ZOL_COMPONENT_LIBRARY(classTable)                                                                  \
-    namespace {                                                                                            \
-    QString componentLibraryPath()                                                                         \
-    {                                                                                                      \
-        return component::modulePath(reinterpret_cast<const void*>(&componentLibraryPath));               \
-    }                                                                                                      \
-    }                                                                                                      \
-    ZOL_COMPONENT_EXPORT int DllGetClassObject(const char* progId, QObject** object)                      \
-    {                                                                                                      \
-        return component::getClassObject(classTable, progId, object);                                     \
-    }                                                                                                      \
-    ZOL_COMPONENT_EXPORT int DllCanUnloadNow() { return component::canUnloadNow(); }                       \
-    ZOL_COMPONENT_EXPORT int DllRegisterServer()                                                           \
-    {                                                                                                      \
-        return component::registerServer(classTable, componentLibraryPath());                             \
-    }                                                                                                      \
-    ZOL_COMPONENT_EXPORT int DllUnregisterServer()                                                         \
-    {                                                                                                      \
-        return component::unregisterServer(classTable, componentLibraryPath());                           \
+#define ZOL_COMPONENT_LIBRARY(classTable)                                                                              \
+    namespace {                                                                                                        \
+    QString componentLibraryPath()                                                                                     \
+    {                                                                                                                  \
+        return component::modulePath(reinterpret_cast<const void*>(&componentLibraryPath));                            \
+    }                                                                                                                  \
+    }                                                                                                                  \
+    ZOL_COMPONENT_EXPORT int DllGetClassObject(const char* progId, QObject** object)                                   \
+    {                                                                                                                  \
+        return component::getClassObject(classTable, progId, object);                                                  \
+    }                                                                                                                  \
+    ZOL_COMPONENT_EXPORT int DllCanUnloadNow() { return component::canUnloadNow(); }                                   \
+    ZOL_COMPONENT_EXPORT int DllRegisterServer()                                                                       \
+    {                                                                                                                  \
+        return component::registerServer(classTable, componentLibraryPath());                                          \
+    }                                                                                                                  \
+    ZOL_COMPONENT_EXPORT int DllUnregisterServer()                                                                     \
+    {                                                                                                                  \
+        return component::unregisterServer(classTable, componentLibraryPath());                                        \
     }

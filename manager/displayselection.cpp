@@ -10,8 +10,7 @@ namespace manager {
 QString selectDisplays()
 {
     switch (legacy::textToInt16(settings::read(settings::kPromptForDisplay))) {
-    case 0:
-        return settings::read(settings::kLastOpenedDisplay);
+    case 0: return settings::read(settings::kLastOpenedDisplay);
     case 1: {
         QString recent = settings::read(settings::kRecentDisplays);
         recent.replace(QChar(0xFF), u',');

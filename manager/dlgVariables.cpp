@@ -128,7 +128,8 @@ dlgVariables::dlgVariables(QWidget* parent)
         connect(page, &PropertyPage::pasteClicked, this, [this, page] { pasteOrClear(page); });
         connect(page, &PropertyPage::menuRequested, this, &dlgVariables::popUpEditMenu);
     }
-    connect(m_updateOnTransmit, &QCheckBox::clicked, this, [](bool checked) { settings::SetUpdateOnTransmit(checked); });
+    connect(m_updateOnTransmit, &QCheckBox::clicked, this,
+            [](bool checked) { settings::SetUpdateOnTransmit(checked); });
     connect(update, &QPushButton::clicked, this, &dlgVariables::onUpdate);
     connect(audit, &QPushButton::clicked, this, &dlgVariables::onAudit);
     connect(ok, &QPushButton::clicked, this, &dlgVariables::onDone);
@@ -164,8 +165,8 @@ void dlgVariables::buildMenus(QMenuBar* bar)
 {
     QMenu* tools = bar->addMenu(QStringLiteral("&Tools"));
     tools->setObjectName(QStringLiteral("mnuTools"));
-    connect(addItem(tools, "mnuToolsNewConfiguration", QStringLiteral("&New Configuration")), &QAction::triggered,
-            this, [this] {
+    connect(addItem(tools, "mnuToolsNewConfiguration", QStringLiteral("&New Configuration")), &QAction::triggered, this,
+            [this] {
                 onLoadConfiguration(QStringLiteral("Choose name for new configuration!"),
                                     QStringLiteral("No name chosen! Not loading new configuration!"), true);
             });
@@ -262,10 +263,7 @@ void dlgVariables::fillPages()
     }
 }
 
-void dlgVariables::setTitle()
-{
-    setWindowTitle(QStringLiteral("Variable Manager - ") + variableSet().CurrFileName());
-}
+void dlgVariables::setTitle() { setWindowTitle(QStringLiteral("Variable Manager - ") + variableSet().CurrFileName()); }
 
 void dlgVariables::loadOptions()
 {

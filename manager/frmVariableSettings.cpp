@@ -15,8 +15,7 @@ using manager::UpdateSettings;
 using manager::VariableSettings;
 
 namespace {
-template <class W>
-W* named(W* widget, const QString& name)
+template <class W> W* named(W* widget, const QString& name)
 {
     widget->setObjectName(name);
     return widget;
@@ -49,8 +48,9 @@ frmVariableSettings::frmVariableSettings(QWidget* parent) : QDialog(parent)
     auto* variablesLayout = new QVBoxLayout(variables);
     m_chooseVar = named(new QRadioButton(QStringLiteral("Prompt for variables every time"), variables),
                         QStringLiteral("optChooseVar"));
-    m_neverChooseVar = named(new QRadioButton(QStringLiteral("Never ask for variables, use the last selected"), variables),
-                             QStringLiteral("optNeverChooseVar"));
+    m_neverChooseVar = named(
+        new QRadioButton(QStringLiteral("Never ask for variables, use the last selected"), variables),
+        QStringLiteral("optNeverChooseVar"));
     variablesLayout->addWidget(m_chooseVar);
     variablesLayout->addWidget(m_neverChooseVar);
 
@@ -58,7 +58,8 @@ frmVariableSettings::frmVariableSettings(QWidget* parent) : QDialog(parent)
     auto* delayLayout = new QVBoxLayout(delay);
     m_delay = named(new QRadioButton(QStringLiteral("Prompt for Delay Setup every time"), delay),
                     QStringLiteral("optDelay"));
-    m_noDelay = named(new QRadioButton(QStringLiteral("Never ask for Delay Setup"), delay), QStringLiteral("optNoDelay"));
+    m_noDelay = named(new QRadioButton(QStringLiteral("Never ask for Delay Setup"), delay),
+                      QStringLiteral("optNoDelay"));
     delayLayout->addWidget(m_delay);
     delayLayout->addWidget(m_noDelay);
 
@@ -120,8 +121,8 @@ void frmVariableSettings::store()
     v.hours = m_hour->text();
     v.minutes = m_min->text();
     v.seconds = m_sec->text();
-    v.displayChoice =
-        VariableSettings::displayChoiceOf(m_display[0]->isChecked(), m_display[1]->isChecked(), m_display[2]->isChecked());
+    v.displayChoice = VariableSettings::displayChoiceOf(m_display[0]->isChecked(), m_display[1]->isChecked(),
+                                                        m_display[2]->isChecked());
     v.promptForDelay = m_delay->isChecked();
     v.promptForVariable = m_chooseVar->isChecked();
     VariableSettings::store(v);

@@ -29,17 +29,16 @@ struct Names {
     const char* length;
 };
 
-const Names kTextNames{"cmbTextVars",     "gridTextVars",    "txtTextVariableName", "cmbTextVarColor",
-                       "cmbTextVarBlink", "cmbTextVarInverse", "txtTextVarData",    "txtTextOLESource",
+const Names kTextNames{"cmbTextVars",          "gridTextVars",      "txtTextVariableName", "cmbTextVarColor",
+                       "cmbTextVarBlink",      "cmbTextVarInverse", "txtTextVarData",      "txtTextOLESource",
                        "cmdTextOLEPasteClear", "cmbTextMaxLength"};
-const Names kCellNames{"cmbCellVars",     "gridCellVars",      "txtCellVarName",  "cmbCellVarColor",
-                       "cmbCellVarBlink", "cmbCellVarInverse", "txtCellVarData",  "txtCellVarOLESource",
+const Names kCellNames{"cmbCellVars",        "gridCellVars",       "txtCellVarName", "cmbCellVarColor",
+                       "cmbCellVarBlink",    "cmbCellVarInverse",  "txtCellVarData", "txtCellVarOLESource",
                        "cmdCellVarOLEPaste", "cmbCellVarMaxLength"};
 
 enum Row { NameRow, ColorRow, BlinkRow, InverseRow, DataRow, LinkRow, LengthRow, RowCount };
 
-template <class W>
-W* named(W* widget, const char* name)
+template <class W> W* named(W* widget, const char* name)
 {
     widget->setObjectName(QString::fromLatin1(name));
     return widget;
@@ -77,8 +76,9 @@ PropertyPage::PropertyPage(PageKind kind, QWidget* parent) : QWidget(parent), m_
 
     m_name = named(new QLineEdit(QStringLiteral("Variable Name"), this), n.name);
     m_color = codeList(this, n.color,
-                       {QStringLiteral("Red"), QStringLiteral("Green"), QStringLiteral("Yellow"), QStringLiteral("Blue"),
-                        QStringLiteral("Magenta"), QStringLiteral("Cyan"), QStringLiteral("White")});
+                       {QStringLiteral("Red"), QStringLiteral("Green"), QStringLiteral("Yellow"),
+                        QStringLiteral("Blue"), QStringLiteral("Magenta"), QStringLiteral("Cyan"),
+                        QStringLiteral("White")});
     m_blink = codeList(this, n.blink, {QStringLiteral("Yes"), QStringLiteral("No")});
     m_inverse = codeList(this, n.inverse, {QStringLiteral("Yes"), QStringLiteral("No")});
     m_data = named(new QLineEdit(this), n.data);
@@ -125,7 +125,8 @@ void PropertyPage::layOutSheet()
     m_grid->horizontalHeader()->setMinimumSectionSize(kCaptionWidth);
     m_grid->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Fixed);
     m_grid->horizontalHeader()->setSectionResizeMode(1, QHeaderView::Stretch);
-    m_grid->setColumnWidth(0, std::max(kCaptionWidth, fontMetrics().horizontalAdvance(QStringLiteral("Show Var Inverse")) + 24));
+    m_grid->setColumnWidth(
+        0, std::max(kCaptionWidth, fontMetrics().horizontalAdvance(QStringLiteral("Show Var Inverse")) + 24));
 
     const QStringList captions = rowCaptions();
     for (int row = 0; row < RowCount; ++row) {
@@ -203,7 +204,7 @@ void PropertyPage::showValues(const EditorValues& v)
 
 EditorValues PropertyPage::values() const
 {
-    return {m_name->text(), codeOf(m_color), codeOf(m_blink), codeOf(m_inverse),
+    return {m_name->text(), codeOf(m_color), codeOf(m_blink),        codeOf(m_inverse),
             m_data->text(), m_link->text(),  m_length->currentText()};
 }
 

@@ -26,7 +26,8 @@ private:
 class DelayDialog final : public DelayPrompt {
 public:
     DelayDialog(std::function<QString()> displaySelection, QWidget* parent)
-        : m_dialog(std::move(displaySelection), parent) {}
+        : m_dialog(std::move(displaySelection), parent)
+    {}
     void exec() override { m_dialog.exec(); }
     bool Cancelled() const override { return m_dialog.Cancelled(); }
     QString DisplayList() const override { return m_dialog.DisplayList(); }
@@ -58,8 +59,7 @@ public:
         return std::make_unique<ChooserDialog>(parent);
     }
 
-    std::unique_ptr<DelayPrompt> createDelayPrompt(std::function<QString()> displaySelection,
-                                                   QWidget* parent) override
+    std::unique_ptr<DelayPrompt> createDelayPrompt(std::function<QString()> displaySelection, QWidget* parent) override
     {
         return std::make_unique<DelayDialog>(std::move(displaySelection), parent);
     }

@@ -24,14 +24,14 @@ class VariableChooser {
 public:
     virtual ~VariableChooser() = default;
     virtual void setVariableSet(clsVariableAccess* set) = 0;
-    virtual VarSelection GetChosenVars() = 0;  // asks the user
-    virtual VarSelection GetLastVars() = 0;    // the last choice, no dialog
+    virtual VarSelection GetChosenVars() = 0; // asks the user
+    virtual VarSelection GetLastVars() = 0;   // the last choice, no dialog
 };
 
 class DelayPrompt {
 public:
     virtual ~DelayPrompt() = default;
-    virtual void exec() = 0;  // modal; returns when the user is done
+    virtual void exec() = 0; // modal; returns when the user is done
     virtual bool Cancelled() const = 0;
     virtual QString DisplayList() const = 0;
     virtual QString DelayList() const = 0;
@@ -44,7 +44,7 @@ public:
     virtual void setSelectedVars(const VarSelection& vars) = 0;
     virtual void setDisplayList(const QString& displays) = 0;
     virtual void setDelayList(const QString& delays) = 0;
-    virtual void SendVarData() = 0;  // each runs the update modally
+    virtual void SendVarData() = 0; // each runs the update modally
     virtual void SendVarAttributes() = 0;
     virtual void SendAllVarInfo() = 0;
 };
@@ -61,7 +61,7 @@ public:
 // The dialogs in use: the real ones unless a test installed others.
 UpdateDialogs& updateDialogs();
 UpdateDialogs& realUpdateDialogs();
-void setUpdateDialogs(UpdateDialogs* dialogs);  // null restores the real ones
+void setUpdateDialogs(UpdateDialogs* dialogs); // null restores the real ones
 
 // One update as the manager starts it, once its pages are committed: saves the
 // set, picks the variables ("PromptForVariable"), the displays and delays

@@ -18,10 +18,10 @@ PageRange rangeOf(PageKind kind)
 QString selectionText(int n)
 {
     if (n < kFirstCellVariable)
-        return QStringLiteral("Text Var: ") + QString::number(n) + QStringLiteral(" of ") +
-               QString::number(clsVariableAccess::kTextVariableCount);
-    return QStringLiteral("Cell Var: ") + QString::number(n - kFirstCellVariable + 1) + QStringLiteral(" of ") +
-           QString::number(clsVariableAccess::kVariableCount - clsVariableAccess::kTextVariableCount);
+        return QStringLiteral("Text Var: ") + QString::number(n) + QStringLiteral(" of ")
+               + QString::number(clsVariableAccess::kTextVariableCount);
+    return QStringLiteral("Cell Var: ") + QString::number(n - kFirstCellVariable + 1) + QStringLiteral(" of ")
+           + QString::number(clsVariableAccess::kVariableCount - clsVariableAccess::kTextVariableCount);
 }
 
 QStringList lengthChoices(PageKind kind)
@@ -36,8 +36,8 @@ QStringList lengthChoices(PageKind kind)
 
 QStringList rowCaptions()
 {
-    return {QStringLiteral("Friendly Name"), QStringLiteral("Variable Color"), QStringLiteral("Should Var Blink"),
-            QStringLiteral("Show Var Inverse"), QStringLiteral("Variable Data"), QStringLiteral("OLE Source"),
+    return {QStringLiteral("Friendly Name"),    QStringLiteral("Variable Color"), QStringLiteral("Should Var Blink"),
+            QStringLiteral("Show Var Inverse"), QStringLiteral("Variable Data"),  QStringLiteral("OLE Source"),
             QStringLiteral("Max Var Length")};
 }
 

@@ -15,8 +15,8 @@ namespace manager {
 enum class PageKind { Text, Cell };
 
 struct PageRange {
-    int first, last;      // variable numbers
-    int maxLength;        // the longest text a variable of the kind holds
+    int first, last; // variable numbers
+    int maxLength;   // the longest text a variable of the kind holds
 };
 PageRange rangeOf(PageKind kind);
 

@@ -7,10 +7,10 @@
 namespace manager {
 
 struct UpdateSettings {
-    int displayChoice = 2;        // 0 current display, 1 last selection, 2 ask every time
+    int displayChoice = 2; // 0 current display, 1 last selection, 2 ask every time
     bool promptForVariable = true;
     bool promptForDelay = false;
-    QString hours, minutes, seconds;  // the retry interval as the three boxes show it
+    QString hours, minutes, seconds; // the retry interval as the three boxes show it
 };
 
 class VariableSettings final {
@@ -26,7 +26,9 @@ public:
     // then the first, then the second; none selected stores 0.
     static int displayChoiceOf(bool current, bool lastSelection, bool askEveryTime);
 
-    struct Parts { int hours, minutes, seconds; };
+    struct Parts {
+        int hours, minutes, seconds;
+    };
     // The interval as a time of day: hours wrap at 24 (90000 s is 1:00:00).
     static Parts splitInterval(long long seconds);
     static long long intervalOf(const QString& hours, const QString& minutes, const QString& seconds);

@@ -39,7 +39,8 @@ QLibrary* loadLibrary(const QString& path)
 
 bool ClassRegistry::registerClass(const QString& progId, const QString& libraryPath)
 {
-    return RegistryRoutines(RegistryRoutines::LocalMachine).writeValue(keyOf(progId), QStringLiteral("Library"), libraryPath);
+    return RegistryRoutines(RegistryRoutines::LocalMachine)
+        .writeValue(keyOf(progId), QStringLiteral("Library"), libraryPath);
 }
 
 bool ClassRegistry::unregisterClass(const QString& progId)

@@ -12,7 +12,7 @@ class ClassRegistry final {
 public:
     bool registerClass(const QString& progId, const QString& libraryPath);
     bool unregisterClass(const QString& progId);
-    QString libraryOf(const QString& progId) const;  // "" when not registered
+    QString libraryOf(const QString& progId) const; // "" when not registered
 };
 
 // Creates objects by ProgID: loads the registered library and calls its
@@ -28,7 +28,7 @@ QObject* create(const QString& progId);
 // The same, returning null instead of raising.
 QObject* tryCreate(const QString& progId);
 
-void setFactory(const QString& progId, Factory factory);  // an empty factory removes it
+void setFactory(const QString& progId, Factory factory); // an empty factory removes it
 void clearFactories();
 
 // Loads a library by path and calls its DllRegisterServer / DllUnregisterServer.
@@ -38,12 +38,11 @@ int unregisterLibrary(const QString& libraryPath);
 } // namespace ComponentLoader
 
 // An owning pointer to a created component, used through one of its interfaces.
-template <class Interface>
-class Component {
+template <class Interface> class Component {
 public:
     Component() = default;
-    explicit Component(QObject* object)
-        : m_object(object), m_iface(object ? qobject_cast<Interface*>(object) : nullptr) {}
+    explicit Component(QObject* object) : m_object(object), m_iface(object ? qobject_cast<Interface*>(object) : nullptr)
+    {}
     Interface* operator->() const { return m_iface; }
     Interface* get() const { return m_iface; }
     QObject* object() const { return m_object.get(); }
@@ -56,13 +55,11 @@ private:
 };
 
 // Creates the component and checks that it offers the interface (429 otherwise).
-template <class Interface>
-Component<Interface> createComponent(const QString& progId);
+template <class Interface> Component<Interface> createComponent(const QString& progId);
 
 #include "runtimeerror.h"
 
-template <class Interface>
-Component<Interface> createComponent(const QString& progId)
+template <class Interface> Component<Interface> createComponent(const QString& progId)
 {
     Component<Interface> c(ComponentLoader::create(progId));
     if (!c)

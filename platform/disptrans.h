@@ -29,10 +29,10 @@ enum ConnectionKindCode : int16_t { SerialPort = 1, Modem = 2, Network = 3 };
 // Where and how to reach a display; built from its display-list record.
 struct ConnectionSettings {
     int16_t ConnKind = 0;
-    QString ConnTarget;   // serial device, modem's serial device, or host name
-    QString ConnParam1;   // kind 1: "9600,N,8,1"
-    QString ConnParam2;   // kind 2: the number to dial
-    QString ConnParam3;   // kind 3: the TCP port
+    QString ConnTarget; // serial device, modem's serial device, or host name
+    QString ConnParam1; // kind 1: "9600,N,8,1"
+    QString ConnParam2; // kind 2: the number to dial
+    QString ConnParam3; // kind 3: the TCP port
     int16_t ConnAddress = 0;
 };
 
@@ -84,7 +84,7 @@ public:
         const int color = e.color < 0 ? 0 : (e.color > 9 ? 9 : e.color);
         const int flags = (e.blink == 1 ? 1 : 0) + (e.inverse == 1 ? 2 : 0);
         return legacy::formatZeros(e.varIndex < 0 ? 0 : e.varIndex % 1000, 3) + QChar(u'0' + color)
-            + QChar(u'A' + flags);
+               + QChar(u'A' + flags);
     }
 
 private:
@@ -126,9 +126,9 @@ struct VarReadReply {
 class IDisplayList {
 public:
     virtual ~IDisplayList() = default;
-    virtual void setListFile(const QString& fileName) = 0;        // ListFile; bare names resolve in the host's folder
-    virtual int16_t FindDisplay(const QString& displayNumber) = 0;  // the record position; raises when absent
-    virtual int16_t FindDisplayByName(const QString& name) = 0;     // the same, by the display's name
+    virtual void setListFile(const QString& fileName) = 0;         // ListFile; bare names resolve in the host's folder
+    virtual int16_t FindDisplay(const QString& displayNumber) = 0; // the record position; raises when absent
+    virtual int16_t FindDisplayByName(const QString& name) = 0;    // the same, by the display's name
     virtual int16_t RecordCount() = 0;
     virtual void setCurrentRecord(int16_t position) = 0;
     virtual QString DisplayNumber() = 0;
@@ -148,7 +148,7 @@ public:
 
     virtual bool OpenConnection(ConnectionSettings& settings) = 0;
     virtual void CloseConnection() = 0;
-    virtual void setDisplayAddress(const QString& address) = 0;  // as text ("5")
+    virtual void setDisplayAddress(const QString& address) = 0; // as text ("5")
     virtual void setDisplayAddress(int16_t address) = 0;
     virtual int16_t DisplayAddress() = 0;
 

@@ -45,14 +45,14 @@ QString run(const Request& request, QWidget* parent)
 }
 } // namespace
 
-QString getOpenFileName(const QString& title, const QString& filter, const QString& initialDir,
-                        const QString& fileName, QWidget* parent)
+QString getOpenFileName(const QString& title, const QString& filter, const QString& initialDir, const QString& fileName,
+                        QWidget* parent)
 {
     return run({Request::Open, title, fileName, filter, initialDir}, parent);
 }
 
-QString getSaveFileName(const QString& title, const QString& filter, const QString& initialDir,
-                        const QString& fileName, QWidget* parent)
+QString getSaveFileName(const QString& title, const QString& filter, const QString& initialDir, const QString& fileName,
+                        QWidget* parent)
 {
     return run({Request::Save, title, fileName, filter, initialDir}, parent);
 }

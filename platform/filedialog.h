@@ -12,15 +12,15 @@ namespace filedialog {
 struct Request {
     enum Kind { Open, Save } kind = Open;
     QString title;
-    QString fileName;    // proposed name
-    QString filter;      // "Log Files (*.doc)|*.doc"
+    QString fileName; // proposed name
+    QString filter;   // "Log Files (*.doc)|*.doc"
     QString initialDir;
 };
 
 class Service {
 public:
     virtual ~Service() = default;
-    virtual QString show(QWidget* parent, const Request& request) = 0;  // "" when cancelled
+    virtual QString show(QWidget* parent, const Request& request) = 0; // "" when cancelled
 };
 
 QString getOpenFileName(const QString& title, const QString& filter, const QString& initialDir = {},

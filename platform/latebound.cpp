@@ -49,9 +49,9 @@ QVariant callMethod(QObject* object, const char* name, QVariantList& args)
         if (type.id() != QMetaType::QVariant && v.metaType() != type && !v.convert(type))
             RuntimeError::raise(RuntimeError::TypeMismatch);
         storage[i] = type.id() == QMetaType::QVariant ? QVariant::fromValue(v) : v;
-        generic[i] = QGenericArgument(type.name(),
-                                      type.id() == QMetaType::QVariant ? static_cast<const void*>(&storage[i])
-                                                                       : storage[i].constData());
+        generic[i] = QGenericArgument(type.name(), type.id() == QMetaType::QVariant
+                                                       ? static_cast<const void*>(&storage[i])
+                                                       : storage[i].constData());
     }
     // constData() of a detached, non-shared QVariant is the value the callee sees.
     for (auto& s : storage)
@@ -61,14 +61,13 @@ QVariant callMethod(QObject* object, const char* name, QVariantList& args)
     const QMetaType returnType = method.returnMetaType();
     bool ok = false;
     if (returnType.id() == QMetaType::Void) {
-        ok = method.invoke(object, Qt::DirectConnection, generic[0], generic[1], generic[2], generic[3],
-                           generic[4], generic[5], generic[6], generic[7], generic[8], generic[9]);
+        ok = method.invoke(object, Qt::DirectConnection, generic[0], generic[1], generic[2], generic[3], generic[4],
+                           generic[5], generic[6], generic[7], generic[8], generic[9]);
     } else {
         result = QVariant(returnType);
-        ok = method.invoke(object, Qt::DirectConnection,
-                           QGenericReturnArgument(method.typeName(), result.data()), generic[0], generic[1],
-                           generic[2], generic[3], generic[4], generic[5], generic[6], generic[7], generic[8],
-                           generic[9]);
+        ok = method.invoke(object, Qt::DirectConnection, QGenericReturnArgument(method.typeName(), result.data()),
+                           generic[0], generic[1], generic[2], generic[3], generic[4], generic[5], generic[6],
+                           generic[7], generic[8], generic[9]);
     }
     if (!ok)
         RuntimeError::raise(RuntimeError::ObjectDoesNotSupportMethod);

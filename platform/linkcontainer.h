@@ -9,12 +9,12 @@
 class ILinkContainer {
 public:
     virtual ~ILinkContainer() = default;
-    virtual void setLinkedOnly() = 0;                     // allow linked objects only
-    virtual bool canPaste() = 0;                          // the clipboard holds something linkable
-    virtual void paste() = 0;                             // create the link from the clipboard
-    virtual QString sourceDoc() = 0;                      // the current link source, "" when none
+    virtual void setLinkedOnly() = 0; // allow linked objects only
+    virtual bool canPaste() = 0;      // the clipboard holds something linkable
+    virtual void paste() = 0;         // create the link from the clipboard
+    virtual QString sourceDoc() = 0;  // the current link source, "" when none
     virtual void clear() = 0;
-    virtual void setDataFormat(const QString& format) = 0;  // "CF_TEXT" before reading
+    virtual void setDataFormat(const QString& format) = 0; // "CF_TEXT" before reading
     virtual void createLink(const QString& source) = 0;
-    virtual QString dataText() = 0;                       // the linked value as text
+    virtual QString dataText() = 0; // the linked value as text
 };

@@ -23,7 +23,10 @@ public:
         case Information: box.setIcon(QMessageBox::Information); break;
         case NoIcon: break;
         }
-        struct B { QMessageBox::StandardButton button; Answer answer; };
+        struct B {
+            QMessageBox::StandardButton button;
+            Answer answer;
+        };
         QList<B> buttons;
         switch (r.buttons) {
         case OKOnly: buttons = {{QMessageBox::Ok, OK}}; break;

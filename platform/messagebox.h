@@ -15,7 +15,7 @@ enum Answer { OK = 1, Cancel = 2, Abort = 3, Retry = 4, Ignore = 5, Yes = 6, No 
 
 struct Request {
     QString text;
-    QString title;  // already resolved: the application's default title when none was given
+    QString title; // already resolved: the application's default title when none was given
     Buttons buttons = OKOnly;
     Icon icon = NoIcon;
 };

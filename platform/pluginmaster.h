@@ -22,8 +22,8 @@ public:
     // Creates the plug-in `progId` and calls its `method` late-bound with
     // (param1 by reference, param2, status by reference). A plug-in that is not
     // installed leaves param1 unchanged.
-    virtual void RunPluginMethod(const QString& progId, const QString& method, QString& param1,
-                                 const QString& param2, bool& status) = 0;
+    virtual void RunPluginMethod(const QString& progId, const QString& method, QString& param1, const QString& param2,
+                                 bool& status) = 0;
 };
 
 } // namespace pluginmaster

@@ -8,8 +8,8 @@
 
 namespace {
 const std::array<component::ClassEntry, 2> kClasses{{
-    {zolQMDVariables::kProgId, [] () -> QObject* { return new zolQMDVariables; }},
-    {PluginData::kProgId, [] () -> QObject* { return new PluginData; }},
+    {zolQMDVariables::kProgId, []() -> QObject* { return new zolQMDVariables; }},
+    {PluginData::kProgId, []() -> QObject* { return new PluginData; }},
 }};
 
 QString libraryPath() { return component::modulePath(reinterpret_cast<const void*>(&libraryPath)); }

@@ -45,10 +45,7 @@ void WriteMachineSettings(const QString& application, const QString& section,
     RegistryRoutines(RegistryRoutines::LocalMachine).writeValues(keyPath(application, section), values);
 }
 
-QString read(const Key& key)
-{
-    return read(key, key.defaultValue ? QString::fromLatin1(key.defaultValue) : QString());
-}
+QString read(const Key& key) { return read(key, key.defaultValue ? QString::fromLatin1(key.defaultValue) : QString()); }
 
 QString read(const Key& key, const QString& defaultValue)
 {
@@ -83,8 +80,8 @@ QString pluginFolder()
 {
     if (!g_pluginFolderOverride.isEmpty())
         return g_pluginFolderOverride;
-    static const QString folder =
-        QDir::toNativeSeparators(QFileInfo(component::modulePath(reinterpret_cast<const void*>(&pluginFolder))).absolutePath());
+    static const QString folder = QDir::toNativeSeparators(
+        QFileInfo(component::modulePath(reinterpret_cast<const void*>(&pluginFolder))).absolutePath());
     return folder;
 }
 

@@ -13,13 +13,13 @@ struct Key {
     const char* application;
     const char* section;
     const char* name;
-    const char* defaultValue;  // nullptr: the default is computed (see the key)
+    const char* defaultValue; // nullptr: the default is computed (see the key)
 };
 
 // "Lumarex3" / "Settings"
-inline constexpr Key kAppPath{"Lumarex3", "Settings", "AppPath", nullptr};  // default: the plug-in's folder
+inline constexpr Key kAppPath{"Lumarex3", "Settings", "AppPath", nullptr}; // default: the plug-in's folder
 // "Lumarex3" / "VariablePlugin"
-inline constexpr Key kVarFileLoc{"Lumarex3", "VariablePlugin", "QMDVarFileLoc", nullptr};  // default: Part of variables/
+inline constexpr Key kVarFileLoc{"Lumarex3", "VariablePlugin", "QMDVarFileLoc", nullptr}; // default: Part of variables/
 inline constexpr Key kRetryInterval{"Lumarex3", "VariablePlugin", "RetryInterval", "3600"};
 inline constexpr Key kPromptForDisplay{"Lumarex3", "VariablePlugin", "PromptForDisplay", "2"};
 inline constexpr Key kPromptForVariable{"Lumarex3", "VariablePlugin", "PromptForVariable", "TRUE"};

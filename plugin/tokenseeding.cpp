@@ -6,13 +6,11 @@
 
 namespace {
 // Runs one statement; a failure is skipped, as the original's error handling did.
-template <class F>
-void resumeNext(F&& statement)
+template <class F> void resumeNext(F&& statement)
 {
     try {
         statement();
-    } catch (const std::exception&) {
-    }
+    } catch (const std::exception&) {}
 }
 
 const QChar kRecordSeparator(char16_t(30));

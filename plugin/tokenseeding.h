@@ -13,4 +13,4 @@ void InitVariables();
 
 // The command text stored for token number n (1 ... 417).
 QString tokenCommandText(int n);
-QString tokenKey(int n);  // "VBL" + "000"
+QString tokenKey(int n); // "VBL" + "000"

@@ -7,6 +7,7 @@ cd "$(dirname "$0")/.."
 preset=dev
 [ "${1:-}" = "--asan" ] && preset=asan
 scripts/install-deps.sh
+scripts/check-format.sh
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset"
 ctest --preset "$preset"

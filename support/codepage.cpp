@@ -18,10 +18,10 @@ struct Table {
     QHash<char16_t, int> codes;
     Table()
     {
-        static constexpr char16_t k80to9F[32] = {
-            0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-            0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-            0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+        static constexpr char16_t k80to9F[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                                 0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+                                                 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                                 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
         for (int i = 0; i < 256; ++i) {
             chars[i] = i >= 0x80 && i < 0xA0 ? k80to9F[i - 0x80] : char16_t(i);
             codes.insert(chars[i], i);
@@ -62,7 +62,7 @@ QString Decoder::operator()(QByteArrayView bytes)
     if (m_decoder.isValid()) {
         QString text = m_decoder.decode(bytes);
         if (!m_decoder.hasError())
-            return text;  // every byte has a character, so this is the rule
+            return text; // every byte has a character, so this is the rule
     }
     QString out;
     out.reserve(bytes.size());

@@ -10,7 +10,7 @@
 // build offers it, the code page table otherwise; the two agree.
 namespace codepage {
 
-QByteArray toAnsi(const QString& text);   // characters outside the code page become '?'
+QByteArray toAnsi(const QString& text); // characters outside the code page become '?'
 QString fromAnsi(QByteArrayView bytes);
 
 // Decodes many pieces with one converter (opening one costs more than decoding
@@ -21,7 +21,7 @@ public:
     QString operator()(QByteArrayView bytes);
 
 private:
-    QStringDecoder m_decoder;  // invalid when the table does the work
+    QStringDecoder m_decoder; // invalid when the table does the work
 };
 
 // The character's code in the code page, as the platform's Asc gives it

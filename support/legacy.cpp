@@ -65,8 +65,7 @@ double roundHalfEven(double value)
 }
 
 namespace {
-template <typename T>
-T checkedConvert(double value)
+template <typename T> T checkedConvert(double value)
 {
     const double rounded = roundHalfEven(value);
     if (!std::isfinite(rounded) || rounded < double(std::numeric_limits<T>::min())

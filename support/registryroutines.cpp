@@ -41,8 +41,7 @@ QString RegistryRoutines::location(Hive hive)
     const QString env = qEnvironmentVariable("ZOL_USER_STORE");
     if (!env.isEmpty())
         return env;
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-        + QStringLiteral("/Morvel/user.ini");
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QStringLiteral("/Morvel/user.ini");
 }
 
 std::unique_ptr<QSettings> RegistryRoutines::open() const

@@ -27,7 +27,7 @@ public:
 
     bool keyExists(const QString& keyPath) const;
     bool createKey(const QString& keyPath);
-    bool deleteKey(const QString& keyPath);            // the key with its values and subkeys
+    bool deleteKey(const QString& keyPath); // the key with its values and subkeys
     QStringList valueNames(const QString& keyPath) const;
     QStringList subkeyNames(const QString& keyPath) const;
 

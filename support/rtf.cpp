@@ -23,7 +23,7 @@ QByteArray number(long long n) { return QByteArray::number(n); }
 // A document's fonts and colours, numbered in order of first use.
 struct Tables {
     QStringList fonts;
-    QList<QColor> colors;  // \cf1 is colors[0]; \cf0 is the automatic colour
+    QList<QColor> colors; // \cf1 is colors[0]; \cf0 is the automatic colour
 
     int font(const QString& family)
     {
@@ -90,7 +90,7 @@ QByteArray write(const QList<Run>& runs, const QString& defaultFamily)
     }
 
     QByteArray body;
-    CharFormat current;  // what the reader assumes after the header: \f0\fs24, automatic colour
+    CharFormat current; // what the reader assumes after the header: \f0\fs24, automatic colour
     int currentFont = 0;
     int currentColor = 0;
     for (const Run& run : runs) {
@@ -168,10 +168,7 @@ QList<Run> runsOf(const QTextDocument& document)
     return runs;
 }
 
-QByteArray write(const QTextDocument& document)
-{
-    return write(runsOf(document), document.defaultFont().family());
-}
+QByteArray write(const QTextDocument& document) { return write(runsOf(document), document.defaultFont().family()); }
 
 // ---- reading ---------------------------------------------------------------
 
@@ -181,32 +178,77 @@ enum class Destination { Text, Skip, FontTable, ColorTable };
 
 struct State {
     CharFormat format;
-    int uc = 1;  // characters to skip after \uN
+    int uc = 1; // characters to skip after \uN
     Destination destination = Destination::Text;
 };
 
 // Destinations whose contents are not text of the document.
 const QSet<QByteArray>& skippedDestinations()
 {
-    static const QSet<QByteArray> set{
-        "stylesheet", "info", "pict", "object", "header", "headerl", "headerr", "headerf", "footer", "footerl",
-        "footerr", "footerf", "footnote", "annotation", "fldinst", "xmlnstbl", "listtable", "listoverridetable",
-        "revtbl", "rsidtbl", "generator", "themedata", "colorschememapping", "latentstyles", "datastore",
-        "filetbl", "pgdsctbl", "nonshppict", "shp", "shpinst", "objdata", "template", "comment", "title",
-        "author", "operator", "subject", "keywords", "doccomm", "company", "creatim", "revtim", "printim",
-        "buptim", "tc", "xe", "txe", "mmathPr", "pntxta", "pntxtb", "fchars", "lchars", "bkmkstart",
-        "bkmkend"};
+    static const QSet<QByteArray> set{"stylesheet",
+                                      "info",
+                                      "pict",
+                                      "object",
+                                      "header",
+                                      "headerl",
+                                      "headerr",
+                                      "headerf",
+                                      "footer",
+                                      "footerl",
+                                      "footerr",
+                                      "footerf",
+                                      "footnote",
+                                      "annotation",
+                                      "fldinst",
+                                      "xmlnstbl",
+                                      "listtable",
+                                      "listoverridetable",
+                                      "revtbl",
+                                      "rsidtbl",
+                                      "generator",
+                                      "themedata",
+                                      "colorschememapping",
+                                      "latentstyles",
+                                      "datastore",
+                                      "filetbl",
+                                      "pgdsctbl",
+                                      "nonshppict",
+                                      "shp",
+                                      "shpinst",
+                                      "objdata",
+                                      "template",
+                                      "comment",
+                                      "title",
+                                      "author",
+                                      "operator",
+                                      "subject",
+                                      "keywords",
+                                      "doccomm",
+                                      "company",
+                                      "creatim",
+                                      "revtim",
+                                      "printim",
+                                      "buptim",
+                                      "tc",
+                                      "xe",
+                                      "txe",
+                                      "mmathPr",
+                                      "pntxta",
+                                      "pntxtb",
+                                      "fchars",
+                                      "lchars",
+                                      "bkmkstart",
+                                      "bkmkend"};
     return set;
 }
 
 const QHash<QByteArray, char16_t>& symbolWords()
 {
     static const QHash<QByteArray, char16_t> map{
-        {"tab", u'\t'},          {"cell", u'\t'},         {"par", u'\n'},         {"sect", u'\n'},
-        {"page", u'\n'},         {"row", u'\n'},          {"line", 0x2028},
-        {"emdash", 0x2014},      {"endash", 0x2013},      {"bullet", 0x2022},     {"lquote", 0x2018},
-        {"rquote", 0x2019},      {"ldblquote", 0x201C},   {"rdblquote", 0x201D},  {"enspace", u' '},
-        {"emspace", u' '},       {"qmspace", u' '}};
+        {"tab", u'\t'},     {"cell", u'\t'},    {"par", u'\n'},        {"sect", u'\n'},       {"page", u'\n'},
+        {"row", u'\n'},     {"line", 0x2028},   {"emdash", 0x2014},    {"endash", 0x2013},    {"bullet", 0x2022},
+        {"lquote", 0x2018}, {"rquote", 0x2019}, {"ldblquote", 0x201C}, {"rdblquote", 0x201D}, {"enspace", u' '},
+        {"emspace", u' '},  {"qmspace", u' '}};
     return map;
 }
 
@@ -287,7 +329,7 @@ private:
         if (j < n && m_data[j] == ' ')
             ++j;
         if (word == "bin" && hasParam) {
-            return qMin(n, j + qMax(param, 0));  // binary data is skipped whole
+            return qMin(n, j + qMax(param, 0)); // binary data is skipped whole
         }
         handleWord(word, hasParam, param);
         return j;
@@ -299,9 +341,7 @@ private:
         switch (c) {
         case '\\':
         case '{':
-        case '}':
-            text(QChar(uchar(c)));
-            return i + 1;
+        case '}': text(QChar(uchar(c))); return i + 1;
         case '~': text(QChar(0x00A0)); return i + 1;
         case '_': text(QChar(0x2011)); return i + 1;
         case '*':
@@ -318,7 +358,7 @@ private:
         }
         case '\r':
         case '\n': text(QChar(u'\n')); return i + 1;
-        default: return i + 1;  // "\-", "\:", "\|" and unknown symbols carry no text
+        default: return i + 1; // "\-", "\:", "\|" and unknown symbols carry no text
         }
     }
 
@@ -377,7 +417,7 @@ private:
         } else if (word == "ulnone") {
             f.underline = false;
         } else if (word == "cf") {
-            f.color = m_colors.value(param);  // entry 0 is the automatic colour
+            f.color = m_colors.value(param); // entry 0 is the automatic colour
         } else if (word == "fs" && hasParam) {
             f.pointSize = param / 2.0;
         } else if (word == "f" && hasParam) {

@@ -17,9 +17,9 @@ class QTextDocument;
 namespace rtf {
 
 struct CharFormat {
-    QColor color;            // invalid: the automatic colour (black)
-    double pointSize = 12;   // RTF's own default
-    QString family;          // "": the document's default font
+    QColor color;          // invalid: the automatic colour (black)
+    double pointSize = 12; // RTF's own default
+    QString family;        // "": the document's default font
     bool bold = false;
     bool italic = false;
     bool underline = false;

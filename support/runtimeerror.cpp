@@ -2,13 +2,9 @@
 
 RuntimeError::RuntimeError(int number, QString description)
     : m_number(number), m_description(std::move(description)), m_what(m_description.toUtf8())
-{
-}
+{}
 
-RuntimeError::RuntimeError(Number number)
-    : RuntimeError(number, standardDescription(number))
-{
-}
+RuntimeError::RuntimeError(Number number) : RuntimeError(number, standardDescription(number)) {}
 
 QString RuntimeError::standardDescription(int number)
 {

@@ -91,7 +91,8 @@ dlgChooseVars::dlgChooseVars(QWidget* parent) : QDialog(parent)
     top->addLayout(side);
     resize(560, 520);
 
-    connect(selectAll, &QPushButton::clicked, this, [this] { setAllChecked(true, 1, clsVariableAccess::kVariableCount); });
+    connect(selectAll, &QPushButton::clicked, this,
+            [this] { setAllChecked(true, 1, clsVariableAccess::kVariableCount); });
     connect(unselectAll, &QPushButton::clicked, this,
             [this] { setAllChecked(false, 1, clsVariableAccess::kVariableCount); });
     connect(selectTexts, &QPushButton::clicked, this, [this] { setAllChecked(true, 1, kFirstCellVariable - 1); });

@@ -33,7 +33,7 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    void prepare();  // the first activation: the list and the last choice
+    void prepare(); // the first activation: the list and the last choice
     void InitList();
     void SelectLastUsed();
     bool BuildChosen();

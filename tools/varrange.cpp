@@ -30,7 +30,7 @@ QList<int> tickedRows(const QList<bool>& rows)
 
 QList<int> parse(const QString& text, int count, QList<int>* partial)
 {
-    QList<bool> rows(std::max(count, 0) + 1, false);  // index 0 unused: rows are 1-based
+    QList<bool> rows(std::max(count, 0) + 1, false); // index 0 unused: rows are 1-based
     try {
         for (const QString& element : text.split(u',')) {
             const qsizetype dash = element.indexOf(u'-');

@@ -1,7 +1,7 @@
 #include "clsVarUpdater.h"
 
 #include "clsVariableAccess.h"
-#include "runtimeerror.h"  // before disptrans.h, which uses it
+#include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
 #include "extendedchars.h"
 #include "legacy.h"

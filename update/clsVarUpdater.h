@@ -35,7 +35,7 @@ public:
     pluginmaster::IPluginMaster* PluginMaster = nullptr;
     ILinkContainer* LinkSource = nullptr;
     clsVariableAccess* Variables = nullptr;
-    int16_t TotalVariables = 0;   // kept for callers; no operation reads it
+    int16_t TotalVariables = 0; // kept for callers; no operation reads it
     VarSelection SelectedVars;
 
     bool UpdateVariableDataOnDisplay(int16_t address);

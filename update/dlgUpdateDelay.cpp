@@ -19,17 +19,13 @@
 const QList<DelayChoice>& delayChoices()
 {
     static const QList<DelayChoice> choices{
-        {QStringLiteral("Now"), 0},         {QStringLiteral("in 15 Min."), 15},
-        {QStringLiteral("in 30 Min."), 30}, {QStringLiteral("in 45 Min."), 45},
-        {QStringLiteral("in 1 h."), 60},    {QStringLiteral("in 1 h. 30 Min."), 90},
-        {QStringLiteral("in 2 h. "), 120},  {QStringLiteral("in 3 h."), 180},
-        {QStringLiteral("in 4 h."), 240},   {QStringLiteral("in 5 h."), 300},
-        {QStringLiteral("in 6 h."), 360},   {QStringLiteral("in 7 h."), 420},
-        {QStringLiteral("in 8 h."), 480},   {QStringLiteral("in 9 h."), 540},
-        {QStringLiteral("in 10 h."), 600},  {QStringLiteral("in 11 h."), 660},
-        {QStringLiteral("in 12 h."), 720},  {QStringLiteral("in 15 h."), 900},
-        {QStringLiteral("in 20 h."), 1200}, {QStringLiteral("in 24 h."), 1440},
-        {QStringLiteral("in 36 h."), 2160},
+        {QStringLiteral("Now"), 0},         {QStringLiteral("in 15 Min."), 15}, {QStringLiteral("in 30 Min."), 30},
+        {QStringLiteral("in 45 Min."), 45}, {QStringLiteral("in 1 h."), 60},    {QStringLiteral("in 1 h. 30 Min."), 90},
+        {QStringLiteral("in 2 h. "), 120},  {QStringLiteral("in 3 h."), 180},   {QStringLiteral("in 4 h."), 240},
+        {QStringLiteral("in 5 h."), 300},   {QStringLiteral("in 6 h."), 360},   {QStringLiteral("in 7 h."), 420},
+        {QStringLiteral("in 8 h."), 480},   {QStringLiteral("in 9 h."), 540},   {QStringLiteral("in 10 h."), 600},
+        {QStringLiteral("in 11 h."), 660},  {QStringLiteral("in 12 h."), 720},  {QStringLiteral("in 15 h."), 900},
+        {QStringLiteral("in 20 h."), 1200}, {QStringLiteral("in 24 h."), 1440}, {QStringLiteral("in 36 h."), 2160},
     };
     return choices;
 }

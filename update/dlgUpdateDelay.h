@@ -14,7 +14,7 @@ class QTreeWidgetItem;
 // Asks, display by display, whether the chosen displays are updated now or after
 // a delay. The caller reads Cancelled(), DisplayList() and DelayList() once the
 // dialog has been hidden.
-class dlgUpdateDelay final : public QDialog {   // objectName "dlgUpdateDelay"
+class dlgUpdateDelay final : public QDialog { // objectName "dlgUpdateDelay"
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(dlgUpdateDelay)
 public:
@@ -22,9 +22,9 @@ public:
     explicit dlgUpdateDelay(std::function<QString()> displaySelection, QWidget* parent = nullptr);
     bool Cancelled() const;
     QString DelayList() const;
-    QString DisplayList() const;   // the displays it listed, joined by ","
+    QString DisplayList() const; // the displays it listed, joined by ","
 
-    void reject() override;  // the window's close box counts as "Cancel"
+    void reject() override; // the window's close box counts as "Cancel"
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;

@@ -106,8 +106,8 @@ void dlgVariableUpdate::buildUi()
 
     m_list = new QTreeWidget(this);
     m_list->setObjectName(QStringLiteral("lstvDisplayStatus"));
-    m_list->setHeaderLabels({QStringLiteral("Display"), QStringLiteral("Status"), QStringLiteral("When"),
-                             QStringLiteral("Delay")});
+    m_list->setHeaderLabels(
+        {QStringLiteral("Display"), QStringLiteral("Status"), QStringLiteral("When"), QStringLiteral("Delay")});
     m_list->setRootIsDecorated(false);
     m_list->setUniformRowHeights(true);
     m_list->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -133,7 +133,7 @@ void dlgVariableUpdate::buildUi()
     m_stopRetry = button(this, "cmdStopRetry", QStringLiteral("Stop Retry"));
     for (QWidget* w : {static_cast<QWidget*>(m_retryLabel), static_cast<QWidget*>(m_stopRetry)}) {
         QSizePolicy policy = w->sizePolicy();
-        policy.setRetainSizeWhenHidden(true);  // the countdown row keeps its place
+        policy.setRetainSizeWhenHidden(true); // the countdown row keeps its place
         w->setSizePolicy(policy);
     }
 
@@ -219,8 +219,9 @@ bool dlgVariableUpdate::mayClose()
     }
     if (m_run->timerSched().isActive()) {
         const QString text = QStringLiteral("Variables will not be updated if Variable Plug-In is closed.")
-            + QStringLiteral("\r\n")
-            + QStringLiteral("Are you sure you want to close this Plug-In and terminate this process?");
+                             + QStringLiteral("\r\n")
+                             + QStringLiteral(
+                                 "Are you sure you want to close this Plug-In and terminate this process?");
         if (msgbox::show(text, msgbox::YesNo, msgbox::NoIcon, QStringLiteral("Confirm Cancel"), this) != msgbox::Yes)
             return false;
     }
@@ -247,7 +248,7 @@ void dlgVariableUpdate::refreshRows()
     m_list->clear();
     for (const DisplayRow& row : m_run->rows()) {
         auto* item = new QTreeWidgetItem(m_list);
-        item->setData(0, Qt::UserRole, row.display);  // the row's tag
+        item->setData(0, Qt::UserRole, row.display); // the row's tag
     }
     for (int i = 0; i < m_run->rows().size(); ++i)
         refreshRow(i);
@@ -314,7 +315,7 @@ void dlgVariableUpdate::toggleDetails()
 void dlgVariableUpdate::saveReport()
 {
     const QString proposed = QStringLiteral("Var Log ") + datetimetext::fileDate(Clock::now().date())
-        + QStringLiteral(".doc");
+                             + QStringLiteral(".doc");
     const QString fileName = filedialog::getSaveFileName(
         QStringLiteral("Choose where to save log file - This File is viewable in WordPad!"),
         QStringLiteral("Log Files (*.doc)|*.doc"), QString(), proposed, this);
@@ -323,7 +324,7 @@ void dlgVariableUpdate::saveReport()
     if (QFileInfo::exists(fileName)
         && msgbox::show(QStringLiteral("File already exists, Do You Wish to Overwrite it?"), msgbox::YesNoCancel,
                         msgbox::NoIcon, QString(), this)
-            != msgbox::Yes)
+               != msgbox::Yes)
         return;
     QSaveFile file(fileName);
     if (!file.open(QIODevice::WriteOnly) || file.write(rtf::write(*m_report->document())) < 0 || !file.commit())

@@ -18,19 +18,19 @@ enum class ReportStyle;
 // The update dialog: one status row per display, the run's report, progress,
 // the retry countdown and the buttons around them. The work itself is done by
 // UpdateRun; this class shows it and forwards the buttons.
-class dlgVariableUpdate final : public QDialog {   // objectName "dlgVariableUpdate"
+class dlgVariableUpdate final : public QDialog { // objectName "dlgVariableUpdate"
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(dlgVariableUpdate)
 public:
     explicit dlgVariableUpdate(QWidget* parent = nullptr);
     ~dlgVariableUpdate() override;
-    void setVariableSet(clsVariableAccess* set);    // the manager's shared set, not owned
+    void setVariableSet(clsVariableAccess* set); // the manager's shared set, not owned
     void setSelectedVars(const VarSelection& vars);
-    void setDisplayList(const QString& displays);   // display entries joined by ","
-    void setDelayList(const QString& delays);       // minutes joined by ",", same order
-    void SendVarData();        // mode 2; shows the dialog modally, returns when it closes
-    void SendVarAttributes();  // mode 3
-    void SendAllVarInfo();     // mode 1
+    void setDisplayList(const QString& displays); // display entries joined by ","
+    void setDelayList(const QString& delays);     // minutes joined by ",", same order
+    void SendVarData();                           // mode 2; shows the dialog modally, returns when it closes
+    void SendVarAttributes();                     // mode 3
+    void SendAllVarInfo();                        // mode 1
 
     // The live-link source that linked variables are read through (the dialog's
     // oleVarGrab); without one a linked variable sends an empty text. Not owned.
@@ -38,8 +38,8 @@ public:
     // The run behind the dialog (its rows, report, timers and flags).
     UpdateRun& run();
 
-    void reject() override;  // Escape, the close box and cmdClose go through the close guard
-    void done(int result) override;  // however it closes, its timers stop
+    void reject() override;         // Escape, the close box and cmdClose go through the close guard
+    void done(int result) override; // however it closes, its timers stop
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -55,7 +55,7 @@ private:
     void toggleDetails();
     void saveReport();
 
-    UpdateRun* m_run = nullptr;  // a child of the dialog
+    UpdateRun* m_run = nullptr; // a child of the dialog
     QTreeWidget* m_list = nullptr;
     QTextEdit* m_report = nullptr;
     QLabel* m_connection = nullptr;

@@ -3,7 +3,7 @@
 #include "clock.h"
 #include "clsVarUpdater.h"
 #include "datetimetext.h"
-#include "runtimeerror.h"  // before disptrans.h, which uses it
+#include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
 #include "legacy.h"
 #include "pluginmaster.h"
@@ -26,10 +26,7 @@ const QString kDisplayListFile = QStringLiteral("Displays.dat");
 const QString kCrLf = QStringLiteral("\r\n");
 
 // The platform's Split: an empty text has no entries.
-QStringList splitList(const QString& text)
-{
-    return text.isEmpty() ? QStringList() : text.split(u',');
-}
+QStringList splitList(const QString& text) { return text.isEmpty() ? QStringList() : text.split(u','); }
 
 // The delay entry as the status list shows it: five digits with leading zeros
 // for a number, anything else as it stands.
@@ -102,7 +99,7 @@ pluginmaster::IPluginMaster& UpdateRun::pluginMaster()
 
 void UpdateRun::SetRowStatus(int row, const QString& status)
 {
-    m_rows[row].status = status;  // the status text is also the icon's key
+    m_rows[row].status = status; // the status text is also the icon's key
     emit rowChanged(row);
 }
 
@@ -260,7 +257,7 @@ void UpdateRun::updateOneDisplay(int row)
     bool raised = false;
     auto fail = [&](const QString& description) {
         ok = false;
-        if (!raised && error.isEmpty())  // the first reason is the one reported
+        if (!raised && error.isEmpty()) // the first reason is the one reported
             error = description;
         raised = true;
     };
@@ -328,7 +325,7 @@ bool UpdateRun::OpenDisplayConnection(const QString& display)
         settings.ConnKind = 3;
         settings.ConnParam3 = list.Kind3Param();
         break;
-    default:  // every other kind is opened as kind 2
+    default: // every other kind is opened as kind 2
         settings.ConnKind = 2;
         settings.ConnParam2 = list.OtherKindParam();
         settings.ConnTarget = list.LinkTarget();
@@ -356,14 +353,16 @@ bool UpdateRun::sendStep(bool data)
 {
     // A fresh updater per step, so every step starts with a clear cancel flag.
     m_updater = std::make_unique<clsVarUpdater>();
-    connect(m_updater.get(), &clsVarUpdater::PercentCompleteData, this,
-            [this](short& percent, bool& cancel) { onProgress(QStringLiteral("Data Transmission"), percent, cancel); },
-            Qt::DirectConnection);
-    connect(m_updater.get(), &clsVarUpdater::PercentCompleteAtts, this,
-            [this](short& percent, bool& cancel) {
-                onProgress(QStringLiteral("Attributes Transmission"), percent, cancel);
-            },
-            Qt::DirectConnection);
+    connect(
+        m_updater.get(), &clsVarUpdater::PercentCompleteData, this,
+        [this](short& percent, bool& cancel) { onProgress(QStringLiteral("Data Transmission"), percent, cancel); },
+        Qt::DirectConnection);
+    connect(
+        m_updater.get(), &clsVarUpdater::PercentCompleteAtts, this,
+        [this](short& percent, bool& cancel) {
+            onProgress(QStringLiteral("Attributes Transmission"), percent, cancel);
+        },
+        Qt::DirectConnection);
 
     const QStringList addresses = displayList().AddressList().split(u',');
     clsVarUpdater& updater = *m_updater;
@@ -435,7 +434,7 @@ long UpdateRun::minutesLeft(const DisplayRow& row, const QDateTime& now) const
 void UpdateRun::retryTick()
 {
     if (m_passRunning)
-        return;  // a tick that arrives while a pass pumps events waits for the next one
+        return; // a tick that arrives while a pass pumps events waits for the next one
     if (m_secondsToRetry == 0)
         RunUpdate();
     if (m_secondsToRetry == std::numeric_limits<int32_t>::min())

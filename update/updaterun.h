@@ -18,17 +18,17 @@ class ILinkContainer;
 namespace disptrans {
 class IDispTrans;
 class IDisplayList;
-}
+} // namespace disptrans
 namespace pluginmaster {
 class IPluginMaster;
 }
 
 // One display of the run: its row in the status list.
 struct DisplayRow {
-    QString display;  // the row's text and tag: the display entry used to look it up
-    QString status;   // "Not Updated", "Scheduled", "Updating", "Updated", "FAILED"; also the icon key
-    QString when;     // when a scheduled display is due, or the last error
-    QString delay;    // the delay in minutes, "00000"
+    QString display; // the row's text and tag: the display entry used to look it up
+    QString status;  // "Not Updated", "Scheduled", "Updating", "Updated", "FAILED"; also the icon key
+    QString when;    // when a scheduled display is due, or the last error
+    QString delay;   // the delay in minutes, "00000"
 };
 
 // How a piece of the report is written.
@@ -60,10 +60,10 @@ public:
 
     // Which of the run's buttons and labels are available.
     struct Controls {
-        bool saveEnabled = false;        // cmdSaveToFile
-        bool retryEnabled = false;       // cmdRetry
-        bool stopRetryVisible = false;   // cmdStopRetry
-        bool retryLabelVisible = false;  // lblRetry
+        bool saveEnabled = false;       // cmdSaveToFile
+        bool retryEnabled = false;      // cmdRetry
+        bool stopRetryVisible = false;  // cmdStopRetry
+        bool retryLabelVisible = false; // lblRetry
     };
 
     explicit UpdateRun(QObject* parent = nullptr);
@@ -168,6 +168,6 @@ private:
     QString m_statusText;
     int m_progress = 0;
     QString m_connectionLabel;
-    QTimer m_timerRetry{this};  // children, so they can be found by name
+    QTimer m_timerRetry{this}; // children, so they can be found by name
     QTimer m_timerSched{this};
 };

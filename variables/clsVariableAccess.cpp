@@ -55,17 +55,13 @@ QString clsVariableAccess::defaultMaxLength(int n)
     return isTextVariable(n) ? QStringLiteral("250") : QStringLiteral("58");
 }
 
-QString clsVariableAccess::defaultFilePath()
-{
-    return VariableFile::defaultPathIn(settings::pluginFolder());
-}
+QString clsVariableAccess::defaultFilePath() { return VariableFile::defaultPathIn(settings::pluginFolder()); }
 
 void clsVariableAccess::ResetVariables()
 {
     for (int n = 1; n <= kVariableCount; ++n) {
-        m_records[n - 1] = Record{defaultName(n),          QStringLiteral("1"), QStringLiteral("2"),
-                                  QStringLiteral("2"),     QString(),           QString(),
-                                  defaultMaxLength(n)};
+        m_records[n - 1] = Record{defaultName(n), QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("2"),
+                                  QString(),      QString(),           defaultMaxLength(n)};
     }
 }
 
@@ -124,7 +120,7 @@ QString clsVariableAccess::GetDisplayableData(int16_t n, ILinkContainer* contain
         }
         const int32_t maxLength = legacy::textToInt32(VariableMaxLength(n));
         if (maxLength < 0)
-            return QString();  // the platform rejects a negative length
+            return QString(); // the platform rejects a negative length
         return text.left(maxLength);
     } catch (...) {
         return QString();
@@ -151,7 +147,7 @@ void clsVariableAccess::LoadVariables(const QString& path)
 void clsVariableAccess::SaveVariables()
 {
     const QString path = settings::read(settings::kVarFileLoc, defaultFilePath());
-    recordFileLocation(path);  // so that the value exists after the first save
+    recordFileLocation(path); // so that the value exists after the first save
     if (!VariableFile::write(path, m_records))
         return;
     // The host reads the data by token; copied only once the file is safe, so

@@ -41,14 +41,14 @@ private:
         while (!m_file.atEnd()) {
             const qint64 got = m_file.readLine(m_chunk.data(), m_chunk.size());
             if (got <= 0)
-                return false;  // read error
+                return false; // read error
             m_line.append(m_chunk.constData(), got);
             if (m_line.size() > VariableFile::kMaxLineBytes)
                 return false;
             if (m_line.endsWith('\n'))
                 return true;
         }
-        return !m_line.isEmpty();  // the last line may lack its line end
+        return !m_line.isEmpty(); // the last line may lack its line end
     }
 
     QFile& m_file;
@@ -158,7 +158,7 @@ vls::Record VariableFile::splitRecord(QString value)
         const qsizetype end = value.indexOf(QChar(kFieldSeparator), start);
         record[i] = value.mid(start, end < 0 ? -1 : end - start);
         if (end < 0)
-            break;  // the remaining fields stay empty
+            break; // the remaining fields stay empty
         start = end + 1;
     }
     return record;

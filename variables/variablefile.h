@@ -26,10 +26,10 @@ public:
     static constexpr qint64 kMaxLineBytes = 16 * 1024 * 1024;
 
     struct ReadResult {
-        bool opened = false;      // the file could be opened for reading
-        bool headerRead = false;  // its first value could be read
-        bool compatible = false;  // ... and was kHeader
-        int recordsRead = 0;      // records stored, from variable 1 on
+        bool opened = false;     // the file could be opened for reading
+        bool headerRead = false; // its first value could be read
+        bool compatible = false; // ... and was kHeader
+        int recordsRead = 0;     // records stored, from variable 1 on
     };
 
     // Reads the file's records into `records` from variable 1 on and stops at

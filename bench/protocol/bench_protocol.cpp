@@ -22,10 +22,7 @@ namespace {
 
 constexpr double kReferenceBaud = 9600.0;
 
-disptrans::VarAttributeList freshList()
-{
-    return disptrans::VarAttributeList();
-}
+disptrans::VarAttributeList freshList() { return disptrans::VarAttributeList(); }
 
 // Sends everything once; false (with the client's reason) on the first failure.
 bool updateAll(DisplayClient& client, QString* error)
@@ -123,8 +120,9 @@ void BM_DecodeStream(benchmark::State& state)
 {
     QByteArray stream;
     for (int i = 0; i < 100; ++i)
-        stream += wire::encodeFrame(wire::Frame{5, uint8_t(i), wire::WriteTextData,
-                                                wire::writeDataPayload(uint16_t(i), QByteArray(state.range(0), char(i)))});
+        stream += wire::encodeFrame(
+            wire::Frame{5, uint8_t(i), wire::WriteTextData,
+                        wire::writeDataPayload(uint16_t(i), QByteArray(state.range(0), char(i)))});
     for (auto _ : state) {
         wire::FrameDecoder decoder;
         benchmark::DoNotOptimize(decoder.feed(stream));
@@ -134,7 +132,13 @@ void BM_DecodeStream(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(BM_UpdateAllVariables)->ArgName("baud")->Arg(9600)->Arg(0)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_UpdateAllVariables)
+    ->ArgName("baud")
+    ->Arg(9600)
+    ->Arg(0)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 BENCHMARK(BM_EncodeFrame)->Arg(20)->Arg(1000);
 BENCHMARK(BM_DecodeStream)->Arg(20)->Arg(1000);
 

@@ -190,7 +190,8 @@ void BM_EmulatedRun(benchmark::State& state)
         run.start();
         for (const DisplayRow& row : run.rows()) {
             if (row.status != UpdateRun::kUpdated)
-                state.SkipWithError(qPrintable(QStringLiteral("display ") + row.display + QStringLiteral(": ") + row.when));
+                state.SkipWithError(
+                    qPrintable(QStringLiteral("display ") + row.display + QStringLiteral(": ") + row.when));
         }
     }
     state.counters["s_per_display"] = benchmark::Counter(double(displays), benchmark::Counter::kIsIterationInvariantRate

@@ -42,7 +42,10 @@ vls::RecordSet realisticSet()
         QString data = text ? QStringLiteral("Café special n°%1: \"Crème brûlée\", 4,50 € – today only").arg(n)
                             : QStringLiteral("%1.95 €").arg(n);
         set[n - 1] = {text ? QStringLiteral("Menu line %1").arg(n) : QStringLiteral("Price %1").arg(n - 256),
-                      QString::number(1 + n % 7), QStringLiteral("2"), QString::number(1 + n % 2), data,
+                      QString::number(1 + n % 7),
+                      QStringLiteral("2"),
+                      QString::number(1 + n % 2),
+                      data,
                       n % 5 == 0 ? QStringLiteral("C:\\Data\\Prices.xls!Variables!R%1C2").arg(n) : QString(),
                       text ? QStringLiteral("250") : QStringLiteral("58")};
     }

@@ -1,6 +1,6 @@
 #include "dlgDisplayList.h"
 
-#include "runtimeerror.h"  // before disptrans.h, which uses it
+#include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
 #include "messagebox.h"
 
@@ -22,21 +22,15 @@ constexpr int16_t kBadKind = -32768;
 
 QStringList dlgDisplayList::columnCaptions()
 {
-    return {QStringLiteral("Number"),   QStringLiteral("Name"),    QStringLiteral("Kind"),
-            QStringLiteral("Target"),   QStringLiteral("Serial"),  QStringLiteral("TCP Port"),
-            QStringLiteral("Dial"),     QStringLiteral("Addresses")};
+    return {QStringLiteral("Number"), QStringLiteral("Name"),     QStringLiteral("Kind"), QStringLiteral("Target"),
+            QStringLiteral("Serial"), QStringLiteral("TCP Port"), QStringLiteral("Dial"), QStringLiteral("Addresses")};
 }
 
 dlgDisplayList::dlgDisplayList(const QString& path, QWidget* parent)
-    : QDialog(parent),
-      m_path(path),
-      m_file(new QLabel(this)),
-      m_problems(new QLabel(this)),
-      m_grid(new QTableWidget(0, ColumnCount, this)),
-      m_add(new QPushButton(QStringLiteral("&Add"), this)),
+    : QDialog(parent), m_path(path), m_file(new QLabel(this)), m_problems(new QLabel(this)),
+      m_grid(new QTableWidget(0, ColumnCount, this)), m_add(new QPushButton(QStringLiteral("&Add"), this)),
       m_remove(new QPushButton(QStringLiteral("&Remove"), this)),
-      m_save(new QPushButton(QStringLiteral("&Save"), this)),
-      m_close(new QPushButton(QStringLiteral("Close"), this))
+      m_save(new QPushButton(QStringLiteral("&Save"), this)), m_close(new QPushButton(QStringLiteral("Close"), this))
 {
     setObjectName(QStringLiteral("dlgDisplayList"));
     setWindowTitle(QStringLiteral("Display List"));
@@ -63,10 +57,11 @@ dlgDisplayList::dlgDisplayList(const QString& path, QWidget* parent)
     buttons->addWidget(m_save);
     buttons->addWidget(m_close);
     auto* layout = new QVBoxLayout(this);
-    auto* kinds = new QLabel(QStringLiteral("Kind: 1 serial port (Target = device, Serial = 9600,N,8,1), "
-                                            "3 TCP (Target = host, TCP Port), any other: modem (Target = device, Dial). "
-                                            "Addresses: the units' addresses joined by \",\"."),
-                             this);
+    auto* kinds = new QLabel(
+        QStringLiteral("Kind: 1 serial port (Target = device, Serial = 9600,N,8,1), "
+                       "3 TCP (Target = host, TCP Port), any other: modem (Target = device, Dial). "
+                       "Addresses: the units' addresses joined by \",\"."),
+        this);
     kinds->setObjectName(QStringLiteral("lblKinds"));
     kinds->setWordWrap(true);
     layout->addWidget(m_file);
@@ -102,8 +97,8 @@ void dlgDisplayList::setRecords(const QList<DisplayRecord>& records)
     for (const DisplayRecord& r : records) {
         const int row = m_grid->rowCount();
         m_grid->insertRow(row);
-        const QStringList cells{r.number,      r.name,          QString::number(r.kind), r.linkTarget,
-                                r.kind1Param,  r.kind3Param,    r.otherKindParam,        r.addressList};
+        const QStringList cells{r.number,     r.name,       QString::number(r.kind), r.linkTarget,
+                                r.kind1Param, r.kind3Param, r.otherKindParam,        r.addressList};
         for (int c = 0; c < ColumnCount; ++c)
             m_grid->setItem(row, c, new QTableWidgetItem(cells[c]));
     }

@@ -26,13 +26,9 @@
 #include <QVBoxLayout>
 
 frmMain::frmMain(QWidget* parent)
-    : QMainWindow(parent),
-      m_playfile(new QPlainTextEdit(this)),
-      m_log(new QPlainTextEdit(this)),
-      m_display(new QComboBox(this)),
-      m_transmit(new QPushButton(QStringLiteral("&Transmit"), this)),
-      m_status(new QLabel(this)),
-      m_frameEditor(new FrameEditor(m_playfile, this))
+    : QMainWindow(parent), m_playfile(new QPlainTextEdit(this)), m_log(new QPlainTextEdit(this)),
+      m_display(new QComboBox(this)), m_transmit(new QPushButton(QStringLiteral("&Transmit"), this)),
+      m_status(new QLabel(this)), m_frameEditor(new FrameEditor(m_playfile, this))
 {
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(QStringLiteral("Lumarex"));
@@ -116,7 +112,8 @@ void frmMain::rebuildPluginMenus()
     }
     for (int i = 0; i < m_plugins.size(); ++i) {
         const plugincatalog::PluginInfo& p = m_plugins[i];
-        auto* start = m_pluginMenu->addAction(p.icon, p.descriptiveName, this, [this, id = p.progId] { startPlugin(id); });
+        auto* start = m_pluginMenu->addAction(p.icon, p.descriptiveName, this,
+                                              [this, id = p.progId] { startPlugin(id); });
         start->setObjectName(QStringLiteral("mnuPlugin%1").arg(i));
         start->setStatusTip(p.description);
         start->setData(p.progId);

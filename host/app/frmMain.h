@@ -59,5 +59,5 @@ private:
     FrameEditor* m_frameEditor;
     QList<plugincatalog::PluginInfo> m_plugins;
     std::vector<std::pair<QString, std::unique_ptr<QObject>>> m_pluginObjects;
-    std::unique_ptr<QObject> m_control;  // the host's zolDispTrans
+    std::unique_ptr<QObject> m_control; // the host's zolDispTrans
 };

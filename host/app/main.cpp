@@ -68,8 +68,10 @@ int main(int argc, char* argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Lumarex display controller"));
     parser.addHelpOption();
-    QCommandLineOption selfTestOption(QStringLiteral("self-test"), QStringLiteral("Load and list the plug-ins, then quit."));
-    QCommandLineOption screenshotOption(QStringLiteral("screenshot"), QStringLiteral("Save the window as a PNG file and quit."),
+    QCommandLineOption selfTestOption(QStringLiteral("self-test"),
+                                      QStringLiteral("Load and list the plug-ins, then quit."));
+    QCommandLineOption screenshotOption(QStringLiteral("screenshot"),
+                                        QStringLiteral("Save the window as a PNG file and quit."),
                                         QStringLiteral("file"));
     QCommandLineOption playfileOption(QStringLiteral("playfile"), QStringLiteral("Start with this playfile text."),
                                       QStringLiteral("text"));

@@ -39,7 +39,8 @@ QList<PluginInfo> discover(QStringList* problems)
 {
     static const QString kSuffix = QStringLiteral(".PluginData");
     QList<PluginInfo> plugins;
-    QStringList classes = RegistryRoutines(RegistryRoutines::LocalMachine).subkeyNames(QStringLiteral("Software\\Classes"));
+    QStringList classes =
+        RegistryRoutines(RegistryRoutines::LocalMachine).subkeyNames(QStringLiteral("Software\\Classes"));
     classes.sort();
     for (const QString& progId : std::as_const(classes)) {
         if (!progId.endsWith(kSuffix))
@@ -55,7 +56,7 @@ QList<PluginInfo> discover(QStringList* problems)
                 info.description =
                     latebound::callMethod(data.get(), "PluginDescription", {QVariant::fromValue(i)}).toString();
                 QVariant pic = latebound::callMethod(data.get(), "PluginPic", {QVariant::fromValue(i)});
-                if (pic.metaType().id() == QMetaType::QVariant)  // an operation that gives back a Variant
+                if (pic.metaType().id() == QMetaType::QVariant) // an operation that gives back a Variant
                     pic = pic.value<QVariant>();
                 info.icon = pic.value<QIcon>();
                 plugins << info;

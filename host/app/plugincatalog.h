@@ -18,8 +18,8 @@ QStringList libraryFileNames();
 QStringList registerLibraries(const QString& folder);
 
 struct PluginInfo {
-    QString progId;           // of the plug-in's main class
-    QString descriptiveName;  // for the menu
+    QString progId;          // of the plug-in's main class
+    QString descriptiveName; // for the menu
     QString description;
     QIcon icon;
 };

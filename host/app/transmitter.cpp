@@ -96,7 +96,10 @@ bool Transmitter::transmit(const DisplayRecord& display, const QString& playfile
             log(QStringLiteral("Sent to %1, address %2").arg(who).arg(address));
         } else {
             allSent = false;
-            log(QStringLiteral("FAILED to send to %1, address %2: %3").arg(who).arg(address).arg(m_control->LastErrorText()));
+            log(QStringLiteral("FAILED to send to %1, address %2: %3")
+                    .arg(who)
+                    .arg(address)
+                    .arg(m_control->LastErrorText()));
         }
     }
     m_control->CloseConnection();

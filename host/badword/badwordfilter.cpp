@@ -26,10 +26,9 @@ BadWordFilter::BadWordFilter(const QStringList& words)
         a = parts.join(QStringLiteral("\\s+"));
     }
     // A word character next to the match means it is part of a longer word.
-    m_pattern = QRegularExpression(QStringLiteral("(?<![\\w])(?:") + alternatives.join(u'|')
-                                       + QStringLiteral(")(?![\\w])"),
-                                   QRegularExpression::CaseInsensitiveOption
-                                       | QRegularExpression::UseUnicodePropertiesOption);
+    m_pattern = QRegularExpression(
+        QStringLiteral("(?<![\\w])(?:") + alternatives.join(u'|') + QStringLiteral(")(?![\\w])"),
+        QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption);
 }
 
 QStringList BadWordFilter::parseWordList(const QString& text)

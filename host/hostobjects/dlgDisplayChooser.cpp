@@ -9,14 +9,10 @@
 #include <QVBoxLayout>
 
 dlgDisplayChooser::dlgDisplayChooser(QWidget* parent)
-    : QDialog(parent),
-      m_prompt(new QLabel(QStringLiteral("Choose the displays:"), this)),
-      m_problem(new QLabel(this)),
-      m_list(new QListWidget(this)),
-      m_selectAll(new QPushButton(QStringLiteral("Select &All"), this)),
+    : QDialog(parent), m_prompt(new QLabel(QStringLiteral("Choose the displays:"), this)), m_problem(new QLabel(this)),
+      m_list(new QListWidget(this)), m_selectAll(new QPushButton(QStringLiteral("Select &All"), this)),
       m_clearAll(new QPushButton(QStringLiteral("&Clear All"), this)),
-      m_ok(new QPushButton(QStringLiteral("OK"), this)),
-      m_cancel(new QPushButton(QStringLiteral("Cancel"), this))
+      m_ok(new QPushButton(QStringLiteral("OK"), this)), m_cancel(new QPushButton(QStringLiteral("Cancel"), this))
 {
     setObjectName(QStringLiteral("dlgDisplayChooser"));
     setWindowTitle(QStringLiteral("Choose Displays"));

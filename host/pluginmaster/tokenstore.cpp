@@ -13,7 +13,7 @@ namespace tokenstore {
 
 namespace {
 struct Pending {
-    QList<std::pair<QString, QString>> writes;  // in order; a later write of a name wins
+    QList<std::pair<QString, QString>> writes; // in order; a later write of a name wins
     QHash<QString, qsizetype> indexOf;
     bool flushScheduled = false;
 };
@@ -49,7 +49,7 @@ void setText(const QString& name, const QString& text)
         p.writes.append({key, text});
     }
     if (!QCoreApplication::instance()) {
-        flush();  // no event loop to wait for
+        flush(); // no event loop to wait for
         return;
     }
     if (!p.flushScheduled) {

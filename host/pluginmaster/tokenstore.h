@@ -15,9 +15,9 @@ namespace tokenstore {
 // Token names are not case-sensitive: "vbl001" is "VBL001".
 QString normalName(const QString& name);
 
-QString text(const QString& name);  // "" for an unknown token
+QString text(const QString& name); // "" for an unknown token
 void setText(const QString& name, const QString& text);
-QStringList names();                // upper case, sorted
+QStringList names(); // upper case, sorted
 // Writes what was gathered; true when nothing was waiting or the hive took it.
 bool flush();
 int pendingCount();

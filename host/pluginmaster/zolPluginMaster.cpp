@@ -7,13 +7,17 @@
 
 #include <memory>
 
-zolPluginMaster::zolPluginMaster(QObject* parent) : QObject(parent) { setObjectName(QStringLiteral("zolPluginMaster")); }
+zolPluginMaster::zolPluginMaster(QObject* parent) : QObject(parent)
+{
+    setObjectName(QStringLiteral("zolPluginMaster"));
+}
 
 zolPluginMaster::~zolPluginMaster() { tokenstore::flush(); }
 
 QVariant zolPluginMaster::Status()
 {
-    const QString probe = RegistryRoutines(RegistryRoutines::LocalMachine).readValue(kTokenKey, QStringLiteral("VBL001"));
+    const QString probe =
+        RegistryRoutines(RegistryRoutines::LocalMachine).readValue(kTokenKey, QStringLiteral("VBL001"));
     return short(probe == RegistryRoutines::kError ? StoreUnreadable : Ready);
 }
 

@@ -15,10 +15,8 @@ bool isKnownCommand(uint8_t command)
     case ReadCellVariable:
     case ReadDownloadTime:
     case ReadConfiguration:
-    case ShowMessage:
-        return true;
-    default:
-        return false;
+    case ShowMessage: return true;
+    default: return false;
     }
 }
 
@@ -59,10 +57,7 @@ void putU16(QByteArray& out, uint16_t value)
     out.append(char(value & 0xFF));
 }
 
-uint16_t getU16(QByteArrayView in, int at)
-{
-    return uint16_t((uint8_t(in[at]) << 8) | uint8_t(in[at + 1]));
-}
+uint16_t getU16(QByteArrayView in, int at) { return uint16_t((uint8_t(in[at]) << 8) | uint8_t(in[at + 1])); }
 
 QByteArray writeDataPayload(uint16_t index, const QByteArray& ansiText)
 {
@@ -176,10 +171,7 @@ std::optional<Answer> parseAnswer(const Frame& frame)
 }
 
 namespace {
-char onOff(int16_t code)
-{
-    return char(code == 1 ? 1 : 2);
-}
+char onOff(int16_t code) { return char(code == 1 ? 1 : 2); }
 } // namespace
 
 QByteArray variablePayload(const disptrans::VarReadReply& reply)

@@ -3,7 +3,7 @@
 // The commands of the display wire protocol and the layout of their payloads
 // (docs/protocol.md). Shared by the client and by the display emulator.
 
-#include "runtimeerror.h"   // disptrans.h uses it without including it
+#include "runtimeerror.h" // disptrans.h uses it without including it
 #include "disptrans.h"
 #include "frame.h"
 
@@ -34,19 +34,19 @@ enum Command : uint8_t {
 
 // Why a display refused a frame. A sender resends once after Damaged only.
 enum NakCode : uint8_t {
-    Damaged = 1,         // the frame arrived with a bad checksum or escape
+    Damaged = 1, // the frame arrived with a bad checksum or escape
     UnknownCommand = 2,
-    BadPayload = 3,      // the payload does not have the command's layout
-    NoSuchVariable = 4,  // a variable index beyond the display's variables
-    TooLong = 5,         // data or message longer than the display keeps
+    BadPayload = 3,     // the payload does not have the command's layout
+    NoSuchVariable = 4, // a variable index beyond the display's variables
+    TooLong = 5,        // data or message longer than the display keeps
     Busy = 6,
 };
 
 inline constexpr int kTextVariables = 256;
 inline constexpr int kCellVariables = 160;
-inline constexpr int kMaxVariableData = 1024;   // bytes of one variable's data
-inline constexpr int kMaxMessage = 2000;        // bytes of a shown message
-inline constexpr int kAttributeEntrySize = 5;   // "iiicF"
+inline constexpr int kMaxVariableData = 1024; // bytes of one variable's data
+inline constexpr int kMaxMessage = 2000;      // bytes of a shown message
+inline constexpr int kAttributeEntrySize = 5; // "iiicF"
 
 bool isKnownCommand(uint8_t command);
 QString commandName(uint8_t command);
@@ -82,20 +82,20 @@ Frame nakFrame(uint16_t address, uint8_t sequence, uint8_t command, NakCode code
 
 struct Answer {
     bool ack = false;
-    uint8_t command = 0;   // the command it answers
+    uint8_t command = 0; // the command it answers
     uint8_t nakCode = 0;
-    QString reason;        // NAK only
-    QByteArray data;       // ACK only
+    QString reason;  // NAK only
+    QByteArray data; // ACK only
 };
 std::optional<Answer> parseAnswer(const Frame& frame);
 
 // Answer data of the read commands. Blink and inverse travel as 1 (on) or
 // 2 (off), the codes the variable attributes use.
-QByteArray variablePayload(const disptrans::VarReadReply& reply);   // colour, blink, inverse, data
+QByteArray variablePayload(const disptrans::VarReadReply& reply); // colour, blink, inverse, data
 std::optional<disptrans::VarReadReply> parseVariable(QByteArrayView data);
-QByteArray downloadTimePayload(const disptrans::DownloadTime& time);  // year:2 month day hour minute second
+QByteArray downloadTimePayload(const disptrans::DownloadTime& time); // year:2 month day hour minute second
 std::optional<disptrans::DownloadTime> parseDownloadTime(QByteArrayView data);
-QByteArray configurationPayload(const disptrans::DisplayConfiguration& config);  // flags, spanA:2, spanB:2
+QByteArray configurationPayload(const disptrans::DisplayConfiguration& config); // flags, spanA:2, spanB:2
 std::optional<disptrans::DisplayConfiguration> parseConfiguration(QByteArrayView data);
 
 } // namespace wire

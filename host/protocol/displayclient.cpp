@@ -145,10 +145,7 @@ std::optional<QByteArray> DisplayClient::Impl::transact(uint8_t command, const Q
 
 DisplayClient::DisplayClient() : d(std::make_unique<Impl>()) {}
 
-DisplayClient::~DisplayClient()
-{
-    close();
-}
+DisplayClient::~DisplayClient() { close(); }
 
 bool DisplayClient::open(const ConnectionSettings& settings)
 {
@@ -160,7 +157,8 @@ bool DisplayClient::open(const ConnectionSettings& settings)
     case SerialPort: {
         const auto params = wire::parseSerialParams(settings.ConnParam1);
         if (!params)
-            return d->fail(QStringLiteral("bad serial settings \"%1\" (expected e.g. 9600,N,8,1)").arg(settings.ConnParam1));
+            return d->fail(
+                QStringLiteral("bad serial settings \"%1\" (expected e.g. 9600,N,8,1)").arg(settings.ConnParam1));
         if (settings.ConnTarget.trimmed().isEmpty())
             return d->fail(QStringLiteral("no serial port given"));
         link = std::make_unique<wire::SerialTransport>(settings.ConnTarget.trimmed(), *params);
@@ -202,26 +200,14 @@ void DisplayClient::close()
     d->link.reset();
 }
 
-bool DisplayClient::isOpen() const
-{
-    return d->link && d->link->isOpen();
-}
+bool DisplayClient::isOpen() const { return d->link && d->link->isOpen(); }
 
-void DisplayClient::setAddress(int16_t address)
-{
-    d->address = address;
-}
+void DisplayClient::setAddress(int16_t address) { d->address = address; }
 
-int16_t DisplayClient::address() const
-{
-    return d->address;
-}
+int16_t DisplayClient::address() const { return d->address; }
 
 namespace {
-bool indexInRange(int16_t index, int count)
-{
-    return index >= 0 && index < count;
-}
+bool indexInRange(int16_t index, int count) { return index >= 0 && index < count; }
 } // namespace
 
 bool DisplayClient::writeTextData(int16_t index, const QString& text)
@@ -325,22 +311,10 @@ bool DisplayClient::showMessage(const QString& message)
     return d->transact(wire::ShowMessage, ansi).has_value();
 }
 
-QString DisplayClient::errorText() const
-{
-    return d->error;
-}
+QString DisplayClient::errorText() const { return d->error; }
 
-void DisplayClient::setTimeoutMs(int ms)
-{
-    d->timeoutMs = ms > 0 ? ms : 1;
-}
+void DisplayClient::setTimeoutMs(int ms) { d->timeoutMs = ms > 0 ? ms : 1; }
 
-quint64 DisplayClient::bytesSent() const
-{
-    return d->sent;
-}
+quint64 DisplayClient::bytesSent() const { return d->sent; }
 
-quint64 DisplayClient::bytesReceived() const
-{
-    return d->received;
-}
+quint64 DisplayClient::bytesReceived() const { return d->received; }

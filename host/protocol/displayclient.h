@@ -6,7 +6,7 @@
 // for its answer. Every call blocks, bounded by the per-command timeout; a dead
 // or absent display gives false (or no value) with the reason in errorText().
 
-#include "runtimeerror.h"   // disptrans.h uses it without including it
+#include "runtimeerror.h" // disptrans.h uses it without including it
 #include "disptrans.h"
 
 #include <QString>
@@ -48,7 +48,7 @@ public:
     // Why the last call failed, for people: "connection refused",
     // "no answer from display 5 within 2 s", "display 5 refused: <reason>", ...
     QString errorText() const;
-    void setTimeoutMs(int ms);   // per command; default 2000
+    void setTimeoutMs(int ms); // per command; default 2000
     quint64 bytesSent() const;
     quint64 bytesReceived() const;
 

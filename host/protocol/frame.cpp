@@ -31,10 +31,7 @@ uint16_t crc16(QByteArrayView bytes, uint16_t crc)
 namespace {
 constexpr int kOutsideKept = 64;
 
-bool needsEscape(char byte)
-{
-    return byte == kStx || byte == kEtx || byte == kDle;
-}
+bool needsEscape(char byte) { return byte == kStx || byte == kEtx || byte == kDle; }
 
 void appendEscaped(QByteArray& out, char byte)
 {
@@ -81,10 +78,7 @@ const char* decodedKindName(Decoded::Kind kind)
     return "?";
 }
 
-QByteArray FrameDecoder::takeOutsideBytes()
-{
-    return std::exchange(m_outside, QByteArray());
-}
+QByteArray FrameDecoder::takeOutsideBytes() { return std::exchange(m_outside, QByteArray()); }
 
 void FrameDecoder::reset()
 {
@@ -143,7 +137,7 @@ QList<Decoded> FrameDecoder::feed(QByteArrayView bytes)
             if (!needsEscape(plain))
                 m_badEscape = true;
             if (m_body.size() >= kMaxBodySize) {
-                m_discarded += 2;   // the escape pair that did not fit
+                m_discarded += 2; // the escape pair that did not fit
                 damaged(out, Decoded::Kind::Oversized);
                 m_state = State::Overflow;
             } else {

@@ -22,7 +22,7 @@ inline constexpr char kEtx = 0x03;
 inline constexpr char kDle = 0x10;
 inline constexpr char kEscapeXor = 0x20;
 
-inline constexpr int kHeaderSize = 4;    // address, sequence, command
+inline constexpr int kHeaderSize = 4; // address, sequence, command
 inline constexpr int kCrcSize = 2;
 // The largest frame body (header, payload and CRC, before escaping) a receiver
 // keeps; longer frames are dropped whole.
@@ -47,15 +47,15 @@ QByteArray encodeFrame(const Frame& frame);
 // What the decoder found on the line.
 struct Decoded {
     enum class Kind {
-        Frame,        // a good frame
-        BadChecksum,  // a complete frame whose CRC does not match
-        BadEscape,    // DLE followed by something that is not an escaped mark
-        TooShort,     // STX ... ETX with fewer bytes than a header and CRC
-        Oversized,    // more than kMaxBodySize bytes before ETX; dropped
+        Frame,       // a good frame
+        BadChecksum, // a complete frame whose CRC does not match
+        BadEscape,   // DLE followed by something that is not an escaped mark
+        TooShort,    // STX ... ETX with fewer bytes than a header and CRC
+        Oversized,   // more than kMaxBodySize bytes before ETX; dropped
     };
     Kind kind = Kind::Frame;
-    Frame frame;        // for Frame; for BadChecksum the (unreliable) header as received
-    bool hasHeader = false;  // BadChecksum/BadEscape: address and sequence were received
+    Frame frame;            // for Frame; for BadChecksum the (unreliable) header as received
+    bool hasHeader = false; // BadChecksum/BadEscape: address and sequence were received
 };
 
 const char* decodedKindName(Decoded::Kind kind);

@@ -156,15 +156,9 @@ void TcpTransport::close(int timeoutMs)
     m_socket.reset();
 }
 
-bool TcpTransport::isOpen() const
-{
-    return m_socket && m_socket->state() == QAbstractSocket::ConnectedState;
-}
+bool TcpTransport::isOpen() const { return m_socket && m_socket->state() == QAbstractSocket::ConnectedState; }
 
-QIODevice* TcpTransport::device() const
-{
-    return m_socket.get();
-}
+QIODevice* TcpTransport::device() const { return m_socket.get(); }
 
 bool TcpTransport::deviceLost(QString* reason) const
 {
@@ -178,8 +172,7 @@ bool TcpTransport::deviceLost(QString* reason) const
 
 SerialTransport::SerialTransport(const QString& portName, const SerialParams& params)
     : m_portName(portName), m_params(params)
-{
-}
+{}
 
 SerialTransport::~SerialTransport() = default;
 
@@ -213,15 +206,9 @@ void SerialTransport::close(int)
     m_port.reset();
 }
 
-bool SerialTransport::isOpen() const
-{
-    return m_port && m_port->isOpen();
-}
+bool SerialTransport::isOpen() const { return m_port && m_port->isOpen(); }
 
-QIODevice* SerialTransport::device() const
-{
-    return m_port.get();
-}
+QIODevice* SerialTransport::device() const { return m_port.get(); }
 
 bool SerialTransport::deviceLost(QString* reason) const
 {
@@ -240,16 +227,15 @@ bool SerialTransport::deviceLost(QString* reason) const
 
 ModemTransport::ModemTransport(const QString& portName, const SerialParams& params, const QString& number)
     : SerialTransport(portName, params), m_number(number)
-{
-}
+{}
 
 namespace {
 const QStringList& finalResults()
 {
     static const QStringList codes = {
-        QStringLiteral("OK"),         QStringLiteral("CONNECT"),     QStringLiteral("NO CARRIER"),
-        QStringLiteral("BUSY"),       QStringLiteral("NO DIALTONE"), QStringLiteral("NO DIAL TONE"),
-        QStringLiteral("NO ANSWER"),  QStringLiteral("ERROR"),
+        QStringLiteral("OK"),        QStringLiteral("CONNECT"),     QStringLiteral("NO CARRIER"),
+        QStringLiteral("BUSY"),      QStringLiteral("NO DIALTONE"), QStringLiteral("NO DIAL TONE"),
+        QStringLiteral("NO ANSWER"), QStringLiteral("ERROR"),
     };
     return codes;
 }
@@ -293,11 +279,9 @@ QString ModemTransport::waitResult(const QString& what, int timeoutMs, QString* 
             }
         }
         if (buffer.size() > 1024)
-            buffer.clear();   // a modem does not talk this much; not a modem
+            buffer.clear(); // a modem does not talk this much; not a modem
     }
-    *error = QStringLiteral("no answer from the modem on %1 to %2 within %3 ms")
-                 .arg(portName(), what)
-                 .arg(timeoutMs);
+    *error = QStringLiteral("no answer from the modem on %1 to %2 within %3 ms").arg(portName(), what).arg(timeoutMs);
     return {};
 }
 

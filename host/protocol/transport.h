@@ -27,8 +27,8 @@ struct SerialParams {
 std::optional<SerialParams> parseSerialParams(const QString& text);
 
 struct ReadResult {
-    QByteArray bytes;   // empty when the time ran out
-    bool lost = false;  // the link is gone; see reason
+    QByteArray bytes;  // empty when the time ran out
+    bool lost = false; // the link is gone; see reason
     QString reason;
 };
 
@@ -117,7 +117,7 @@ private:
     // empty text when the time ran out.
     QString command(const QByteArray& line, int timeoutMs, QString* error);
     QString waitResult(const QString& what, int timeoutMs, QString* error);
-    QByteArray m_pending;   // data that came with the CONNECT line
+    QByteArray m_pending; // data that came with the CONNECT line
     QString m_number;
     bool m_connected = false;
 };

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "displaylistfile.h"
-#include "runtimeerror.h"  // before disptrans.h, which uses it
+#include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
 
 #include <QObject>
@@ -47,7 +47,7 @@ public:
 
     short RecordCount() override;
     short CurrentRecord() const { return m_current; }
-    void setCurrentRecord(short position) override;  // RuntimeError 9 outside 1 ... RecordCount
+    void setCurrentRecord(short position) override; // RuntimeError 9 outside 1 ... RecordCount
 
     QString DisplayNumber() override { return current().number; }
     QString DisplayName() override { return current().name; }

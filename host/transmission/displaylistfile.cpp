@@ -57,8 +57,8 @@ const QString kHeader = QStringLiteral(
 bool DisplayRecord::sameContent(const DisplayRecord& o) const
 {
     return number == o.number && name == o.name && kind == o.kind && linkTarget == o.linkTarget
-        && kind1Param == o.kind1Param && kind3Param == o.kind3Param && otherKindParam == o.otherKindParam
-        && addressList == o.addressList;
+           && kind1Param == o.kind1Param && kind3Param == o.kind3Param && otherKindParam == o.otherKindParam
+           && addressList == o.addressList;
 }
 
 QString DisplayListError::text() const { return QStringLiteral("line %1: %2").arg(line).arg(message); }
@@ -96,7 +96,7 @@ QString DisplayListFile::unescapeField(const QString& field)
             out += codepage::chr(hexValue(field[i + 1]) * 16 + hexValue(field[i + 2]));
             i += 2;
         } else {
-            out += field[i];  // a "%" without two hex digits stands for itself
+            out += field[i]; // a "%" without two hex digits stands for itself
         }
     }
     return out;
@@ -121,7 +121,8 @@ std::optional<DisplayRecord> DisplayListFile::parseLine(const QString& rawLine, 
 
     const QStringList fields = line.split(kSeparator);
     if (fields.size() != kFieldCount)
-        return fail(QStringLiteral("expected %1 fields separated by \"|\", found %2").arg(kFieldCount).arg(fields.size()));
+        return fail(
+            QStringLiteral("expected %1 fields separated by \"|\", found %2").arg(kFieldCount).arg(fields.size()));
 
     auto field = [&](int i) { return unescapeField(fields[i].trimmed()); };
     DisplayRecord r;
@@ -162,7 +163,8 @@ DisplayListFile::Contents DisplayListFile::parse(const QString& text)
         }
         if (auto it = lineOfNumber.constFind(record->number); it != lineOfNumber.constEnd()) {
             contents.errors.append(
-                {lineNumber, QStringLiteral("display number %1 is already used on line %2").arg(record->number).arg(*it)});
+                {lineNumber,
+                 QStringLiteral("display number %1 is already used on line %2").arg(record->number).arg(*it)});
             continue;
         }
         lineOfNumber.insert(record->number, lineNumber);
@@ -174,8 +176,8 @@ DisplayListFile::Contents DisplayListFile::parse(const QString& text)
 
 QString DisplayListFile::formatRecord(const DisplayRecord& r)
 {
-    const QStringList fields{r.number,         r.name,       QString::number(r.kind),  r.linkTarget,
-                             r.kind1Param,     r.kind3Param, r.otherKindParam,         r.addressList};
+    const QStringList fields{r.number,     r.name,       QString::number(r.kind), r.linkTarget,
+                             r.kind1Param, r.kind3Param, r.otherKindParam,        r.addressList};
     QStringList escaped;
     for (const QString& f : fields)
         escaped << escapeField(f);

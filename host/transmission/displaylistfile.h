@@ -13,15 +13,15 @@
 #include <optional>
 
 struct DisplayRecord {
-    QString number;          // whole number 1 ... 32767, written without leading zeros
-    QString name;            // never empty
-    int16_t kind = 3;        // 1 serial port, 3 TCP, any other value a modem (kind 2)
-    QString linkTarget;      // serial device, or host name for TCP
-    QString kind1Param;      // serial parameters, "9600,N,8,1"
-    QString kind3Param;      // TCP port
-    QString otherKindParam;  // the number a modem dials
-    QString addressList;     // the display's addresses, joined by ","
-    int line = 0;            // where the record came from in its file; 0 when not read from one
+    QString number;         // whole number 1 ... 32767, written without leading zeros
+    QString name;           // never empty
+    int16_t kind = 3;       // 1 serial port, 3 TCP, any other value a modem (kind 2)
+    QString linkTarget;     // serial device, or host name for TCP
+    QString kind1Param;     // serial parameters, "9600,N,8,1"
+    QString kind3Param;     // TCP port
+    QString otherKindParam; // the number a modem dials
+    QString addressList;    // the display's addresses, joined by ","
+    int line = 0;           // where the record came from in its file; 0 when not read from one
 
     bool sameContent(const DisplayRecord& other) const;
 };
@@ -29,7 +29,7 @@ struct DisplayRecord {
 struct DisplayListError {
     int line = 0;
     QString message;
-    QString text() const;  // "line 4: ..."
+    QString text() const; // "line 4: ..."
 };
 
 class DisplayListFile final {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "runtimeerror.h"  // before disptrans.h, which uses it
+#include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
 
 #include <QObject>
@@ -43,7 +43,7 @@ public:
     Q_INVOKABLE void CloseConnection() override;
     bool IsOpen() const;
 
-    void setDisplayAddress(const QString& address) override;  // Type mismatch / Overflow on bad text
+    void setDisplayAddress(const QString& address) override; // Type mismatch / Overflow on bad text
     void setDisplayAddress(int16_t address) override;
     int16_t DisplayAddress() override { return m_address; }
 

@@ -12,17 +12,16 @@ using namespace emulator;
 using namespace wire;
 
 namespace {
-QByteArray u16(int v)
-{
-    return indexPayload(uint16_t(v));
-}
+QByteArray u16(int v) { return indexPayload(uint16_t(v)); }
 
 // "ACK", "<NAK code>: <reason>", or "" for silence.
 QString answer(const std::optional<Frame>& f)
 {
     const auto a = f ? parseAnswer(*f) : std::nullopt;
-    return !f ? QString() : !a ? QStringLiteral("?") : a->ack ? QStringLiteral("ACK")
-                                                         : nakCodeName(a->nakCode) + ": " + a->reason;
+    return !f       ? QString()
+           : !a     ? QStringLiteral("?")
+           : a->ack ? QStringLiteral("ACK")
+                    : nakCodeName(a->nakCode) + ": " + a->reason;
 }
 } // namespace
 
@@ -51,21 +50,24 @@ void TestCommandHandler::answers_data()
                                     << "no such variable: text variable 256 does not exist";
     QTest::newRow("write cell 160") << int(WriteCellData) << QByteArray(u16(160) + "x")
                                     << "no such variable: cell variable 160 does not exist";
-    QTest::newRow("write without index") << int(WriteCellData) << QByteArray("\x01", 1) << "bad payload: no variable index";
+    QTest::newRow("write without index") << int(WriteCellData) << QByteArray("\x01", 1)
+                                         << "bad payload: no variable index";
     QTest::newRow("write data at the limit") << int(WriteTextData) << longest << "ACK";
-    QTest::newRow("write data too long") << int(WriteTextData) << longest + "d" << "too long: data of 1025 bytes, at most 1024";
-    QTest::newRow("read text 256") << int(ReadTextVariable) << u16(256) << "no such variable: text variable 256 does not exist";
-    QTest::newRow("read with 3-byte index") << int(ReadCellVariable) << QByteArray(3, '\0')
-                                            << "bad payload: expected a two-byte variable index";
-    QTest::newRow("attributes malformed") << int(WriteTextAttributes) << QByteArray("0001A0001")
-                                          << "bad payload: attribute entry 2 is malformed";
+    QTest::newRow("write data too long") << int(WriteTextData) << longest + "d"
+                                         << "too long: data of 1025 bytes, at most 1024";
+    QTest::newRow("read text 256") << int(ReadTextVariable) << u16(256)
+                                   << "no such variable: text variable 256 does not exist";
+    QTest::newRow("read with 3-byte index")
+        << int(ReadCellVariable) << QByteArray(3, '\0') << "bad payload: expected a two-byte variable index";
+    QTest::newRow("attributes malformed")
+        << int(WriteTextAttributes) << QByteArray("0001A0001") << "bad payload: attribute entry 2 is malformed";
     QTest::newRow("attributes cell 160") << int(WriteCellAttributes) << QByteArray("1591A1601A")
                                          << "no such variable: cell variable 160 does not exist";
     QTest::newRow("attributes text 255") << int(WriteTextAttributes) << QByteArray("2551A") << "ACK";
-    QTest::newRow("download time with data") << int(ReadDownloadTime) << QByteArray("x")
-                                             << "bad payload: read download time takes no data";
-    QTest::newRow("configuration with data") << int(ReadConfiguration) << QByteArray("x")
-                                             << "bad payload: read configuration takes no data";
+    QTest::newRow("download time with data")
+        << int(ReadDownloadTime) << QByteArray("x") << "bad payload: read download time takes no data";
+    QTest::newRow("configuration with data")
+        << int(ReadConfiguration) << QByteArray("x") << "bad payload: read configuration takes no data";
     QTest::newRow("message at the limit") << int(ShowMessage) << QByteArray(kMaxMessage, 'm') << "ACK";
     QTest::newRow("message too long") << int(ShowMessage) << QByteArray(kMaxMessage + 1, 'm')
                                       << "too long: message of 2001 bytes, at most 2000";
@@ -136,15 +138,23 @@ void TestCommandHandler::damagedFramesAreNakedOnlyForOwnAddresses()
 void TestCommandHandler::groupParsing_data()
 {
     QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("expected");   // base, units, flag b; "" = refused
-    QTest::newRow("2x2") << "5:1,1" << "5 x4";
-    QTest::newRow("single as group") << "0:0,0" << "0 x1";
-    QTest::newRow("flag b") << "7:2,3,b" << "7 x12 b";
-    QTest::newRow("no spans") << "5" << "";
-    QTest::newRow("one span") << "5:1" << "";
-    QTest::newRow("negative span") << "5:-1,1" << "";
-    QTest::newRow("bad flag") << "5:1,1,x" << "";
-    QTest::newRow("beyond the addresses") << "65535:1,0" << "";
+    QTest::addColumn<QString>("expected"); // base, units, flag b; "" = refused
+    QTest::newRow("2x2") << "5:1,1"
+                         << "5 x4";
+    QTest::newRow("single as group") << "0:0,0"
+                                     << "0 x1";
+    QTest::newRow("flag b") << "7:2,3,b"
+                            << "7 x12 b";
+    QTest::newRow("no spans") << "5"
+                              << "";
+    QTest::newRow("one span") << "5:1"
+                              << "";
+    QTest::newRow("negative span") << "5:-1,1"
+                                   << "";
+    QTest::newRow("bad flag") << "5:1,1,x"
+                              << "";
+    QTest::newRow("beyond the addresses") << "65535:1,0"
+                                          << "";
 }
 
 void TestCommandHandler::groupParsing()
@@ -152,7 +162,8 @@ void TestCommandHandler::groupParsing()
     QFETCH(QString, text);
     QFETCH(QString, expected);
     const auto g = parseGroup(text);
-    QCOMPARE(g ? QStringLiteral("%1 x%2%3").arg(g->base).arg(g->unitCount()).arg(g->flagB ? " b" : "") : QString(), expected);
+    QCOMPARE(g ? QStringLiteral("%1 x%2%3").arg(g->base).arg(g->unitCount()).arg(g->flagB ? " b" : "") : QString(),
+             expected);
     if (!g)
         return;
     // Overlapping groups are refused; adjacent ones are fine.

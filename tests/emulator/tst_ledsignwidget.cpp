@@ -26,10 +26,7 @@ QList<QRgb> lit(const QImage& m)
     return out;
 }
 
-QSet<QRgb> colours(const QList<QRgb>& leds)
-{
-    return QSet<QRgb>(leds.begin(), leds.end());
-}
+QSet<QRgb> colours(const QList<QRgb>& leds) { return QSet<QRgb>(leds.begin(), leds.end()); }
 } // namespace
 
 class TestLedSignWidget final : public QObject {
@@ -55,7 +52,7 @@ void TestLedSignWidget::everyColourCodeHasItsOwnLed()
     sign.setBlinking(false);
     sign.setLines(lines);
     QCOMPARE(colours(lit(sign.matrix())), expected);
-    QVERIFY(sign.matrix().height() >= LedSignWidget::kRowsPerLine * 7);   // a band of rows per line
+    QVERIFY(sign.matrix().height() >= LedSignWidget::kRowsPerLine * 7); // a band of rows per line
     // Codes beyond 1 ... 7 show as 1, red.
     const QColor red = LedSignWidget::ledColor(1);
     QVERIFY(red.red() > 200 && red.green() < 80 && red.blue() < 80);

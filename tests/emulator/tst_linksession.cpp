@@ -18,7 +18,11 @@ class FakeLink final : public ByteLink {
 public:
     explicit FakeLink(bool canDrop = true) : m_canDrop(canDrop) {}
     void send(const QByteArray& bytes) override { sent += bytes; }
-    bool drop() override { ++drops; return m_canDrop; }
+    bool drop() override
+    {
+        ++drops;
+        return m_canDrop;
+    }
     QString name() const override { return QStringLiteral("fake"); }
     void feed(const QByteArray& bytes) { emit received(bytes); }
 
@@ -42,8 +46,8 @@ QStringList answers(const QByteArray& bytes)
     for (const Decoded& d : decoder.feed(bytes)) {
         const auto a = parseAnswer(d.frame);
         out.append(d.kind != Decoded::Kind::Frame ? QStringLiteral("D")
-                   : a->ack ? QStringLiteral("A%1").arg(d.frame.sequence)
-                            : QStringLiteral("N%1/%2").arg(d.frame.sequence).arg(a->nakCode));
+                   : a->ack                       ? QStringLiteral("A%1").arg(d.frame.sequence)
+                                                  : QStringLiteral("N%1/%2").arg(d.frame.sequence).arg(a->nakCode));
     }
     return out;
 }
@@ -72,8 +76,9 @@ void TestLinkSession::answersEveryFrameInOrder()
     QByteArray damaged = request(3, 9);
     damaged[damaged.size() - 4] = char(damaged[damaged.size() - 4] ^ 0x04);
     link.feed(request(1) + request(2) + "noise" + damaged);
-    QCOMPARE(answers(link.sent), (QStringList{"A1", "A2", "N3/1"}));   // NAK: damaged
-    QCOMPARE(core.model().unit(1)->variable(VarKind::Text, 0)->data, QStringLiteral("dddd"));   // the damaged one wrote nothing
+    QCOMPARE(answers(link.sent), (QStringList{"A1", "A2", "N3/1"})); // NAK: damaged
+    QCOMPARE(core.model().unit(1)->variable(VarKind::Text, 0)->data,
+             QStringLiteral("dddd")); // the damaged one wrote nothing
 }
 
 void TestLinkSession::dropAfterFrames_data()
@@ -123,7 +128,7 @@ void TestLinkSession::injectedFaultsFollowTheSeed()
         QVERIFY2(naks >= 15 && naks <= 45 && garbled >= 15 && garbled <= 45, qPrintable(got.join(QLatin1Char(' '))));
         QVERIFY(quint64(naks) <= core.naksInjected && core.naksInjected <= quint64(naks + garbled));
         if (run == 1)
-            QCOMPARE(got, first);   // same seed, same faults
+            QCOMPARE(got, first); // same seed, same faults
         first = got;
     }
 }

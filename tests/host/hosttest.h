@@ -18,8 +18,7 @@ inline void writeFile(const QString& path, const QByteArray& bytes)
 }
 
 // The error `f` raises; number 0 when it raises none.
-template <class F>
-RuntimeError errorOf(F&& f)
+template <class F> RuntimeError errorOf(F&& f)
 {
     try {
         f();

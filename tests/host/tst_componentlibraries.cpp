@@ -43,7 +43,7 @@ void TestComponentLibraries::registration_data()
 {
     QTest::addColumn<QString>("library");
     QTest::addColumn<QStringList>("progIds");
-    QTest::addColumn<QByteArray>("internalSymbol");  // a class's constructor, which must stay inside
+    QTest::addColumn<QByteArray>("internalSymbol"); // a class's constructor, which must stay inside
     QTest::newRow("transmission") << kTransmission
                                   << QStringList{disptrans::kDispTransProgId, disptrans::kDisplayListProgId}
                                   << QByteArray("_ZN12zolDispTransC1EP7QObject");
@@ -53,9 +53,10 @@ void TestComponentLibraries::registration_data()
                              << QByteArray("_ZN17zolBadWordCheckerC1EP7QObject");
     QTest::newRow("host objects") << kHostObjects << QStringList{hostobjects::kDisplayChooserProgId}
                                   << QByteArray("_ZN14DisplayChooserC1EP7QObject");
-    QTest::newRow("variable plug-in")
-        << kVariablePlugin << QStringList{"zolQMDVariablePlugin.zolQMDVariables", "zolQMDVariablePlugin.PluginData"}
-        << QByteArray("_ZN15zolQMDVariablesC1EP7QObject");
+    QTest::newRow("variable plug-in") << kVariablePlugin
+                                      << QStringList{"zolQMDVariablePlugin.zolQMDVariables",
+                                                     "zolQMDVariablePlugin.PluginData"}
+                                      << QByteArray("_ZN15zolQMDVariablesC1EP7QObject");
 }
 
 void TestComponentLibraries::registration()
@@ -77,7 +78,7 @@ void TestComponentLibraries::registration()
         QCOMPARE(ClassRegistry().libraryOf(progId), library);
         std::unique_ptr<QObject> object(ComponentLoader::create(progId));
         QVERIFY(object);
-        QCOMPARE(canUnload(), 1);  // not while an object of the library lives
+        QCOMPARE(canUnload(), 1); // not while an object of the library lives
     }
     QCOMPARE(canUnload(), 0);
     auto getClassObject = reinterpret_cast<int (*)(const char*, QObject**)>(lib.resolve("DllGetClassObject"));
@@ -97,9 +98,9 @@ void TestComponentLibraries::unregisterRemovesOnlyItsOwn()
     QCOMPARE(ComponentLoader::unregisterLibrary(kTransmission), 0);
     QCOMPARE(ComponentLoader::unregisterLibrary(kChecker), 0);
     QStringList left;
-    for (const QString& id : {disptrans::kDispTransProgId, disptrans::kDisplayListProgId,
-                              pluginmaster::kBadWordCheckerProgId, pluginmaster::kPluginMasterProgId,
-                              QStringLiteral("Other.Class")})
+    for (const QString& id :
+         {disptrans::kDispTransProgId, disptrans::kDisplayListProgId, pluginmaster::kBadWordCheckerProgId,
+          pluginmaster::kPluginMasterProgId, QStringLiteral("Other.Class")})
         left << registry.libraryOf(id);
     QCOMPARE(left, (QStringList{"", "", "/elsewhere/libchecker.so", kPluginControl, "/somewhere/libother.so"}));
     QVERIFY(!ComponentLoader::tryCreate(disptrans::kDispTransProgId));
@@ -139,7 +140,7 @@ void TestComponentLibraries::callsAcrossLibraries()
     QCOMPARE(ComponentLoader::unregisterLibrary(kChecker), 0);
     text = QStringLiteral("darn");
     master->RunPluginMethod(pluginmaster::kBadWordCheckerProgId, QStringLiteral("CleanCMD"), text, QString(), status);
-    QCOMPARE(text, QStringLiteral("darn"));  // not installed: unchanged, no error
+    QCOMPARE(text, QStringLiteral("darn")); // not installed: unchanged, no error
     QVERIFY(!status);
 }
 

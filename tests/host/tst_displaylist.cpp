@@ -39,8 +39,8 @@ private slots:
 void TestDisplayList::parseLine_data()
 {
     QTest::addColumn<QString>("line");
-    QTest::addColumn<QString>("fields");  // the record's eight fields joined by ";"; "" = skipped or refused
-    QTest::addColumn<QString>("error");   // part of the error text
+    QTest::addColumn<QString>("fields"); // the record's eight fields joined by ";"; "" = skipped or refused
+    QTest::addColumn<QString>("error");  // part of the error text
     auto row = [](const char* tag, const char* line, const QString& fields, const char* error = "") {
         QTest::newRow(tag) << line << fields << error;
     };
@@ -81,7 +81,7 @@ void TestDisplayList::parseLine()
 void TestDisplayList::parseFile_data()
 {
     QTest::addColumn<QString>("text");
-    QTest::addColumn<QStringList>("records");  // "number@line"
+    QTest::addColumn<QStringList>("records"); // "number@line"
     QTest::addColumn<QStringList>("errors");
     QTest::newRow("comments, blank lines, CR LF, no end")
         << "# header\r\n\r\n1|A|3|h||1||1\r\n  \n2|B|3|h||1||1" << QStringList{"1@3", "2@5"} << QStringList{};
@@ -116,7 +116,7 @@ void TestDisplayList::writeThenRead()
     QVERIFY2(DisplayListFile::write(path, written, &error), qPrintable(error));
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadOnly));
-    const QByteArray bytes = file.readAll();  // in the code page, separator escaped
+    const QByteArray bytes = file.readAll(); // in the code page, separator escaped
     QVERIFY2(bytes.contains("\n1|Caf\xe9 \x80 %7C Bar|1|"), bytes.constData());
     const auto contents = DisplayListFile::read(path);
     QCOMPARE(contents.errorTexts(), QStringList());
@@ -127,13 +127,21 @@ void TestDisplayList::writeThenRead()
 
 void TestDisplayList::resolve_data()
 {
-    QTest::addColumn<QString>("appPath");  // "" = not set: the library's folder
+    QTest::addColumn<QString>("appPath"); // "" = not set: the library's folder
     QTest::addColumn<QString>("fileName");
-    QTest::addColumn<QString>("expected");  // "@" = the test's folder
-    QTest::newRow("bare name, no AppPath") << "" << "Displays.dat" << "@/Displays.dat";
-    QTest::newRow("relative with backslashes") << "/opt/lumarex\\" << "lists\\D.dat" << "/opt/lumarex/lists/D.dat";
-    QTest::newRow("absolute with backslashes") << "/opt/lumarex" << "\\srv\\x\\D.dat" << "/srv/x/D.dat";
-    QTest::newRow("drive letter is absolute") << "/opt/lumarex" << "C:\\x\\..\\D.dat" << "C:/D.dat";
+    QTest::addColumn<QString>("expected"); // "@" = the test's folder
+    QTest::newRow("bare name, no AppPath") << ""
+                                           << "Displays.dat"
+                                           << "@/Displays.dat";
+    QTest::newRow("relative with backslashes") << "/opt/lumarex\\"
+                                               << "lists\\D.dat"
+                                               << "/opt/lumarex/lists/D.dat";
+    QTest::newRow("absolute with backslashes") << "/opt/lumarex"
+                                               << "\\srv\\x\\D.dat"
+                                               << "/srv/x/D.dat";
+    QTest::newRow("drive letter is absolute") << "/opt/lumarex"
+                                              << "C:\\x\\..\\D.dat"
+                                              << "C:/D.dat";
 }
 
 void TestDisplayList::resolve()
@@ -151,7 +159,7 @@ void TestDisplayList::find_data()
 {
     QTest::addColumn<bool>("byName");
     QTest::addColumn<QString>("query");
-    QTest::addColumn<int>("position");  // 0 = not found
+    QTest::addColumn<int>("position"); // 0 = not found
     QTest::newRow("number with leading zero and blanks") << false << " 02 " << 2;
     QTest::newRow("number before a name that looks like it") << false << "12" << 4;
     QTest::newRow("name ignoring case when no number matches") << false << "DOCK" << 2;
@@ -175,7 +183,7 @@ void TestDisplayList::find()
     short found = 0;
     const RuntimeError e = errorOf([&] { found = byName ? list.FindDisplayByName(query) : list.FindDisplay(query); });
     QCOMPARE(int(found), position);
-    QCOMPARE(int(list.CurrentRecord()), position ? position : 3);  // a failed search leaves the current record
+    QCOMPARE(int(list.CurrentRecord()), position ? position : 3); // a failed search leaves the current record
     if (!position) {
         QCOMPARE(e.number(), int(RuntimeError::SubscriptOutOfRange));
         QCOMPARE(e.description(),
@@ -228,11 +236,12 @@ void TestDisplayList::readAgainOnEveryOpen()
     QCOMPARE(e.description(), QStringLiteral("Display list file not found: ") + QDir::toNativeSeparators(path));
     QCOMPARE(errorOf([&] { list.FindDisplay(QStringLiteral("2")); }).number(), int(RuntimeError::FileNotFound));
     QCOMPARE(errorOf([&] { list.RecordCount(); }).number(), int(RuntimeError::FileNotFound));
-    QVERIFY(QDir().mkdir(path));  // a folder of that name
+    QVERIFY(QDir().mkdir(path)); // a folder of that name
     e = errorOf([&] { list.setListFile(kFile); });
     QCOMPARE(e.number(), int(RuntimeError::PathFileAccessError));
-    QCOMPARE(e.description(), QStringLiteral("Display list file cannot be read: %1 (it is a folder)")
-                                  .arg(QDir::toNativeSeparators(path)));
+    QCOMPARE(
+        e.description(),
+        QStringLiteral("Display list file cannot be read: %1 (it is a folder)").arg(QDir::toNativeSeparators(path)));
 }
 
 QTEST_GUILESS_MAIN(TestDisplayList)

@@ -31,8 +31,7 @@ disptrans::VarAttributeList attribute(int16_t index, int16_t color, int16_t blin
 }
 
 // A call by name; false when the control says its last command failed.
-template <class T>
-QVariant call(zolDispTrans& control, const char* name, const T& argument)
+template <class T> QVariant call(zolDispTrans& control, const char* name, const T& argument)
 {
     QVariantList args{QVariant::fromValue(argument)};
     const QVariant answer = latebound::callMethod(&control, name, args);
@@ -76,7 +75,7 @@ void TestDispTransEmulator::notOpen()
         [&](zolDispTrans& c) { return c.ReadDisplayConfiguration().IsDisplayGroup; },
         [&](zolDispTrans& c) { return c.SendMessage(QStringLiteral("x")); }};
     zolDispTrans control;
-    QTcpServer server;  // a loopback port on which nobody listens once closed
+    QTcpServer server; // a loopback port on which nobody listens once closed
     server.listen(QHostAddress::LocalHost, 0);
     auto refused = tcpTo(server.serverPort());
     server.close();
@@ -103,17 +102,20 @@ void TestDispTransEmulator::commandsReachTheDisplay()
 {
     zolDispTrans control;
     QVERIFY(call(control, "OpenConnection", tcpTo(m_emulator.tcpPort(), 6)).toBool());
-    QCOMPARE(latebound::getProperty(&control, "DisplayAddress").toInt(), 6);  // the address of the settings
+    QCOMPARE(latebound::getProperty(&control, "DisplayAddress").toInt(), 6); // the address of the settings
     const QString text = QStringLiteral("21\u00b0C \u20ac ");
     QVERIFY(call(control, "SendTextVarData", disptrans::TextVarDataItem{4, text}).toBool());
     QVERIFY(call(control, "SendCellVarData", disptrans::CellVarDataItem{4, QStringLiteral("$4.99")}).toBool());
-    QVERIFY(call(control, "SendTextVarAttributes", attribute(4, 3, 1, 2)).toBool());  // only 1 means "yes"
+    QVERIFY(call(control, "SendTextVarAttributes", attribute(4, 3, 1, 2)).toBool()); // only 1 means "yes"
     QVERIFY(call(control, "SendCellVarAttributes", attribute(4, 5, 2, 1)).toBool());
     QStringList read;
     for (const char* name : {"ReadTextVariable", "ReadCellVariable"}) {
         const auto r = call(control, name, disptrans::VarReadRequest{4}).value<disptrans::VarReadReply>();
-        read << QStringLiteral("%1 %2%3%4").arg(r.Data).arg(r.Color)
-                    .arg(r.Blink == 1 ? " blink" : "").arg(r.Inverse == 1 ? " inverse" : "");
+        read << QStringLiteral("%1 %2%3%4")
+                    .arg(r.Data)
+                    .arg(r.Color)
+                    .arg(r.Blink == 1 ? " blink" : "")
+                    .arg(r.Inverse == 1 ? " inverse" : "");
     }
     QCOMPARE(read, (QStringList{text + QStringLiteral(" 3 blink"), QStringLiteral("$4.99 5 inverse")}));
     const auto t = latebound::callMethod(&control, "ReadDownloadTime").value<disptrans::DownloadTime>();

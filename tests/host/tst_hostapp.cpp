@@ -35,7 +35,7 @@ class FakeDispTrans final : public QObject, public disptrans::IDispTrans {
     Q_INTERFACES(disptrans::IDispTrans)
 public:
     bool openAnswer = true, isOpen = false;
-    int16_t failingAddress = -1, address = 0;  // SendMessage to failingAddress answers false
+    int16_t failingAddress = -1, address = 0; // SendMessage to failingAddress answers false
     QStringList calls;
     QString message;
 
@@ -48,7 +48,11 @@ public:
         address = s.ConnAddress;
         return isOpen = openAnswer;
     }
-    void CloseConnection() override { calls << QStringLiteral("close"); isOpen = false; }
+    void CloseConnection() override
+    {
+        calls << QStringLiteral("close");
+        isOpen = false;
+    }
     void setDisplayAddress(const QString& a) override { address = a.toShort(); }
     void setDisplayAddress(int16_t a) override { address = a; }
     int16_t DisplayAddress() override { return address; }
@@ -148,10 +152,10 @@ void TestHostApp::transmit_data()
     QTest::addColumn<int>("kind");
     QTest::addColumn<QString>("addresses");
     QTest::addColumn<bool>("opens");
-    QTest::addColumn<int>("failing");   // the address whose message fails, -1 none
-    QTest::addColumn<QString>("hook");  // "yes", "no" (not asked for) or "fails"
+    QTest::addColumn<int>("failing");  // the address whose message fails, -1 none
+    QTest::addColumn<QString>("hook"); // "yes", "no" (not asked for) or "fails"
     QTest::addColumn<bool>("sent");
-    QTest::addColumn<QStringList>("calls");  // "open kind target;serial;dial;port@address", ...
+    QTest::addColumn<QStringList>("calls"); // "open kind target;serial;dial;port@address", ...
     QTest::addColumn<QString>("logged");
     QTest::newRow("tcp: hook then message, per address")
         << 3 << " 1, 2 ,," << true << -1 << "yes" << true
@@ -161,15 +165,15 @@ void TestHostApp::transmit_data()
         << 3 << "" << true << -1 << "yes" << true
         << QStringList{"open 3 target;;;47010@0", "pre 0", "message 0", "close"} << "Opening display 3 (D3)";
     QTest::newRow("serial, hook not asked for")
-        << 1 << "4" << true << -1 << "no" << true
-        << QStringList{"open 1 target;9600,N,8,1;;@4", "message 4", "close"} << "";
+        << 1 << "4" << true << -1 << "no" << true << QStringList{"open 1 target;9600,N,8,1;;@4", "message 4", "close"}
+        << "";
     QTest::newRow("modem, hook fails, message still sent")
         << 2 << "1" << true << -1 << "fails" << true
         << QStringList{"open 2 target;;5551234;@1", "pre 1", "message 1", "close"}
         << "Pre-transmit of FakePlugin failed: Automation error";
-    QTest::newRow("any other kind as modem, open fails") << 0 << "1" << false << -1 << "yes" << false
-                                                         << QStringList{"open 2 target;;5551234;@1"}
-                                                         << "FAILED to open display 3 (D3): connection refused";
+    QTest::newRow("any other kind as modem, open fails")
+        << 0 << "1" << false << -1 << "yes" << false << QStringList{"open 2 target;;5551234;@1"}
+        << "FAILED to open display 3 (D3): connection refused";
     QTest::newRow("one address fails, the others still sent")
         << 3 << "1,2,3" << true << 2 << "no" << false
         << QStringList{"open 3 target;;;47010@1", "message 1", "message 2", "message 3", "close"}
@@ -196,7 +200,7 @@ void TestHostApp::transmit()
     QTEST(t.transmit(r, playfile, {&plugin}), "sent");
     QTEST(control.calls, "calls");
     if (opens) {
-        QCOMPARE(control.message, QStringLiteral("A\r\nB\r\nC\r\nD"));  // every line end as CR LF
+        QCOMPARE(control.message, QStringLiteral("A\r\nB\r\nC\r\nD")); // every line end as CR LF
         QCOMPARE(plugin.playfile, hook == u"no" ? QString() : playfile);
     }
     QVERIFY2(log.join(u'\n').contains(logged), qPrintable(log.join(u'\n')));
@@ -204,13 +208,17 @@ void TestHostApp::transmit()
 
 void TestHostApp::displayListEditor_data()
 {
-    QTest::addColumn<int>("column");  // of the added row
+    QTest::addColumn<int>("column"); // of the added row
     QTest::addColumn<QString>("value");
-    QTest::addColumn<QString>("problem");  // "" = saved
-    QTest::newRow("separator in the name is saved") << 1 << "Sales | Service" << "";
-    QTest::newRow("empty name") << 1 << " " << "row 2: display 6 has no name";
-    QTest::newRow("number taken with leading zero") << 0 << "05" << "row 2: display number 5 is already used in row 1";
-    QTest::newRow("kind not a number") << 2 << "tcp" << "row 2: the kind is not a number";
+    QTest::addColumn<QString>("problem"); // "" = saved
+    QTest::newRow("separator in the name is saved") << 1 << "Sales | Service"
+                                                    << "";
+    QTest::newRow("empty name") << 1 << " "
+                                << "row 2: display 6 has no name";
+    QTest::newRow("number taken with leading zero") << 0 << "05"
+                                                    << "row 2: display number 5 is already used in row 1";
+    QTest::newRow("kind not a number") << 2 << "tcp"
+                                       << "row 2: the kind is not a number";
 }
 
 void TestHostApp::displayListEditor()
@@ -236,7 +244,7 @@ void TestHostApp::displayListEditor()
         QCOMPARE(boxes.shown().size(), 1);
         QVERIFY2(boxes.shown().first().text.contains(problem), qPrintable(boxes.shown().first().text));
         QVERIFY(dialog.findChild<QLabel*>(QStringLiteral("lblProblems"))->text().contains(problem));
-        QCOMPARE(file.readAll(), original);  // not written
+        QCOMPARE(file.readAll(), original); // not written
         return;
     }
     QVERIFY(boxes.shown().isEmpty());
@@ -252,13 +260,13 @@ void TestHostApp::displayListEditor()
 
 void TestHostApp::displayChooser_data()
 {
-    QTest::addColumn<QByteArray>("list");    // "Displays.dat"; empty: no file
-    QTest::addColumn<QStringList>("steps");  // "check N", "double N" or a button's name
-    QTest::addColumn<QStringList>("shown");  // the displays as the dialog opened, "*" = checked
-    QTest::addColumn<QString>("problem");    // part of the problem shown
-    QTest::addColumn<QString>("chosen");     // "" = no choice: the previous one is kept
+    QTest::addColumn<QByteArray>("list");   // "Displays.dat"; empty: no file
+    QTest::addColumn<QStringList>("steps"); // "check N", "double N" or a button's name
+    QTest::addColumn<QStringList>("shown"); // the displays as the dialog opened, "*" = checked
+    QTest::addColumn<QString>("problem");   // part of the problem shown
+    QTest::addColumn<QString>("chosen");    // "" = no choice: the previous one is kept
     const QByteArray list = "1|Lobby|3|h||1||1\n2|Dock|1|/dev/ttyS0|9600,N,8,1|||1,2\n3|Branch|2|/dev/ttyS1|||555|1\n";
-    const QStringList shown{"1 - Lobby", "2 - Dock*", "3 - Branch*"};  // recently chosen: 2 and 3
+    const QStringList shown{"1 - Lobby", "2 - Dock*", "3 - Branch*"}; // recently chosen: 2 and 3
     auto row = [&](const char* tag, const QStringList& steps, const char* chosen) {
         QTest::newRow(tag) << list << steps << shown << "" << chosen;
     };
@@ -270,7 +278,8 @@ void TestHostApp::displayChooser_data()
     QTest::newRow("no list") << QByteArray() << QStringList{"cmdOK"} << QStringList{} << "Display list file not found"
                              << "";
     QTest::newRow("malformed line") << QByteArray("1|Lobby|3\n2|Dock|3|h||1||1\n") << QStringList{"cmdOK"}
-                                    << QStringList{"2 - Dock*"} << "line 1: expected 8 fields" << "2";
+                                    << QStringList{"2 - Dock*"} << "line 1: expected 8 fields"
+                                    << "2";
 }
 
 void TestHostApp::displayChooser()
@@ -283,7 +292,7 @@ void TestHostApp::displayChooser()
         writeFile(env.path(QStringLiteral("Displays.dat")), list);
     if (!problem.isEmpty() && !list.isEmpty())
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(problem));
-    settings::write(settings::kRecentDisplays, QStringLiteral("2\u00ff3"));  // numbers joined by character 255
+    settings::write(settings::kRecentDisplays, QStringLiteral("2\u00ff3")); // numbers joined by character 255
     settings::write(settings::kLastOpenedDisplay, QStringLiteral("2,3"));
     QStringList shown, captions;
     QString shownProblem;
@@ -350,8 +359,9 @@ void TestHostApp::mainWindowPluginsAndTransmit()
     for (const char* id : {"Fake.PluginData", "Alpha.PluginData"})
         ClassRegistry().registerClass(QString::fromLatin1(id), QStringLiteral("/nowhere/lib.so"));
     ComponentLoader::setFactory(QStringLiteral("Alpha.PluginData"), [] { return new FakePluginData({"Alpha.Main"}); });
-    ComponentLoader::setFactory(QStringLiteral("Fake.PluginData"),
-                                [] { return new FakePluginData({"Fake.Main", "Fake.Broken"}, 1); });
+    ComponentLoader::setFactory(QStringLiteral("Fake.PluginData"), [] {
+        return new FakePluginData({"Fake.Main", "Fake.Broken"}, 1);
+    });
     ComponentLoader::setFactory(QStringLiteral("Alpha.Main"), [] { return new FakePlugin(false); });
     FakePlugin* plugin = nullptr;
     ComponentLoader::setFactory(QStringLiteral("Fake.Main"), [&plugin] { return plugin = new FakePlugin; });
@@ -359,7 +369,7 @@ void TestHostApp::mainWindowPluginsAndTransmit()
     ComponentLoader::setFactory(disptrans::kDispTransProgId, [&control] { return control = new FakeDispTrans; });
 
     frmMain window;
-    window.loadPlugins(env.folder());  // no libraries there: only the registered fakes
+    window.loadPlugins(env.folder()); // no libraries there: only the registered fakes
     // In name order; a library whose listing fails halfway keeps what it listed before.
     QStringList listed;
     for (const auto& p : window.plugins())

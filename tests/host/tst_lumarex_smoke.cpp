@@ -60,10 +60,10 @@ void TestLumarexSmoke::selfTestAndScreenshot()
 
 void TestLumarexSmoke::transmitAndQuit_data()
 {
-    QTest::addColumn<QByteArray>("displays");  // "PORT" becomes the emulator's port; empty: no file
+    QTest::addColumn<QByteArray>("displays"); // "PORT" becomes the emulator's port; empty: no file
     QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QStringList>("shown");   // the emulator's lines for the message
-    QTest::addColumn<QString>("error");       // part of the host's error output
+    QTest::addColumn<QStringList>("shown"); // the emulator's lines for the message
+    QTest::addColumn<QString>("error");     // part of the host's error output
     QTest::newRow("every address of the display") << QByteArray("2|Emulated|3|127.0.0.1||PORT||3,4\n") << 0
                                                   << QStringList{"SHOW 3 HELLO|WORLD", "SHOW 4 HELLO|WORLD"} << "";
     QTest::newRow("nobody listening") << QByteArray("2|Emulated|3|127.0.0.1||1||7\n") << 1 << QStringList{} << "";

@@ -61,7 +61,7 @@ void TestPluginMaster::tokenTable()
         QCOMPARE(master.Status().toInt(), int(zolPluginMaster::Ready));
         master.SetTokenText(QStringLiteral("vbl001"), QStringLiteral("one"));
         master.SetTokenText(QStringLiteral("VBL002"), QStringLiteral("two"));
-        master.SetTokenText(QStringLiteral(" VBL001"), QStringLiteral("uno"));  // names ignore case and blanks
+        master.SetTokenText(QStringLiteral(" VBL001"), QStringLiteral("uno")); // names ignore case and blanks
         // Seen at once by every master of this program...
         QCOMPARE(other.GetTokenText(QStringLiteral("Vbl001")), QStringLiteral("uno"));
         QCOMPARE(other.TokenNames(), (QStringList{"VBL001", "VBL002"}));
@@ -81,13 +81,11 @@ void TestPluginMaster::runPluginMethod_data()
     QTest::addColumn<QString>("progId");
     QTest::addColumn<QString>("method");
     QTest::addColumn<bool>("statusIn");
-    QTest::addColumn<QString>("text");  // param1 afterwards
+    QTest::addColumn<QString>("text"); // param1 afterwards
     QTest::addColumn<bool>("status");
     QTest::addColumn<int>("error");
     auto row = [](const char* tag, const char* progId, const char* method, bool in, const char* text, bool out,
-                  int error = 0) {
-        QTest::newRow(tag) << progId << method << in << text << out << error;
-    };
+                  int error = 0) { QTest::newRow(tag) << progId << method << in << text << out << error; };
     row("both ways", "Test.Echo", "Join", false, "left+right", true);
     row("status comes back", "Test.Echo", "Join", true, "left+right", false);
     row("registered, library gone", "Test.Gone", "Join", true, "left", false);
@@ -122,20 +120,24 @@ void TestPluginMaster::clean_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("expected");
     const QStringList darn{QStringLiteral("darn")};
-    QTest::newRow("any case, every time") << darn << "DaRn it darn" << "**** it ****";
-    QTest::newRow("inside a longer word") << darn << "darned undarn" << "darned undarn";
-    QTest::newRow("digit, underscore or accent attached") << darn << QStringLiteral("darn1 2darn darn_x darn\u00e9")
-                                                          << QStringLiteral("darn1 2darn darn_x darn\u00e9");
+    QTest::newRow("any case, every time") << darn << "DaRn it darn"
+                                          << "**** it ****";
+    QTest::newRow("inside a longer word") << darn << "darned undarn"
+                                          << "darned undarn";
+    QTest::newRow("digit, underscore or accent attached")
+        << darn << QStringLiteral("darn1 2darn darn_x darn\u00e9") << QStringLiteral("darn1 2darn darn_x darn\u00e9");
     QTest::newRow("punctuation, apostrophe, hyphen end the word") << darn << "(darn) \"darn\" darn's darn-it"
                                                                   << "(****) \"****\" ****'s ****-it";
-    QTest::newRow("variable tokens untouched") << darn << QString(kRs + "A000 darn " + kRs + "V001")
-                                               << QString(kRs + "A000 **** " + kRs + "V001");
-    QTest::newRow("phrase, any blanks between") << QStringList{"bad word"} << "a bad  word here" << "a ********* here";
-    QTest::newRow("longer entry wins") << QStringList{"bad", "bad word"} << "bad word, bad" << "********, ***";
+    QTest::newRow("variable tokens untouched")
+        << darn << QString(kRs + "A000 darn " + kRs + "V001") << QString(kRs + "A000 **** " + kRs + "V001");
+    QTest::newRow("phrase, any blanks between") << QStringList{"bad word"} << "a bad  word here"
+                                                << "a ********* here";
+    QTest::newRow("longer entry wins") << QStringList{"bad", "bad word"} << "bad word, bad"
+                                       << "********, ***";
     QTest::newRow("regular expression characters") << QStringList{"c++", "a.b"} << "c++ and axb, a.b"
                                                    << "*** and axb, ***";
-    QTest::newRow("letters beyond ASCII") << QStringList{QStringLiteral("fl\u00f6t")} << QStringLiteral("FL\u00d6T!")
-                                          << "****!";
+    QTest::newRow("letters beyond ASCII")
+        << QStringList{QStringLiteral("fl\u00f6t")} << QStringLiteral("FL\u00d6T!") << "****!";
 }
 
 void TestPluginMaster::clean()
@@ -150,9 +152,9 @@ void TestPluginMaster::clean()
 
 void TestPluginMaster::cleanCmdReadsWordList()
 {
-    TestEnvironment env;  // also the library's folder
+    TestEnvironment env; // also the library's folder
     const QString beside = env.path(QStringLiteral("BadWords.txt"));
-    writeFile(beside, "# heck\r\n  darn \r\n\r\nfl\xf6t\r\n");  // comments, blanks, the code page
+    writeFile(beside, "# heck\r\n  darn \r\n\r\nfl\xf6t\r\n"); // comments, blanks, the code page
     zolBadWordChecker checker;
     QCOMPARE(checker.WordListPath(), beside);
     QCOMPARE(cleanCmd(&checker, QStringLiteral("Darn! fl\u00f6t # heck")), QStringLiteral("****! **** # heck!"));

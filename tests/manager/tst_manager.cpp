@@ -25,7 +25,7 @@
 
 namespace {
 const QString kAbsent = "<absent>";
-const QString ff(QChar(0xFF));  // separates the recent displays
+const QString ff(QChar(0xFF)); // separates the recent displays
 const QList<settings::Key> kOptions{settings::kUpdateAll, settings::kUpdateData, settings::kUpdateAttribute};
 const QList<settings::Key> kPrompts{settings::kPromptForVariable, settings::kPromptForDisplay,
                                     settings::kPromptForDelay};
@@ -64,11 +64,15 @@ void click(QWidget* d, const QString& name)
 }
 void showPage(QWidget* d, int page) { d->findChild<QTabWidget*>("tabVariables")->setCurrentIndex(page); }
 void choose(QWidget* d, const char* name, const QString& t) { combo(d, name)->setCurrentText(t); }
-void typeInto(QLineEdit* box, const QString& text) { box->clear(); QTest::keyClicks(box, text); }
+void typeInto(QLineEdit* box, const QString& text)
+{
+    box->clear();
+    QTest::keyClicks(box, text);
+}
 
 // Holds at most one link; pasting takes `clipboard`.
 struct FakeLinkContainer final : ILinkContainer {
-    QString clipboard, value, source;  // value: the linked document's current text
+    QString clipboard, value, source; // value: the linked document's current text
     void setLinkedOnly() override {}
     bool canPaste() override { return !clipboard.isEmpty(); }
     void paste() override { source = clipboard; }
@@ -86,7 +90,11 @@ class HostChooser final : public QObject, public hostobjects::IDisplayChooser {
 public:
     explicit HostChooser(QString answer) : m_answer(std::move(answer)) { ++alive; }
     ~HostChooser() override { --alive; }
-    QString SelectDisplays() override { ++asked; return m_answer; }
+    QString SelectDisplays() override
+    {
+        ++asked;
+        return m_answer;
+    }
     static void install(const QString& answer)
     {
         ComponentLoader::setFactory(hostobjects::kDisplayChooserProgId, [answer] { return new HostChooser(answer); });
@@ -100,19 +108,28 @@ private:
 // Update dialogs that record every call made to them, as "name" or "name:argument".
 struct Recorder final : manager::UpdateDialogs {
     QStringList calls;
-    VarSelection chosen{{true, 1}};                    // what the chooser answers
-    QString delayAnswer;                               // "displays|delays", or "cancel"
-    std::function<void(clsVariableAccess*)> onChoose = [](clsVariableAccess*) {};  // runs when the chooser is asked
-    std::function<QString()> displaySelection;         // what the delay prompt was lent
+    VarSelection chosen{{true, 1}};                                               // what the chooser answers
+    QString delayAnswer;                                                          // "displays|delays", or "cancel"
+    std::function<void(clsVariableAccess*)> onChoose = [](clsVariableAccess*) {}; // runs when the chooser is asked
+    std::function<QString()> displaySelection;                                    // what the delay prompt was lent
 
     struct Step final : manager::VariableChooser, manager::DelayPrompt, manager::UpdateSender {
         Recorder& r;
         clsVariableAccess* set = nullptr;
         explicit Step(Recorder& r) : r(r) {}
-        void setVariableSet(clsVariableAccess* s) override { set = s; r.calls << "setVariableSet"; }
+        void setVariableSet(clsVariableAccess* s) override
+        {
+            set = s;
+            r.calls << "setVariableSet";
+        }
         VarSelection GetChosenVars() override { return choose("GetChosenVars"); }
         VarSelection GetLastVars() override { return choose("GetLastVars"); }
-        VarSelection choose(const char* call) { r.calls << call; r.onChoose(set); return r.chosen; }
+        VarSelection choose(const char* call)
+        {
+            r.calls << call;
+            r.onChoose(set);
+            return r.chosen;
+        }
         void exec() override { r.calls << "delay.exec:" + r.displaySelection(); }
         bool Cancelled() const override { return r.delayAnswer == u"cancel"; }
         QString DisplayList() const override { return r.delayAnswer.section(u'|', 0, 0); }
@@ -124,7 +141,11 @@ struct Recorder final : manager::UpdateDialogs {
         void SendVarAttributes() override { r.calls << "SendVarAttributes"; }
         void SendAllVarInfo() override { r.calls << "SendAllVarInfo"; }
     };
-    std::unique_ptr<Step> step(const char* call) { calls << call; return std::make_unique<Step>(*this); }
+    std::unique_ptr<Step> step(const char* call)
+    {
+        calls << call;
+        return std::make_unique<Step>(*this);
+    }
     std::unique_ptr<manager::VariableChooser> createChooser(QWidget*) override { return step("createChooser"); }
     std::unique_ptr<manager::UpdateSender> createUpdateSender(QWidget*) override { return step("createUpdateSender"); }
     std::unique_ptr<manager::DelayPrompt> createDelayPrompt(std::function<QString()> displays, QWidget*) override
@@ -148,7 +169,11 @@ class tst_Manager final : public QObject {
     std::unique_ptr<dlgVariables> m_dialog;
     Recorder m_dialogs;
 
-    dlgVariables* openManager() { m_dialog->show(); return m_dialog.get(); }
+    dlgVariables* openManager()
+    {
+        m_dialog->show();
+        return m_dialog.get();
+    }
     QString vlsPath() const { return m_world->env.path("QMDvarinfo.vls"); }
     void press(const QString& name) { click(m_dialog.get(), name); }
 
@@ -156,7 +181,9 @@ private slots:
     void init()
     {
         m_world = std::make_unique<World>();
-        { clsVariableAccess first; }  // a current file exists, as where the plug-in ran before
+        {
+            clsVariableAccess first;
+        } // a current file exists, as where the plug-in ran before
         m_dialog = std::make_unique<dlgVariables>();
         m_dialogs = Recorder();
         manager::setUpdateDialogs(&m_dialogs);
@@ -168,7 +195,7 @@ private slots:
         manager::releaseVariableManager();
         manager::setUpdateDialogs(nullptr);
         ComponentLoader::clearFactories();
-        QCOMPARE(HostChooser::alive, 0);  // every chooser was released
+        QCOMPARE(HostChooser::alive, 0); // every chooser was released
         m_world.reset();
     }
 
@@ -257,16 +284,18 @@ private slots:
     void configurationCommands_data()
     {
         QTest::addColumn<QString>("item");
-        QTest::addColumn<bool>("chooseOther");   // the file dialog's answer: other.vls, else cancelled
-        QTest::addColumn<QStringList>("shown");  // the file dialog's title, then messages
-        QTest::addColumn<QString>("after");      // the window title, the first name shown
+        QTest::addColumn<bool>("chooseOther");  // the file dialog's answer: other.vls, else cancelled
+        QTest::addColumn<QStringList>("shown"); // the file dialog's title, then messages
+        QTest::addColumn<QString>("after");     // the window title, the first name shown
         const QString kept = "Variable Manager - QMDvarinfo.vls Edited", load = "Choose file to load!";
         QTest::newRow("load") << "mnuToolsLoad" << true << QStringList{load} << "Variable Manager - other.vls Other";
-        QTest::newRow("load cancelled")
-            << "mnuToolsLoad" << false << QStringList{load, "No file chosen! No configuration will be loaded!"} << kept;
+        QTest::newRow("load cancelled") << "mnuToolsLoad" << false
+                                        << QStringList{load, "No file chosen! No configuration will be loaded!"}
+                                        << kept;
         QTest::newRow("new cancelled") << "mnuToolsNewConfiguration" << false
                                        << QStringList{"Choose name for new configuration!",
-                                                      "No name chosen! Not loading new configuration!"} << kept;
+                                                      "No name chosen! Not loading new configuration!"}
+                                       << kept;
     }
     void configurationCommands()
     {
@@ -297,13 +326,15 @@ private slots:
     {
         // The first start edits variable 5 and leaves on the Cell page; the second looks and closes.
         QList<void*> seen;
-        QString shown;  // the page, the text variable shown and variable 5's data
+        QString shown; // the page, the text variable shown and variable 5's data
         for (const bool edit5 : {true, false}) {
             QTimer::singleShot(0, [&, edit5] {
                 auto* d = qobject_cast<dlgVariables*>(QApplication::activeModalWidget());
                 seen << d << &d->variableSet();
-                shown = QStringLiteral("%1 %2 %3").arg(d->findChild<QTabWidget*>("tabVariables")->currentIndex())
-                            .arg(d->textPage()->shownNumber).arg(d->variableSet().VariableData(5));
+                shown = QStringLiteral("%1 %2 %3")
+                            .arg(d->findChild<QTabWidget*>("tabVariables")->currentIndex())
+                            .arg(d->textPage()->shownNumber)
+                            .arg(d->variableSet().VariableData(5));
                 if (!edit5)
                     return d->reject();
                 combo(d, "cmbTextVars")->setCurrentIndex(4);
@@ -322,14 +353,14 @@ private slots:
 
     void update_data()
     {
-        QTest::addColumn<QStringList>("prompts");  // PromptForVariable, PromptForDisplay, PromptForDelay
-        QTest::addColumn<QString>("displays");     // LastOpened for "0", Recent for "1", else the host's answer
+        QTest::addColumn<QStringList>("prompts"); // PromptForVariable, PromptForDisplay, PromptForDelay
+        QTest::addColumn<QString>("displays");    // LastOpened for "0", Recent for "1", else the host's answer
         QTest::addColumn<QString>("delayAnswer");
-        QTest::addColumn<QStringList>("options");  // UpdateAll, UpdateData, UpdateAttribute as stored
+        QTest::addColumn<QStringList>("options"); // UpdateAll, UpdateData, UpdateAttribute as stored
         QTest::addColumn<QStringList>("calls");
         QTest::addColumn<QString>("message");
-        const QStringList chosen{"createChooser", "setVariableSet", "GetChosenVars", "createUpdateSender",
-                                 "setVariableSet", "setSelectedVars"};
+        const QStringList chosen{"createChooser",      "setVariableSet", "GetChosenVars",
+                                 "createUpdateSender", "setVariableSet", "setSelectedVars"};
         QStringList last = chosen;
         last[2] = "GetLastVars";
         const auto sent = [](QStringList head, const QString& displays, const QString& delays, const char* send) {
@@ -338,30 +369,33 @@ private slots:
         const QStringList all{"True", "False", "False"};
         const auto error = [](int n) -> QString { return "Error Occurred " + RuntimeError::standardDescription(n); };
         QTest::newRow("TRUE asks, recent list of two, no option sends both")
-            << QStringList{"TRUE", "1", kAbsent} << "a" + ff + "b" << "" << QStringList{"False", "False", "False"}
-            << sent(chosen, "a,b", "0,0", "SendAllVarInfo") << "";
+            << QStringList{"TRUE", "1", kAbsent} << "a" + ff + "b"
+            << "" << QStringList{"False", "False", "False"} << sent(chosen, "a,b", "0,0", "SendAllVarInfo") << "";
         QTest::newRow("True uses the last choice, data only")
-            << QStringList{"True", "1", kAbsent} << "a" + ff + "b" << "" << QStringList{"False", "True", "False"}
-            << sent(last, "a,b", "0,0", "SendVarData") << "";
+            << QStringList{"True", "1", kAbsent} << "a" + ff + "b"
+            << "" << QStringList{"False", "True", "False"} << sent(last, "a,b", "0,0", "SendVarData") << "";
         QTest::newRow("absent asks, current display, options: case, numbers, unreadable")
-            << QStringList{kAbsent, "0", "FALSE"} << "7" << "" << QStringList{"false", "-1", "x"}
-            << sent(chosen, "7", "0", "SendVarData") << "";
+            << QStringList{kAbsent, "0", "FALSE"} << "7"
+            << "" << QStringList{"false", "-1", "x"} << sent(chosen, "7", "0", "SendVarData") << "";
         QTest::newRow("absent asks the host, last option set wins")
-            << QStringList{"FALSE", kAbsent, kAbsent} << "1,2,3" << "" << QStringList{"True", "True", "True"}
-            << sent(last, "1,2,3", "0,0,0", "SendVarAttributes") << "";
+            << QStringList{"FALSE", kAbsent, kAbsent} << "1,2,3"
+            << "" << QStringList{"True", "True", "True"} << sent(last, "1,2,3", "0,0,0", "SendVarAttributes") << "";
         const QStringList ask{"TRUE", "1", kAbsent};
-        QTest::newRow("no display ends silently") << ask << "" << "" << all << chosen << "";
-        QTest::newRow("display setting not a number") << QStringList{"TRUE", "abc", kAbsent} << "1" << "" << all
-                                                      << chosen << error(RuntimeError::TypeMismatch);
+        QTest::newRow("no display ends silently") << ask << ""
+                                                  << "" << all << chosen << "";
+        QTest::newRow("display setting not a number") << QStringList{"TRUE", "abc", kAbsent} << "1"
+                                                      << "" << all << chosen << error(RuntimeError::TypeMismatch);
         QTest::newRow("host chooser missing") << QStringList{"TRUE", "2", kAbsent} << kAbsent << "" << all << chosen
                                               << error(RuntimeError::ActiveXCannotCreateObject);
         // The delay prompt is lent the manager's display selection for its rows.
         const QStringList delay = chosen + QStringList{"createDelayPrompt", "delay.exec:p,q"};
         const QStringList prompt{"TRUE", "1", "TRUE"};
-        QTest::newRow("delays handed over") << prompt << "p" + ff + "q" << "x,y|0,15" << all
-                                            << sent(delay, "x,y", "0,15", "SendAllVarInfo") << "";
-        QTest::newRow("delay cancelled") << prompt << "p" + ff + "q" << "cancel" << all << delay << "";
-        QTest::newRow("delay without display") << prompt << "p" + ff + "q" << "|" << all << delay << "";
+        QTest::newRow("delays handed over") << prompt << "p" + ff + "q"
+                                            << "x,y|0,15" << all << sent(delay, "x,y", "0,15", "SendAllVarInfo") << "";
+        QTest::newRow("delay cancelled") << prompt << "p" + ff + "q"
+                                         << "cancel" << all << delay << "";
+        QTest::newRow("delay without display") << prompt << "p" + ff + "q"
+                                               << "|" << all << delay << "";
     }
     void update()
     {
@@ -387,14 +421,18 @@ private slots:
     void commands_data()
     {
         QTest::addColumn<QString>("item");
-        QTest::addColumn<QString>("lastCall");  // the chooser answers nothing
+        QTest::addColumn<QString>("lastCall"); // the chooser answers nothing
         QTest::addColumn<int>("hostAsked");
         // Nothing chosen ends the update silently.
-        QTest::newRow("update display now") << "mnuUpdateDisplay" << "GetLastVars" << 0;
+        QTest::newRow("update display now") << "mnuUpdateDisplay"
+                                            << "GetLastVars" << 0;
         // Choosing variables and the audit always show the chooser.
-        QTest::newRow("choose variables") << "mnuChooseVar" << "GetChosenVars" << 0;
-        QTest::newRow("audit") << "cmdVariableAudit" << "GetChosenVars" << 0;
-        QTest::newRow("choose displays") << "mnuChooseDisplay" << "" << 1;
+        QTest::newRow("choose variables") << "mnuChooseVar"
+                                          << "GetChosenVars" << 0;
+        QTest::newRow("audit") << "cmdVariableAudit"
+                               << "GetChosenVars" << 0;
+        QTest::newRow("choose displays") << "mnuChooseDisplay"
+                                         << "" << 1;
     }
     void commands()
     {
@@ -402,9 +440,9 @@ private slots:
         QFETCH(QString, lastCall);
         QFETCH(int, hostAsked);
         settings::write(settings::kPromptForVariable, "FALSE");
-        settings::write(settings::kPromptForDisplay, "-3");  // any number but 0 and 1 asks the host
+        settings::write(settings::kPromptForDisplay, "-3"); // any number but 0 and 1 asks the host
         HostChooser::install("9");
-        QStringList seen;  // in the set, the file and the store when the chooser is asked
+        QStringList seen; // in the set, the file and the store when the chooser is asked
         m_dialogs.onChoose = [&](clsVariableAccess* set) {
             seen << set->VariableData(257) << vlsRecord(vlsPath(), 257).value(4)
                  << settings::ReadMachineSetting("Lumarex3", "Variables", "VBL257", {});
@@ -420,18 +458,18 @@ private slots:
 
     void settingsShown_data()
     {
-        QTest::addColumn<QStringList>("stored");   // RetryInterval, PromptForDisplay, PromptForVariable, PromptForDelay
-        QTest::addColumn<QStringList>("shown");    // hours, minutes, seconds, then the option buttons checked
+        QTest::addColumn<QStringList>("stored"); // RetryInterval, PromptForDisplay, PromptForVariable, PromptForDelay
+        QTest::addColumn<QStringList>("shown");  // hours, minutes, seconds, then the option buttons checked
         const QStringList asks{"optChooseDisplay_2", "optChooseVar", "optNoDelay"};
         const QStringList never{"optChooseDisplay_2", "optNeverChooseVar", "optNoDelay"};
         QTest::newRow("nothing stored") << QStringList(4, kAbsent) << QStringList{"1", "0", "0"} + asks;
-        QTest::newRow("current display")
-            << QStringList{"3599", "0", "TRUE", "TRUE"}
-            << QStringList{"0", "59", "59", "optChooseDisplay_0", "optChooseVar", "optDelay"};
+        QTest::newRow("current display") << QStringList{"3599", "0", "TRUE", "TRUE"}
+                                         << QStringList{"0",       "59", "59", "optChooseDisplay_0", "optChooseVar",
+                                                        "optDelay"};
         QTest::newRow("last selection") << QStringList{"7", "1", "FALSE", "FALSE"}
                                         << QStringList{"0", "0", "7", "optChooseDisplay_1"} + never.mid(1);
-        QTest::newRow("out of range asks, case counts") << QStringList{"90000", "7", "True", "true"}
-                                                        << QStringList{"1", "0", "0"} + never;
+        QTest::newRow("out of range asks, case counts")
+            << QStringList{"90000", "7", "True", "true"} << QStringList{"1", "0", "0"} + never;
         QTest::newRow("negative") << QStringList{"-1", "-1", kAbsent, kAbsent} << QStringList{"23", "59", "59"} + asks;
         QTest::newRow("not numbers") << QStringList{"abc", "x", "", ""} << QStringList{"0", "0", "0"} + never;
     }
@@ -451,9 +489,9 @@ private slots:
     void settingsStored_data()
     {
         QTest::addColumn<QString>("storedDisplay");
-        QTest::addColumn<QStringList>("typed");  // hours, minutes, seconds; empty: as shown
-        QTest::addColumn<QStringList>("click");  // option buttons, then OK or Cancel
-        QTest::addColumn<QStringList>("after");  // RetryInterval, PromptForDisplay, PromptForVariable, PromptForDelay
+        QTest::addColumn<QStringList>("typed"); // hours, minutes, seconds; empty: as shown
+        QTest::addColumn<QStringList>("click"); // option buttons, then OK or Cancel
+        QTest::addColumn<QStringList>("after"); // RetryInterval, PromptForDisplay, PromptForVariable, PromptForDelay
         const QStringList ok{"cmdOK"};
         const auto asks = [](const char* interval) { return QStringList{interval, "2", "TRUE", "FALSE"}; };
         QTest::newRow("out of range stores 2") << "7" << QStringList{} << ok << asks("3600");
@@ -471,9 +509,9 @@ private slots:
         QTest::newRow("half to even up") << kAbsent << QStringList{"0", "0", "3.5"} << ok << asks("4");
         QTest::newRow("more than a day is kept") << kAbsent << QStringList{"25", "0", "0"} << ok << asks("90000");
         QTest::newRow("negative") << kAbsent << QStringList{"-1", "0", "0"} << ok << asks("-3600");
-        QTest::newRow("cancel stores nothing") << kAbsent << QStringList{"5", "0", "0"}
-                                               << QStringList{"optDelay", "optChooseDisplay_0", "cmdCancel"}
-                                               << QStringList(4, kAbsent);
+        QTest::newRow("cancel stores nothing")
+            << kAbsent << QStringList{"5", "0", "0"} << QStringList{"optDelay", "optChooseDisplay_0", "cmdCancel"}
+            << QStringList(4, kAbsent);
     }
     void settingsStored()
     {
@@ -509,7 +547,8 @@ private slots:
         chooser.setVariableSet(&set);
         QDir().mkpath(folder);
         for (const auto& [w, name] : {std::pair<QWidget*, QString>{m_dialog.get(), "manager-text.png"},
-                                      {m_dialog.get(), "manager-cell.png"}, {&settingsDialog, "settings.png"},
+                                      {m_dialog.get(), "manager-cell.png"},
+                                      {&settingsDialog, "settings.png"},
                                       {&chooser, "chooser.png"}}) {
             w->show();
             QApplication::processEvents();

@@ -31,13 +31,17 @@ void click(QWidget* w, const char* button) { QTest::mouseClick(w->findChild<QPus
 disptrans::VarReadReply readBack(quint16 port, bool text)
 {
     auto control = createComponent<disptrans::IDispTrans>(disptrans::kDispTransProgId);
-    disptrans::ConnectionSettings s{.ConnKind = disptrans::Network, .ConnTarget = "127.0.0.1", .ConnParam1 = {},
-                                    .ConnParam2 = {}, .ConnParam3 = QString::number(port), .ConnAddress = 1};
+    disptrans::ConnectionSettings s{.ConnKind = disptrans::Network,
+                                    .ConnTarget = "127.0.0.1",
+                                    .ConnParam1 = {},
+                                    .ConnParam2 = {},
+                                    .ConnParam3 = QString::number(port),
+                                    .ConnAddress = 1};
     if (!control->OpenConnection(s))
         return {};
     disptrans::VarReadRequest request{0};
-    const disptrans::VarReadReply reply =
-        text ? control->ReadTextVariable(request) : control->ReadCellVariable(request);
+    const disptrans::VarReadReply reply = text ? control->ReadTextVariable(request)
+                                               : control->ReadCellVariable(request);
     control->CloseConnection();
     return reply;
 }
@@ -65,7 +69,9 @@ private slots:
         QFile list(m_env.path("Displays.dat"));
         QVERIFY(list.open(QIODevice::WriteOnly));
         list.write(QStringLiteral("1|Lobby|3|127.0.0.1||%1||1\n2|Dock|3|127.0.0.1||%2||1\n")
-                       .arg(m_displays[0]->tcpPort()).arg(m_displays[1]->tcpPort()).toLatin1());
+                       .arg(m_displays[0]->tcpPort())
+                       .arg(m_displays[1]->tcpPort())
+                       .toLatin1());
         qputenv("LUMAREX_CHOOSE_DISPLAYS", "1,2");
         m_manager = std::make_unique<dlgVariables>();
     }
@@ -73,17 +79,17 @@ private slots:
     void updateReachesDisplays_data()
     {
         // The steps run in order on the same displays.
-        QTest::addColumn<QStringList>("prompts");  // PromptForVariable, PromptForDisplay, PromptForDelay
+        QTest::addColumn<QStringList>("prompts"); // PromptForVariable, PromptForDisplay, PromptForDelay
         QTest::addColumn<int>("option");
-        QTest::addColumn<QStringList>("typed");    // text variable 1's data and color; cell variable 1 gets data + "!"
+        QTest::addColumn<QStringList>("typed"); // text variable 1's data and color; cell variable 1 gets data + "!"
         QTest::addColumn<QStringList>("dialogs");
-        QTest::addColumn<QString>("shown");        // text variable 1's data and color code on the displays
+        QTest::addColumn<QString>("shown"); // text variable 1's data and color code on the displays
         QTest::newRow("chooser and host's display choice, data and attributes")
             << QStringList{"TRUE", "2", "FALSE"} << 0 << QStringList{"HELLO", "Green"}
             << QStringList{"dlgChooseVars", "dlgVariableUpdate"} << "HELLO 2";
-        QTest::newRow("last choices, data only") << QStringList{"FALSE", "1", "FALSE"} << 1
-                                                 << QStringList{"AGAIN", "Blue"} << QStringList{"dlgVariableUpdate"}
-                                                 << "AGAIN 2";
+        QTest::newRow("last choices, data only")
+            << QStringList{"FALSE", "1", "FALSE"} << 1 << QStringList{"AGAIN", "Blue"}
+            << QStringList{"dlgVariableUpdate"} << "AGAIN 2";
         QTest::newRow("current display, delay dialog, attributes only")
             << QStringList{"FALSE", "0", "TRUE"} << 2 << QStringList{"LATER", "Cyan"}
             << QStringList{"dlgUpdateDelay", "dlgVariableUpdate"} << "AGAIN 6";
@@ -126,13 +132,13 @@ private slots:
                 for (int i = 0; i < rows->topLevelItemCount(); ++i)
                     status << rows->topLevelItem(i)->text(1) + u' ' + rows->topLevelItem(i)->text(2);
                 if (status.isEmpty() || !status.filter(QRegularExpression("^(?!Updated|FAILED)")).isEmpty())
-                    return;  // still running
+                    return; // still running
                 modal->reject();
             } else if (name == u"dlgChooseVars") {
                 click(modal, "cmdUnSelectAll");
                 auto* list = modal->findChild<QTreeWidget*>("lstvVarsToChoose");
-                list->topLevelItem(0)->setCheckState(0, Qt::Checked);    // text variable 1
-                list->topLevelItem(256)->setCheckState(0, Qt::Checked);  // cell variable 1
+                list->topLevelItem(0)->setCheckState(0, Qt::Checked);   // text variable 1
+                list->topLevelItem(256)->setCheckState(0, Qt::Checked); // cell variable 1
                 click(modal, "cmdOK");
             } else if (name == u"dlgUpdateDelay") {
                 click(modal, "cmdClose");

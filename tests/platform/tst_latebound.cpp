@@ -50,7 +50,7 @@ private slots:
         QVariantList args{QStringLiteral("abc"), QStringLiteral("!"), false};
         latebound::callMethod(&t, "Clean", args);
         QCOMPARE(args[0].toString(), QStringLiteral("ABC!"));
-        QCOMPARE(args[1].toString(), QStringLiteral("!"));  // by value: unchanged
+        QCOMPARE(args[1].toString(), QStringLiteral("!")); // by value: unchanged
         QCOMPARE(args[2].toBool(), true);
     }
 
@@ -63,10 +63,10 @@ private slots:
         QTest::newRow("callee's own error") << QByteArray("Name") << QVariantList{1} << 9 << "Subscript out of range";
         QTest::newRow("no such method") << QByteArray("Nope") << QVariantList{} << 438
                                         << "Object doesn't support this property or method";
-        QTest::newRow("wrong argument count") << QByteArray("Add") << QVariantList{1} << 438
-                                              << "Object doesn't support this property or method";
-        QTest::newRow("argument not convertible") << QByteArray("Add") << QVariantList{QVariant::fromValue(QPoint()), 1}
-                                                  << 13 << "Type mismatch";
+        QTest::newRow("wrong argument count")
+            << QByteArray("Add") << QVariantList{1} << 438 << "Object doesn't support this property or method";
+        QTest::newRow("argument not convertible")
+            << QByteArray("Add") << QVariantList{QVariant::fromValue(QPoint()), 1} << 13 << "Type mismatch";
     }
     void errors()
     {

@@ -46,11 +46,13 @@ private slots:
         QTest::addColumn<QString>("expected");
         // The first table entry maps to code 128 ("€" in the code page), the second to 129, ...
         QTest::newRow("ascii unchanged") << QStringLiteral("éü") << QStringLiteral("abc") << QStringLiteral("abc");
-        QTest::newRow("first entry -> 128") << QStringLiteral("éü") << QStringLiteral("é") << QString(codepage::chr(128));
+        QTest::newRow("first entry -> 128")
+            << QStringLiteral("éü") << QStringLiteral("é") << QString(codepage::chr(128));
         QTest::newRow("second entry -> 129") << QStringLiteral("éü") << QStringLiteral("xüy")
-                                              << QStringLiteral("x") + codepage::chr(129) + QStringLiteral("y");
+                                             << QStringLiteral("x") + codepage::chr(129) + QStringLiteral("y");
         QTest::newRow("missing dropped") << QStringLiteral("é") << QStringLiteral("aöb") << QStringLiteral("ab");
-        QTest::newRow("first position wins") << QStringLiteral("ééü") << QStringLiteral("ü") << QString(codepage::chr(130));
+        QTest::newRow("first position wins")
+            << QStringLiteral("ééü") << QStringLiteral("ü") << QString(codepage::chr(130));
         QTest::newRow("outside code page copied") << QStringLiteral("é") << QStringLiteral("Ω") << QStringLiteral("Ω");
         QTest::newRow("empty table drops") << QString() << QStringLiteral("é1") << QStringLiteral("1");
     }
@@ -69,7 +71,7 @@ private slots:
         TestEnvironment env;
         const QString host = env.path(QStringLiteral("host"));
         writeFont(host, indexOf(QStringLiteral("é")));
-        QCOMPARE(MapExtendedCharacters(QStringLiteral("é")), QStringLiteral("é"));  // no font in the plug-in folder
+        QCOMPARE(MapExtendedCharacters(QStringLiteral("é")), QStringLiteral("é")); // no font in the plug-in folder
         // The host writes its folder Windows-style, with or without the trailing "\".
         settings::write(settings::kAppPath, host + QStringLiteral("\\"));
         QCOMPARE(MapExtendedCharacters(QStringLiteral("é")), QString(codepage::chr(128)));
@@ -96,7 +98,7 @@ private slots:
     void indexFileEdges_data()
     {
         QTest::addColumn<QByteArray>("index");
-        QTest::addColumn<QString>("table");  // "!" = Overflow expected
+        QTest::addColumn<QString>("table"); // "!" = Overflow expected
         QTest::newRow("even") << QByteArray("\x00\xe9\x00\xfc", 4) << QStringLiteral("éü");
         QTest::newRow("odd 5 bytes: 2.5 rounds to 2") << QByteArray("\x00\xe9\x00\xfc\x01", 5) << QStringLiteral("éü");
         QTest::newRow("odd 3 bytes: 1.5 rounds to 2, missing byte reads 0")

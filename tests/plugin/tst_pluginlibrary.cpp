@@ -77,7 +77,7 @@ private slots:
         TestEnvironment env;
         QCOMPARE(ComponentLoader::registerLibrary(m_library.fileName()), 0);
         std::unique_ptr<QObject> data(ComponentLoader::create(QStringLiteral("zolQMDVariablePlugin.PluginData")));
-        QCOMPARE(m_canUnloadNow(), 1);  // an object is alive
+        QCOMPARE(m_canUnloadNow(), 1); // an object is alive
 
         QCOMPARE(latebound::getProperty(data.get(), "TotalPlugins").toInt(), 1);
         QCOMPARE(latebound::callMethod(data.get(), "PluginNames", {0}).toString(),
@@ -87,7 +87,7 @@ private slots:
         QCOMPARE(latebound::callMethod(data.get(), "PluginDescriptiveName", {0}).toString(),
                  QStringLiteral("Variable Access/QMD"));
         QVERIFY(!latebound::callMethod(data.get(), "PluginPic", {0}).value<QIcon>().isNull());
-        QVERIFY(!latebound::callMethod(data.get(), "PluginPic", {1}).isValid());  // no resource 102: nothing
+        QVERIFY(!latebound::callMethod(data.get(), "PluginPic", {1}).isValid()); // no resource 102: nothing
 
         for (const char* table : {"PluginNames", "PluginDescription", "PluginDescriptiveName"}) {
             for (int index : {1, -1}) {
@@ -109,7 +109,8 @@ private slots:
         TestEnvironment env;
         QCOMPARE(ComponentLoader::registerLibrary(m_library.fileName()), 0);
         // No plug-in master is installed: seeding on creation must skip its failures.
-        std::unique_ptr<QObject> plugin(ComponentLoader::create(QStringLiteral("zolQMDVariablePlugin.zolQMDVariables")));
+        std::unique_ptr<QObject> plugin(
+            ComponentLoader::create(QStringLiteral("zolQMDVariablePlugin.zolQMDVariables")));
         QVERIFY(plugin);
         QCOMPARE(latebound::callMethod(plugin.get(), "DoesFrameEdit").toBool(), true);
         QCOMPARE(latebound::callMethod(plugin.get(), "DoesPreTransmit").toBool(), false);
@@ -127,7 +128,8 @@ private slots:
 
         QVariantList args{QStringLiteral("initvariables"), QStringLiteral("p1"), QStringLiteral("p2"), true};
         latebound::callMethod(plugin.get(), "ExecuteMethod", args);
-        QCOMPARE(args, (QVariantList{QStringLiteral("initvariables"), QStringLiteral("p1"), QStringLiteral("p2"), true}));
+        QCOMPARE(args,
+                 (QVariantList{QStringLiteral("initvariables"), QStringLiteral("p1"), QStringLiteral("p2"), true}));
         args[0] = QStringLiteral("InitVariables");
         latebound::callMethod(plugin.get(), "ExecuteMethod", args);
         QCOMPARE(args[1].toString(), QStringLiteral("p1"));

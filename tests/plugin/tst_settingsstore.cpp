@@ -11,12 +11,16 @@ private slots:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("expected");
-        const std::pair<const settings::Key*, const char*> table[] = {
-            {&settings::kRetryInterval, "3600"},   {&settings::kPromptForDisplay, "2"},
-            {&settings::kPromptForVariable, "TRUE"}, {&settings::kPromptForDelay, "FALSE"},
-            {&settings::kLastUsed, ""},           {&settings::kUpdateAll, "True"},
-            {&settings::kUpdateData, "False"},     {&settings::kUpdateAttribute, "False"},
-            {&settings::kRecentDisplays, ""},      {&settings::kLastOpenedDisplay, ""}};
+        const std::pair<const settings::Key*, const char*> table[] = {{&settings::kRetryInterval, "3600"},
+                                                                      {&settings::kPromptForDisplay, "2"},
+                                                                      {&settings::kPromptForVariable, "TRUE"},
+                                                                      {&settings::kPromptForDelay, "FALSE"},
+                                                                      {&settings::kLastUsed, ""},
+                                                                      {&settings::kUpdateAll, "True"},
+                                                                      {&settings::kUpdateData, "False"},
+                                                                      {&settings::kUpdateAttribute, "False"},
+                                                                      {&settings::kRecentDisplays, ""},
+                                                                      {&settings::kLastOpenedDisplay, ""}};
         for (const auto& [key, value] : table)
             QTest::newRow(key->name) << QString::fromLatin1(key->name) << QString::fromLatin1(value);
     }
@@ -25,11 +29,11 @@ private slots:
         QFETCH(QString, name);
         QFETCH(QString, expected);
         TestEnvironment env;
-        const settings::Key* keys[] = {&settings::kRetryInterval, &settings::kPromptForDisplay,
+        const settings::Key* keys[] = {&settings::kRetryInterval,     &settings::kPromptForDisplay,
                                        &settings::kPromptForVariable, &settings::kPromptForDelay,
-                                       &settings::kLastUsed, &settings::kUpdateAll, &settings::kUpdateData,
-                                       &settings::kUpdateAttribute, &settings::kRecentDisplays,
-                                       &settings::kLastOpenedDisplay};
+                                       &settings::kLastUsed,          &settings::kUpdateAll,
+                                       &settings::kUpdateData,        &settings::kUpdateAttribute,
+                                       &settings::kRecentDisplays,    &settings::kLastOpenedDisplay};
         for (const settings::Key* key : keys) {
             if (name == QLatin1String(key->name))
                 QCOMPARE(settings::read(*key), expected);
@@ -62,7 +66,8 @@ private slots:
                      .readValue(QStringLiteral("Software\\Morvel\\LumarexLite\\zolQMDVariablePlugin"),
                                 QStringLiteral("UpdateOnTransmit")),
                  QStringLiteral("True"));
-        QVERIFY(!RegistryRoutines(RegistryRoutines::LocalMachine).keyExists(QStringLiteral("Software\\Morvel\\LumarexLite")));
+        QVERIFY(!RegistryRoutines(RegistryRoutines::LocalMachine)
+                     .keyExists(QStringLiteral("Software\\Morvel\\LumarexLite")));
         settings::SetUpdateOnTransmit(false);
         QVERIFY(!settings::GetUpdateOnTransmit());
     }
@@ -72,9 +77,15 @@ private slots:
         QTest::addColumn<QString>("folder");
         QTest::addColumn<QString>("relative");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("backslash folder") << "/opt/host\\" << "Extended\\6X8L.IDX" << "/opt/host/Extended/6X8L.IDX";
-        QTest::newRow("plain folder") << "/opt/host" << "Extended\\6X8L.IDX" << "/opt/host/Extended/6X8L.IDX";
-        QTest::newRow("slash folder") << "/opt/host/" << "a/b" << "/opt/host/a/b";
+        QTest::newRow("backslash folder") << "/opt/host\\"
+                                          << "Extended\\6X8L.IDX"
+                                          << "/opt/host/Extended/6X8L.IDX";
+        QTest::newRow("plain folder") << "/opt/host"
+                                      << "Extended\\6X8L.IDX"
+                                      << "/opt/host/Extended/6X8L.IDX";
+        QTest::newRow("slash folder") << "/opt/host/"
+                                      << "a/b"
+                                      << "/opt/host/a/b";
     }
     void joinPathAcceptsBothSeparators()
     {

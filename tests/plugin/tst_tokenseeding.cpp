@@ -23,12 +23,14 @@ private slots:
     void unseededTableIsFilled()
     {
         TestEnvironment env;
-        zolQMDVariables plugin;  // creation seeds
+        zolQMDVariables plugin; // creation seeds
         QCOMPARE(FakePluginMaster::statusReads, 1);
         QCOMPARE(FakePluginMaster::tokens.size(), 417);
-        const QList<std::pair<QString, QString>> expected{
-            {"VBL001", RS + "A000"}, {"VBL256", RS + "A255"}, {"VBL257", RS + "V000"},
-            {"VBL416", RS + "V159"}, {"VBL417", RS + "V160"}};
+        const QList<std::pair<QString, QString>> expected{{"VBL001", RS + "A000"},
+                                                          {"VBL256", RS + "A255"},
+                                                          {"VBL257", RS + "V000"},
+                                                          {"VBL416", RS + "V159"},
+                                                          {"VBL417", RS + "V160"}};
         for (const auto& [key, text] : expected)
             QCOMPARE(FakePluginMaster::tokens.value(key), text);
     }
@@ -53,7 +55,8 @@ private slots:
         FakePluginMaster::tokens = {{"VBL001", vbl001}, {"VBL416", vbl416}, {"VBL100", "changed by the host"}};
         InitVariables();
         QCOMPARE(FakePluginMaster::setCalls, rewritten ? 417 : 0);
-        QCOMPARE(FakePluginMaster::tokens.value("VBL100"), rewritten ? RS + "A099" : QStringLiteral("changed by the host"));
+        QCOMPARE(FakePluginMaster::tokens.value("VBL100"),
+                 rewritten ? RS + "A099" : QStringLiteral("changed by the host"));
     }
 
     void failingCallsAreSkipped()
@@ -71,11 +74,11 @@ private slots:
     {
         TestEnvironment env;
         FakePluginMaster::failEveryCall = true;
-        InitVariables();  // must not raise
+        InitVariables(); // must not raise
         QVERIFY(FakePluginMaster::tokens.isEmpty());
         ComponentLoader::clearFactories();
         InitVariables();
-        zolQMDVariables plugin;  // creating the plug-in without a master works too
+        zolQMDVariables plugin; // creating the plug-in without a master works too
         QVERIFY(FakePluginMaster::tokens.isEmpty());
     }
 

@@ -48,7 +48,7 @@ private slots:
 void TestCommands::attributeText_data()
 {
     QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QString>("expected");   // index/colour, b = blink, i = inverse; or the first bad entry
+    QTest::addColumn<QString>("expected"); // index/colour, b = blink, i = inverse; or the first bad entry
     QTest::newRow("plain") << QByteArray("0001A") << "0/1";
     QTest::newRow("blink") << QByteArray("0072B") << "7/2b";
     QTest::newRow("inverse") << QByteArray("0427C") << "42/7i";
@@ -71,7 +71,8 @@ void TestCommands::attributeText()
     const auto entries = parseAttributeText(text, &bad);
     QStringList got;
     for (const AttributeEntry& e : entries.value_or(QList<AttributeEntry>()))
-        got.append(QStringLiteral("%1/%2%3%4").arg(e.index).arg(e.color).arg(e.blink ? "b" : "").arg(e.inverse ? "i" : ""));
+        got.append(
+            QStringLiteral("%1/%2%3%4").arg(e.index).arg(e.color).arg(e.blink ? "b" : "").arg(e.inverse ? "i" : ""));
     QCOMPARE(entries ? got.join(QLatin1Char(' ')) : QStringLiteral("bad %1").arg(bad), expected);
 }
 
@@ -79,13 +80,14 @@ void TestCommands::payloadLayout_data()
 {
     QTest::addColumn<char>("kind");
     QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<QByteArray>("encoded");   // from known values; null = the data must be refused
+    QTest::addColumn<QByteArray>("encoded"); // from known values; null = the data must be refused
     QTest::newRow("variable") << 'V' << QByteArray("\x06\x01\x02\xC4rger \x02\x03")
                               << variablePayload(VarReadReply{6, 1, 2, QStringLiteral("\u00C4rger \x02\x03")});
-    QTest::newRow("variable in Windows-1252") << 'V' << QByteArray("\x01\x02\x02\x80\xE9\x99")
-                                              << variablePayload(VarReadReply{1, 2, 2, QStringLiteral("\u20AC\u00E9\u2122")});
-    QTest::newRow("variable, blink code 0 is off") << 'V' << QByteArray("\x03\x02\x02")
-                                                   << variablePayload(VarReadReply{3, 0, 0, {}});
+    QTest::newRow("variable in Windows-1252")
+        << 'V' << QByteArray("\x01\x02\x02\x80\xE9\x99")
+        << variablePayload(VarReadReply{1, 2, 2, QStringLiteral("\u20AC\u00E9\u2122")});
+    QTest::newRow("variable, blink code 0 is off")
+        << 'V' << QByteArray("\x03\x02\x02") << variablePayload(VarReadReply{3, 0, 0, {}});
     QTest::newRow("download time") << 'D' << QByteArray("\x07\xEF\x0C\x1F\x17\x3B\x3A")
                                    << downloadTimePayload(DownloadTime{23, 59, 58, 12, 31, 2031});
     QTest::newRow("never downloaded") << 'D' << QByteArray(7, '\0') << downloadTimePayload(DownloadTime{});
@@ -133,17 +135,27 @@ void TestCommands::nakReasonsAndMalformedAnswers()
 void TestCommands::serialParams_data()
 {
     QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("expected");   // "" = refused
-    QTest::newRow("usual") << "9600,N,8,1" << "9600 N 8 1";
-    QTest::newRow("empty = defaults") << "" << "9600 N 8 1";
-    QTest::newRow("even 7 2") << "19200,E,7,2" << "19200 E 7 2";
-    QTest::newRow("odd lower case, blanks") << " 1200 , o , 8 , 1.5 " << "1200 O 8 1.5";
-    QTest::newRow("baud only") << "38400" << "38400 N 8 1";
-    QTest::newRow("bad parity") << "9600,X,8,1" << "";
-    QTest::newRow("bad data bits") << "9600,N,9,1" << "";
-    QTest::newRow("bad stop bits") << "9600,N,8,3" << "";
-    QTest::newRow("baud not a number") << "fast,N,8,1" << "";
-    QTest::newRow("too many fields") << "9600,N,8,1,X" << "";
+    QTest::addColumn<QString>("expected"); // "" = refused
+    QTest::newRow("usual") << "9600,N,8,1"
+                           << "9600 N 8 1";
+    QTest::newRow("empty = defaults") << ""
+                                      << "9600 N 8 1";
+    QTest::newRow("even 7 2") << "19200,E,7,2"
+                              << "19200 E 7 2";
+    QTest::newRow("odd lower case, blanks") << " 1200 , o , 8 , 1.5 "
+                                            << "1200 O 8 1.5";
+    QTest::newRow("baud only") << "38400"
+                               << "38400 N 8 1";
+    QTest::newRow("bad parity") << "9600,X,8,1"
+                                << "";
+    QTest::newRow("bad data bits") << "9600,N,9,1"
+                                   << "";
+    QTest::newRow("bad stop bits") << "9600,N,8,3"
+                                   << "";
+    QTest::newRow("baud not a number") << "fast,N,8,1"
+                                       << "";
+    QTest::newRow("too many fields") << "9600,N,8,1,X"
+                                     << "";
 }
 
 void TestCommands::serialParams()
@@ -154,10 +166,14 @@ void TestCommands::serialParams()
     QCOMPARE(p.has_value(), !expected.isEmpty());
     if (!p)
         return;
-    const QString parity = p->parity == QSerialPort::NoParity ? "N" : p->parity == QSerialPort::EvenParity ? "E"
-                         : p->parity == QSerialPort::OddParity ? "O" : "?";
-    const QString stop = p->stopBits == QSerialPort::OneStop ? "1" : p->stopBits == QSerialPort::TwoStop ? "2"
-                       : p->stopBits == QSerialPort::OneAndHalfStop ? "1.5" : "?";
+    const QString parity = p->parity == QSerialPort::NoParity     ? "N"
+                           : p->parity == QSerialPort::EvenParity ? "E"
+                           : p->parity == QSerialPort::OddParity  ? "O"
+                                                                  : "?";
+    const QString stop = p->stopBits == QSerialPort::OneStop          ? "1"
+                         : p->stopBits == QSerialPort::TwoStop        ? "2"
+                         : p->stopBits == QSerialPort::OneAndHalfStop ? "1.5"
+                                                                      : "?";
     QCOMPARE(QStringLiteral("%1 %2 %3 %4").arg(p->baud).arg(parity).arg(int(p->dataBits)).arg(stop), expected);
 }
 

@@ -17,7 +17,8 @@ enum class Link { Tcp, Pty, Modem };
 
 QStringList linkArgs(Link link)
 {
-    return link == Link::Tcp ? QStringList{"--tcp", "127.0.0.1:0"} : QStringList{link == Link::Pty ? "--pty" : "--modem-pty"};
+    return link == Link::Tcp ? QStringList{"--tcp", "127.0.0.1:0"}
+                             : QStringList{link == Link::Pty ? "--pty" : "--modem-pty"};
 }
 
 // Settings for every kind of link; each kind reads only its own fields.
@@ -25,8 +26,12 @@ ConnectionSettings settingsFor(Link link, const EmulatorProcess& emu)
 {
     ConnectionSettings s;
     s.ConnAddress = 1;
-    s.ConnKind = int16_t(link == Link::Tcp ? Network : link == Link::Pty ? SerialPort : 4);   // any kind but 1 and 3 is a modem
-    s.ConnTarget = link == Link::Tcp ? QStringLiteral("127.0.0.1") : link == Link::Pty ? emu.ptyPath() : emu.modemPath();
+    s.ConnKind = int16_t(link == Link::Tcp   ? Network
+                         : link == Link::Pty ? SerialPort
+                                             : 4); // any kind but 1 and 3 is a modem
+    s.ConnTarget = link == Link::Tcp   ? QStringLiteral("127.0.0.1")
+                   : link == Link::Pty ? emu.ptyPath()
+                                       : emu.modemPath();
     s.ConnParam1 = QStringLiteral("9600,N,8,1");
     s.ConnParam2 = QStringLiteral("5551234");
     s.ConnParam3 = QString::number(emu.tcpPort());
@@ -89,15 +94,25 @@ void TestDisplayClient::readBackOverEveryLink()
     QFETCH(int, link);
     EmulatorProcess emu(program);
     DisplayClient client;
-    client.setTimeoutMs(400);   // also shortens the modem's hang-up guard times
+    client.setTimeoutMs(400); // also shortens the modem's hang-up guard times
     QVERIFY(connectTo(emu, client, Link(link)));
     // Text and cell variables of the same index are different variables.
-    struct Value { bool cell; int16_t index; QString text; };
-    const QList<Value> values = {
-        {false, 0, QStringLiteral("Hello")}, {true, 0, QStringLiteral("12.5")},
-        {false, 159, QStringLiteral("Gr\u00F6\u00DFe \u20AC5 caf\u00E9")}, {true, 159, QString(1024, QLatin1Char('x'))},
-        {false, 255, QStringLiteral("a\x02" "b\x03" "c\x10" "d")}, {false, 3, QString()},
-        {true, 7, QStringLiteral("two\r\nlines")}};
+    struct Value {
+        bool cell;
+        int16_t index;
+        QString text;
+    };
+    const QList<Value> values = {{false, 0, QStringLiteral("Hello")},
+                                 {true, 0, QStringLiteral("12.5")},
+                                 {false, 159, QStringLiteral("Gr\u00F6\u00DFe \u20AC5 caf\u00E9")},
+                                 {true, 159, QString(1024, QLatin1Char('x'))},
+                                 {false, 255,
+                                  QStringLiteral("a\x02"
+                                                 "b\x03"
+                                                 "c\x10"
+                                                 "d")},
+                                 {false, 3, QString()},
+                                 {true, 7, QStringLiteral("two\r\nlines")}};
     const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
     for (const Value& v : values)
         QVERIFY2(v.cell ? client.writeCellData(v.index, v.text) : client.writeTextData(v.index, v.text),
@@ -106,10 +121,12 @@ void TestDisplayClient::readBackOverEveryLink()
     const auto t = client.readDownloadTime();
     QVERIFY2(t, qPrintable(client.errorText()));
     const QDateTime when(QDate(t->Year, t->Month, t->Day), QTime(t->Hour, t->Minute, t->Second));
-    QVERIFY2(when >= before.addMSecs(-before.time().msec()) && when <= QDateTime::currentDateTime(), qPrintable(when.toString()));
+    QVERIFY2(when >= before.addMSecs(-before.time().msec()) && when <= QDateTime::currentDateTime(),
+             qPrintable(when.toString()));
     // Attributes in batches as the updater makes them (CommandText under 1000 characters).
     for (int first = 0; first < 256; first += 199)
-        QVERIFY2(client.writeTextAttributes(attributeBatch(first, std::min(199, 256 - first))), qPrintable(client.errorText()));
+        QVERIFY2(client.writeTextAttributes(attributeBatch(first, std::min(199, 256 - first))),
+                 qPrintable(client.errorText()));
     QVERIFY2(client.writeCellAttributes(attributeBatch(0, 160)), qPrintable(client.errorText()));
     for (const bool cell : {false, true}) {
         for (int16_t i = 0; i < (cell ? 160 : 256); i += 3) {
@@ -125,7 +142,7 @@ void TestDisplayClient::readBackOverEveryLink()
         QCOMPARE(r ? r->Data : client.errorText(), v.text);
     }
     // A batch with one index beyond the variables is refused, with the display's reason.
-    QVERIFY(!client.writeCellAttributes(attributeBatch(150, 12)));   // 150 ... 161
+    QVERIFY(!client.writeCellAttributes(attributeBatch(150, 12))); // 150 ... 161
     QCOMPARE(client.errorText(), QStringLiteral("display 1 refused: cell variable 160 does not exist"));
     // A shown message names variables; a missing one shows as nothing.
     const QString rs(QChar(30));
@@ -134,7 +151,7 @@ void TestDisplayClient::readBackOverEveryLink()
     QCOMPARE(emu.waitForLine(QStringLiteral("SHOW 1 ")), QStringLiteral("SHOW 1 Temp 21\u00B0C Hello|12.5!"));
     client.close();
     QVERIFY(!client.isOpen());
-    if (Link(link) == Link::Modem) {   // the call was made, and ended with escape and hang-up
+    if (Link(link) == Link::Modem) { // the call was made, and ended with escape and hang-up
         for (const char* event : {"DIAL 5551234", "ESCAPE", "HANGUP"})
             QVERIFY2(!emu.waitForLine(QLatin1String(event)).isEmpty(), event);
     }
@@ -155,12 +172,14 @@ void TestDisplayClient::groupsAnswerForEveryUnit()
         client.setAddress(address);
         const auto c = client.readConfiguration();
         return !c ? client.errorText()
-                  : QStringLiteral("%1%2 %3,%4").arg(c->IsDisplayGroup ? "group" : "unit", c->GroupFlagB ? " b" : "")
-                        .arg(c->GroupSpanA).arg(c->GroupSpanB);
+                  : QStringLiteral("%1%2 %3,%4")
+                        .arg(c->IsDisplayGroup ? "group" : "unit", c->GroupFlagB ? " b" : "")
+                        .arg(c->GroupSpanA)
+                        .arg(c->GroupSpanB);
     };
     QCOMPARE(configuration(1), QStringLiteral("unit 0,0"));
     QCOMPARE(configuration(5), QStringLiteral("group 1,1"));
-    QCOMPARE(configuration(8), QStringLiteral("unit 0,0"));   // in a group, but not its base
+    QCOMPARE(configuration(8), QStringLiteral("unit 0,0")); // in a group, but not its base
     QCOMPARE(configuration(20), QStringLiteral("group b 2,1"));
     // (A+1) x (B+1) units, each with variables of its own.
     const QList<int16_t> units = {5, 6, 7, 8, 20, 21, 22, 23, 24, 25};
@@ -198,13 +217,13 @@ void TestDisplayClient::refusesBadArgumentsWithoutSending()
     EmulatorProcess emu(program);
     DisplayClient client;
     QVERIFY(connectTo(emu, client, Link::Tcp));
-    const bool ok = call == 0 ? client.writeTextData(-1, QStringLiteral("x"))
-                  : call == 1 ? client.writeTextData(256, QStringLiteral("x"))
-                  : call == 2 ? client.writeCellData(160, QStringLiteral("x"))
-                  : call == 3 ? client.readCellVariable(160).has_value()
-                  : call == 4 ? client.writeTextData(0, QString(1025, QLatin1Char('y')))
-                  : call == 5 ? client.writeTextAttributes(VarAttributeList())
-                              : client.showMessage(QString(2001, QLatin1Char('m')));
+    const bool ok = call == 0   ? client.writeTextData(-1, QStringLiteral("x"))
+                    : call == 1 ? client.writeTextData(256, QStringLiteral("x"))
+                    : call == 2 ? client.writeCellData(160, QStringLiteral("x"))
+                    : call == 3 ? client.readCellVariable(160).has_value()
+                    : call == 4 ? client.writeTextData(0, QString(1025, QLatin1Char('y')))
+                    : call == 5 ? client.writeTextAttributes(VarAttributeList())
+                                : client.showMessage(QString(2001, QLatin1Char('m')));
     QVERIFY(!ok);
     QCOMPARE(client.errorText(), error);
     QCOMPARE(client.bytesSent(), quint64(0));
@@ -220,8 +239,8 @@ void TestDisplayClient::faultsEndInFalseWithoutHanging_data()
 {
     QTest::addColumn<int>("link");
     QTest::addColumn<QStringList>("args");
-    QTest::addColumn<int>("goodCommands");   // commands that succeed before the fault; -1: open fails
-    QTest::addColumn<QString>("error");      // %1 = the port or device
+    QTest::addColumn<int>("goodCommands"); // commands that succeed before the fault; -1: open fails
+    QTest::addColumn<QString>("error");    // %1 = the port or device
     const int tcp = int(Link::Tcp), pty = int(Link::Pty), modem = int(Link::Modem);
     const QString late = QStringLiteral("no answer from display 1 within 0.3 s");
     const QString nak = QStringLiteral("display 1 refused: bad checksum");
@@ -232,11 +251,13 @@ void TestDisplayClient::faultsEndInFalseWithoutHanging_data()
     QTest::newRow("pty drop after 2 goes deaf") << pty << QStringList{"--drop-after", "2"} << 2 << late;
     QTest::newRow("tcp nak all") << tcp << QStringList{"--nak", "1"} << 0 << nak;
     QTest::newRow("pty nak all") << pty << QStringList{"--nak", "1"} << 0 << nak;
-    QTest::newRow("tcp garble all") << tcp << QStringList{"--garble", "1"} << 0 << "damaged answer from display 1 (bad checksum)";
+    QTest::newRow("tcp garble all") << tcp << QStringList{"--garble", "1"} << 0
+                                    << "damaged answer from display 1 (bad checksum)";
     QTest::newRow("pty late") << pty << QStringList{"--delay", "1000"} << 0 << late;
     QTest::newRow("tcp silent") << tcp << QStringList{"--silent"} << 0 << late;
     QTest::newRow("tcp too slow a line") << tcp << QStringList{"--baud", "300"} << 0 << late;
-    QTest::newRow("tcp refused") << tcp << QStringList{"--refuse"} << -1 << "cannot connect to 127.0.0.1:%1: connection refused";
+    QTest::newRow("tcp refused") << tcp << QStringList{"--refuse"} << -1
+                                 << "cannot connect to 127.0.0.1:%1: connection refused";
     QTest::newRow("modem busy") << modem << QStringList{"--dial-result", "BUSY"} << -1 << "dialling 5551234: BUSY";
     QTest::newRow("modem refusing") << modem << QStringList{"--refuse"} << -1 << "dialling 5551234: BUSY";
     QTest::newRow("modem no carrier") << modem << QStringList{"--dial-result", "NO CARRIER"} << -1
@@ -246,19 +267,22 @@ void TestDisplayClient::faultsEndInFalseWithoutHanging_data()
     QTest::newRow("modem never answers the call")
         << modem << QStringList{"--dial-result", "none"} << -1
         << "dialling 5551234: no answer from the modem on %1 to ATDT5551234 within 1500 ms";
-    QTest::newRow("no modem on a bare line") << pty << QStringList() << -1
-                                             << "no answer from the modem on %1 to ATZ within 100 ms";
+    QTest::newRow("no modem on a bare line")
+        << pty << QStringList() << -1 << "no answer from the modem on %1 to ATZ within 100 ms";
     // Without an emulator: the settings' kind, target and parameter.
     QTest::newRow("serial bad settings") << -1 << QStringList{"1", "/dev/null", "9600,X,8,1"} << -1
                                          << "bad serial settings \"9600,X,8,1\" (expected e.g. 9600,N,8,1)";
     QTest::newRow("serial without device") << -1 << QStringList{"1", " ", "9600,N,8,1"} << -1 << "no serial port given";
-    QTest::newRow("serial device missing") << -1 << QStringList{"1", "/dev/lumarex-no-such-port", ""} << -1
-                                           << "cannot open serial port /dev/lumarex-no-such-port: No such file or directory";
-    QTest::newRow("tcp port not a number") << -1 << QStringList{"3", "127.0.0.1", "http"} << -1 << "bad TCP port \"http\"";
+    QTest::newRow("serial device missing")
+        << -1 << QStringList{"1", "/dev/lumarex-no-such-port", ""} << -1
+        << "cannot open serial port /dev/lumarex-no-such-port: No such file or directory";
+    QTest::newRow("tcp port not a number")
+        << -1 << QStringList{"3", "127.0.0.1", "http"} << -1 << "bad TCP port \"http\"";
     QTest::newRow("tcp port 0") << -1 << QStringList{"3", "127.0.0.1", "0"} << -1 << "bad TCP port \"0\"";
     QTest::newRow("tcp port too big") << -1 << QStringList{"3", "127.0.0.1", "65536"} << -1 << "bad TCP port \"65536\"";
     QTest::newRow("tcp without host") << -1 << QStringList{"3", "", "3001"} << -1 << "no host given";
-    QTest::newRow("modem without device") << -1 << QStringList{"2", "", "555"} << -1 << "no serial port given for the modem";
+    QTest::newRow("modem without device")
+        << -1 << QStringList{"2", "", "555"} << -1 << "no serial port given for the modem";
     QTest::newRow("modem without number") << -1 << QStringList{"0", "/dev/null", ""} << -1 << "no number to dial";
 }
 
@@ -280,11 +304,11 @@ void TestDisplayClient::faultsEndInFalseWithoutHanging()
         settings = settingsFor(Link(link), emu);
     }
     if (Link(link) == Link::Pty && goodCommands < 0)
-        settings.ConnKind = Modem;   // a modem record whose device is a bare line: ATZ gets no answer
+        settings.ConnKind = Modem; // a modem record whose device is a bare line: ATZ gets no answer
     if (error.contains(u"%1"))
         error = error.arg(settings.ConnKind == Network ? QString::number(emu.tcpPort()) : settings.ConnTarget);
     DisplayClient client;
-    client.setTimeoutMs(goodCommands < 0 ? 100 : 300);   // a modem waits 15 times as long for its dial result
+    client.setTimeoutMs(goodCommands < 0 ? 100 : 300); // a modem waits 15 times as long for its dial result
     QElapsedTimer timer;
     timer.start();
     if (goodCommands < 0) {
@@ -332,9 +356,10 @@ void TestDisplayClient::resendsOnceAfterDamage()
         ok += done;
         // Failed only after the one resend was damaged too.
         QVERIFY2(done || client.errorText() == u"display 1 refused: bad checksum"
-                     || client.errorText() == u"damaged answer from display 1 (bad checksum)", qPrintable(client.errorText()));
+                     || client.errorText() == u"damaged answer from display 1 (bad checksum)",
+                 qPrintable(client.errorText()));
         const quint64 sent = client.bytesSent() - sentBefore;
-        QVERIFY(sent == frameSize || sent == 2 * frameSize);   // never more than one resend
+        QVERIFY(sent == frameSize || sent == 2 * frameSize); // never more than one resend
         resends += sent == 2 * frameSize;
     }
     // With half of all frames damaged, most commands still get through on the resend.

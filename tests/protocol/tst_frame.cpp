@@ -45,7 +45,7 @@ class TestFrame final : public QObject {
 private slots:
     void crcMatchesTheStandardCheckValue()
     {
-        QCOMPARE(crc16("123456789"), uint16_t(0x29B1));   // polynomial 0x1021, start 0xFFFF, not reflected
+        QCOMPARE(crc16("123456789"), uint16_t(0x29B1)); // polynomial 0x1021, start 0xFFFF, not reflected
     }
     void roundTrip_data();
     void roundTrip();
@@ -100,13 +100,18 @@ void TestFrame::damaged_data()
     QByteArray dleBeforeEtx = good;
     dleBeforeEtx.insert(dleBeforeEtx.size() - 1, kDle);
     QByteArray badEscape = good;
-    badEscape.insert(8, "\x10" "A");   // inside the payload
+    badEscape.insert(8, "\x10"
+                        "A"); // inside the payload
     const QByteArray oversized = kStx + QByteArray(kMaxBodySize + 1, 'z') + kEtx;
 
     QTest::newRow("good") << good << QList<K>{K::Frame} << 0;
     QTest::newRow("good, escaped by hand") << handMadeSample(0) << QList<K>{K::Frame} << 0;
     QTest::newRow("marks only") << QByteArray("\x02\x03", 2) << QList<K>{K::TooShort} << 1;
-    QTest::newRow("shorter than header and crc") << QByteArray("\x02" "abcde" "\x03", 7) << QList<K>{K::TooShort} << 6;
+    QTest::newRow("shorter than header and crc") << QByteArray("\x02"
+                                                               "abcde"
+                                                               "\x03",
+                                                               7)
+                                                 << QList<K>{K::TooShort} << 6;
     QTest::newRow("wrong crc") << handMadeSample(0x0101) << QList<K>{K::BadChecksum} << kSampleBody + 1;
     QTest::newRow("escape cut by the end mark") << dleBeforeEtx << QList<K>{K::BadEscape} << kSampleBody + 1;
     QTest::newRow("escape of a plain byte") << badEscape << QList<K>{K::BadEscape} << kSampleBody + 2;
@@ -114,8 +119,8 @@ void TestFrame::damaged_data()
     QTest::newRow("garbage before") << QByteArray("noise\x10\x03") + good << QList<K>{K::Frame} << 7;
     QTest::newRow("end marks without start") << QByteArray("\x03\x03\x03") << QList<K>{} << 3;
     QTest::newRow("back to back") << good + good << QList<K>{K::Frame, K::Frame} << 0;
-    QTest::newRow("oversized, then a good frame") << oversized + good << QList<K>{K::Oversized, K::Frame}
-                                                  << int(oversized.size());
+    QTest::newRow("oversized, then a good frame")
+        << oversized + good << QList<K>{K::Oversized, K::Frame} << int(oversized.size());
     QTest::newRow("oversized without end, then a good frame")
         << oversized.chopped(1) + good << QList<K>{K::Oversized, K::Frame} << int(oversized.size() - 1);
 }
@@ -199,12 +204,12 @@ void TestFrame::framesSurviveNoiseAndMutilatedFrames()
         n = std::min<qsizetype>(line.size() - at, 1 + random.bounded(40));
         for (const Decoded& d : decoder.feed(QByteArrayView(line).sliced(at, n))) {
             QVERIFY(d.frame.payload.size() <= kMaxPayloadSize);
-            if (d.kind == Decoded::Kind::Frame && d.frame != kSample)   // a harmless change leaves the sample whole
+            if (d.kind == Decoded::Kind::Frame && d.frame != kSample) // a harmless change leaves the sample whole
                 got.append(d.frame);
         }
     }
     QVERIFY(decoder.discardedBytes() <= quint64(line.size()));
-    QCOMPARE(got, sent);   // all of them, in order (and with this seed no chance frame out of the noise)
+    QCOMPARE(got, sent); // all of them, in order (and with this seed no chance frame out of the noise)
 }
 
 void TestFrame::outsideBytesAreKeptForResultCodes()

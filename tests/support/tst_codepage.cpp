@@ -22,7 +22,7 @@ private slots:
         const QString text = codepage::fromAnsi(all);
         QCOMPARE(text.size(), 256);
         QCOMPARE(codepage::toAnsi(text), all);
-        codepage::Decoder decode;  // one decoder, many pieces
+        codepage::Decoder decode; // one decoder, many pieces
         for (int i = 0; i < 256; ++i) {
             QCOMPARE(codepage::asc(text[i]), i);
             QCOMPARE(codepage::chr(i), text[i]);
@@ -66,7 +66,9 @@ private slots:
         QTest::newRow("y diaeresis") << u"Ÿ"_s << QByteArray("\x9F");
         QTest::newRow("letter") << u"A"_s << QByteArray("A");
         QTest::newRow("not in the code page") << u"Ω"_s << QByteArray("?");
-        QTest::newRow("mixed") << u"aΩ€b"_s << QByteArray("a?\x80" "b");
+        QTest::newRow("mixed") << u"aΩ€b"_s
+                               << QByteArray("a?\x80"
+                                             "b");
         QTest::newRow("ignorable, dropped by Qt's converter") << u"a\u200Db\uFE0F"_s << QByteArray("a?b?");
         QTest::newRow("outside the BMP: one '?' a UTF-16 unit") << u"a\u0100b\U0001F600c"_s << QByteArray("a?b??c");
     }

@@ -55,7 +55,7 @@ private slots:
     void int16Conversions_data()
     {
         QTest::addColumn<QString>("expression");
-        QTest::addColumn<int>("expected");  // -1 = Overflow, -2 = Type mismatch
+        QTest::addColumn<int>("expected"); // -1 = Overflow, -2 = Type mismatch
         QTest::newRow("max") << "toInt16 32767" << 32767;
         QTest::newRow("min") << "toInt16 -32768" << -32768;
         QTest::newRow("rounds even") << "toInt16 32766.5" << 32766;

@@ -17,13 +17,14 @@ private slots:
 
         QVERIFY(reg.createKey(key));
         QVERIFY(reg.keyExists(key));
-        QVERIFY(reg.valueNames(key).isEmpty());  // an empty key exists without values
+        QVERIFY(reg.valueNames(key).isEmpty()); // an empty key exists without values
         QVERIFY(reg.keyExists(QStringLiteral("Software\\Morvel")));
 
         QVERIFY(reg.writeValue(key, QStringLiteral("LastUsed"), QStringLiteral("1;2;257")));
         QCOMPARE(reg.readValue(key, QStringLiteral("LastUsed")), QStringLiteral("1;2;257"));
         QCOMPARE(reg.valueNames(key), QStringList{QStringLiteral("LastUsed")});
-        QCOMPARE(reg.subkeyNames(QStringLiteral("Software\\Morvel\\Lumarex3")), QStringList{QStringLiteral("VariablePlugin")});
+        QCOMPARE(reg.subkeyNames(QStringLiteral("Software\\Morvel\\Lumarex3")),
+                 QStringList{QStringLiteral("VariablePlugin")});
 
         QVERIFY(reg.deleteValue(key, QStringLiteral("LastUsed")));
         QVERIFY(!reg.valueExists(key, QStringLiteral("LastUsed")));
@@ -38,8 +39,10 @@ private slots:
         RegistryRoutines machine(RegistryRoutines::LocalMachine);
         RegistryRoutines user(RegistryRoutines::CurrentUser);
         QVERIFY(machine.writeValue(QStringLiteral("A\\B"), QStringLiteral("v"), QStringLiteral("machine")));
-        QCOMPARE(user.readValue(QStringLiteral("A\\B"), QStringLiteral("v"), QStringLiteral("none")), QStringLiteral("none"));
-        QVERIFY(user.writeValue(QStringLiteral("A/B"), QStringLiteral("v"), QStringLiteral("user")));  // either separator
+        QCOMPARE(user.readValue(QStringLiteral("A\\B"), QStringLiteral("v"), QStringLiteral("none")),
+                 QStringLiteral("none"));
+        QVERIFY(
+            user.writeValue(QStringLiteral("A/B"), QStringLiteral("v"), QStringLiteral("user"))); // either separator
         QCOMPARE(machine.readValue(QStringLiteral("A\\B"), QStringLiteral("v")), QStringLiteral("machine"));
         QCOMPARE(user.readValue(QStringLiteral("A\\B"), QStringLiteral("v")), QStringLiteral("user"));
     }
@@ -49,7 +52,8 @@ private slots:
         TestEnvironment env;
         RegistryRoutines reg;
         const QString text = QStringLiteral("a \"quoted\", 100% \\ path; € é ") + QChar(30) + QStringLiteral("A000");
-        QVERIFY(reg.writeValues(QStringLiteral("K"), {{QStringLiteral("VBL001"), text}, {QStringLiteral("VBL002"), QString()}}));
+        QVERIFY(reg.writeValues(QStringLiteral("K"),
+                                {{QStringLiteral("VBL001"), text}, {QStringLiteral("VBL002"), QString()}}));
         QCOMPARE(reg.readValue(QStringLiteral("K"), QStringLiteral("VBL001")), text);
         QCOMPARE(reg.readValue(QStringLiteral("K"), QStringLiteral("VBL002"), QStringLiteral("default")), QString());
     }

@@ -37,8 +37,8 @@ private slots:
                                                run("Updated", QColor(0, 255, 0), 10), run(" auto", QColor(), 7.5)};
         QTest::newRow("rtf's own characters, paragraphs, tabs") << Runs{run("a\\b {c}\n\nd\te\n")};
         QTest::newRow("code page and beyond") << Runs{run("café € ½ ÿ Ω 日本 \U0001F600")};
-        QTest::newRow("fonts and styles") << Runs{run("led ", QColor(255, 0, 0), 14, "Terminal", "iu"),
-                                                  run("mono", QColor(), 9, "Courier New")};
+        QTest::newRow("fonts and styles")
+            << Runs{run("led ", QColor(255, 0, 0), 14, "Terminal", "iu"), run("mono", QColor(), 9, "Courier New")};
         QTest::newRow("empty") << Runs{};
     }
     void roundTrip()
@@ -70,8 +70,8 @@ private slots:
                           "{\\field{\\*\\fldinst HYPERLINK \"x\"}{\\fldrslt c}}}")
             << "abc";
         // A group ends its fallback count and any fallback still to skip.
-        QTest::newRow("unicode fallbacks") << QByteArray("{\\rtf1\\uc1 a\\u8364\\'80{\\uc2 \\u937??\\u937?}\\u937?x}")
-                                           << "a€ΩΩΩx";
+        QTest::newRow("unicode fallbacks")
+            << QByteArray("{\\rtf1\\uc1 a\\u8364\\'80{\\uc2 \\u937??\\u937?}\\u937?x}") << "a€ΩΩΩx";
     }
     void reader()
     {

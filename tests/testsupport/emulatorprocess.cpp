@@ -4,10 +4,7 @@
 
 EmulatorProcess::EmulatorProcess(const QString& program) : m_program(program) {}
 
-EmulatorProcess::~EmulatorProcess()
-{
-    stop();
-}
+EmulatorProcess::~EmulatorProcess() { stop(); }
 
 void EmulatorProcess::stop()
 {

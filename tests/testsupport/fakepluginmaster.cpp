@@ -50,8 +50,8 @@ void FakePluginMaster::SetTokenText(const QString& key, const QString& text)
     tokens.insert(key, text);
 }
 
-void FakePluginMaster::RunPluginMethod(const QString& progId, const QString& method, QString& param1,
-                                       const QString&, bool& status)
+void FakePluginMaster::RunPluginMethod(const QString& progId, const QString& method, QString& param1, const QString&,
+                                       bool& status)
 {
     maybeFail();
     methodsRun << progId + u'.' + method;

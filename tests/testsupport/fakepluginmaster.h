@@ -24,9 +24,9 @@ public:
     static QHash<QString, QString> tokens;
     static int statusReads;
     static int setCalls;
-    static bool failEveryCall;          // every call raises a run-time error
-    static QStringList failingKeys;     // SetTokenText of these keys raises
-    static std::function<QString(const QString&)> cleaner;  // RunPluginMethod's effect on param1
-    static QStringList methodsRun;      // "progId.method" per RunPluginMethod call
+    static bool failEveryCall;                             // every call raises a run-time error
+    static QStringList failingKeys;                        // SetTokenText of these keys raises
+    static std::function<QString(const QString&)> cleaner; // RunPluginMethod's effect on param1
+    static QStringList methodsRun;                         // "progId.method" per RunPluginMethod call
     static void reset();
 };

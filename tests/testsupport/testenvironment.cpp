@@ -5,8 +5,7 @@
 #include <QPrinter>
 #include <QStandardPaths>
 
-TestEnvironment::TestEnvironment()
-    : m_oldMachine(qgetenv("ZOL_MACHINE_STORE")), m_oldUser(qgetenv("ZOL_USER_STORE"))
+TestEnvironment::TestEnvironment() : m_oldMachine(qgetenv("ZOL_MACHINE_STORE")), m_oldUser(qgetenv("ZOL_USER_STORE"))
 {
     QStandardPaths::setTestModeEnabled(true);
     qputenv("ZOL_MACHINE_STORE", machineStore().toLocal8Bit());

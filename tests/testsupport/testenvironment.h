@@ -19,7 +19,7 @@ public:
     TestEnvironment(const TestEnvironment&) = delete;
     TestEnvironment& operator=(const TestEnvironment&) = delete;
 
-    QString folder() const { return m_dir.path(); }   // also the plug-in's folder
+    QString folder() const { return m_dir.path(); } // also the plug-in's folder
     QString path(const QString& name) const { return m_dir.filePath(name); }
     QString machineStore() const;
     QString userStore() const;
@@ -70,6 +70,6 @@ public:
     bool exec(QWidget* parent, QPrinter& printer) override;
 
     bool accept = true;
-    QString pdfPath;  // where an accepted print goes
+    QString pdfPath; // where an accepted print goes
     int shownCount = 0;
 };

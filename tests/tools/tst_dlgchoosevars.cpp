@@ -29,7 +29,12 @@ QList<int> ticked(QWidget* d)
             out.append(i + 1);
     return out;
 }
-QList<int> rows(int from, int to) { QList<int> r(to - from + 1); std::iota(r.begin(), r.end(), from); return r; }
+QList<int> rows(int from, int to)
+{
+    QList<int> r(to - from + 1);
+    std::iota(r.begin(), r.end(), from);
+    return r;
+}
 } // namespace
 
 // The variable chooser: the rows its range text ticks, its list and select
@@ -109,19 +114,20 @@ private slots:
     {
         QTest::addColumn<QList<int>>("before");
         QTest::addColumn<QString>("button");
-        QTest::addColumn<QString>("range");  // typed before the button is clicked
+        QTest::addColumn<QString>("range"); // typed before the button is clicked
         QTest::addColumn<QList<int>>("expected");
         QTest::addColumn<QStringList>("messages");
-        QTest::newRow("all") << QList<int>{} << "cmdSelectAll" << "" << rows(1, 416) << QStringList{};
-        QTest::newRow("texts keep cells") << QList<int>{300} << "cmdSelectTexts" << "" << (rows(1, 256) << 300)
-                                          << QStringList{};
-        QTest::newRow("cells keep texts") << QList<int>{5} << "cmdSelectCells" << "" << (QList<int>{5} + rows(257, 416))
-                                          << QStringList{};
-        QTest::newRow("range replaces ticks") << QList<int>{2, 200, 300} << "cmdSelectVarRange" << "1,3,5-12"
-                                              << (QList<int>{1, 3} + rows(5, 12)) << QStringList{};
+        QTest::newRow("all") << QList<int>{} << "cmdSelectAll"
+                             << "" << rows(1, 416) << QStringList{};
+        QTest::newRow("texts keep cells") << QList<int>{300} << "cmdSelectTexts"
+                                          << "" << (rows(1, 256) << 300) << QStringList{};
+        QTest::newRow("cells keep texts") << QList<int>{5} << "cmdSelectCells"
+                                          << "" << (QList<int>{5} + rows(257, 416)) << QStringList{};
+        QTest::newRow("range replaces ticks") << QList<int>{2, 200, 300} << "cmdSelectVarRange"
+                                              << "1,3,5-12" << (QList<int>{1, 3} + rows(5, 12)) << QStringList{};
         // A number beyond 16 bits: the rows of the elements before it stay ticked.
-        QTest::newRow("overflow keeps earlier rows") << QList<int>{2} << "cmdSelectVarRange" << "4,99999,6"
-                                                     << QList<int>{4} << QStringList{"Overflow"};
+        QTest::newRow("overflow keeps earlier rows") << QList<int>{2} << "cmdSelectVarRange"
+                                                     << "4,99999,6" << QList<int>{4} << QStringList{"Overflow"};
     }
     void selecting()
     {
@@ -133,7 +139,7 @@ private slots:
         dlgChooseVars d;
         d.setVariableSet(&m_world->set);
         d.show();
-        QVERIFY(!d.findChild<QPushButton*>("cmdUseLastSelected")->isEnabled());  // nothing stored
+        QVERIFY(!d.findChild<QPushButton*>("cmdUseLastSelected")->isEnabled()); // nothing stored
         tick(&d, before);
         QTest::keyClicks(d.findChild<QLineEdit*>("txtVarRange"), range);
         click(&d, button);

@@ -8,7 +8,7 @@
 #include "clock.h"
 #include "clsVarSetupInfo.h"
 #include "clsVariableAccess.h"
-#include "runtimeerror.h"  // before disptrans.h, which uses it
+#include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
 #include "fakepluginmaster.h"
 #include "testenvironment.h"
@@ -19,18 +19,21 @@
 #include <QSet>
 
 struct FakeState {
-    struct Record { QString number, target, addressList; int16_t kind = 3; };
+    struct Record {
+        QString number, target, addressList;
+        int16_t kind = 3;
+    };
     QList<Record> records;
     // "list <file>", "open <target>", "close", "address <a>", "config @<a>",
     // "data T|C <index> @<a>", "attrs T|C <entries> @<a>"
     QStringList calls;
     QList<disptrans::ConnectionSettings> opens;
-    QStringList texts;  // of the data sends
-    QSet<QString> refusedTargets;  // OpenConnection answers false: "connection refused"
-    QSet<int16_t> deadAddresses;   // sends there answer false: "no answer from display"
-    QQueue<bool> flushAnswers;     // true when empty
-    QHash<int16_t, disptrans::DisplayConfiguration> configurations;  // by address
-    std::function<void(const QString& call)> onCall;  // before every call of the control; may raise
+    QStringList texts;            // of the data sends
+    QSet<QString> refusedTargets; // OpenConnection answers false: "connection refused"
+    QSet<int16_t> deadAddresses;  // sends there answer false: "no answer from display"
+    QQueue<bool> flushAnswers;    // true when empty
+    QHash<int16_t, disptrans::DisplayConfiguration> configurations; // by address
+    std::function<void(const QString& call)> onCall;                // before every call of the control; may raise
 };
 inline FakeState fake;
 
@@ -44,9 +47,17 @@ public:
         fake.opens << s;
         return answer(!fake.refusedTargets.contains(s.ConnTarget), QStringLiteral("connection refused"));
     }
-    void CloseConnection() override { record(QStringLiteral("close")); m_error.clear(); }
+    void CloseConnection() override
+    {
+        record(QStringLiteral("close"));
+        m_error.clear();
+    }
     void setDisplayAddress(const QString& a) override { setDisplayAddress(legacy::textToInt16(a)); }
-    void setDisplayAddress(int16_t a) override { record(QStringLiteral("address %1").arg(a)); m_address = a; }
+    void setDisplayAddress(int16_t a) override
+    {
+        record(QStringLiteral("address %1").arg(a));
+        m_address = a;
+    }
     int16_t DisplayAddress() override { return m_address; }
     bool SendTextVarData(disptrans::TextVarDataItem& i) override { return send(u'T', i.VarIndex, i.VarText); }
     bool SendCellVarData(disptrans::CellVarDataItem& i) override { return send(u'C', i.VarIndex, i.VarText); }
@@ -142,7 +153,7 @@ inline VarSelection pick(const QString& written)
 struct FakeWorld {
     TestEnvironment env;
     std::unique_ptr<clsVariableAccess> vars;
-    QString displays;  // "1,2,...,n"
+    QString displays; // "1,2,...,n"
 
     explicit FakeWorld(int count = 0)
     {

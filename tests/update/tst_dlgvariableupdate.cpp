@@ -24,8 +24,7 @@ struct Rig : FakeWorld {
         dlg.setDisplayList(displays);
         QObject::connect(&dlg.run(), &UpdateRun::passFinished, &dlg, [this] { ++passes; });
     }
-    template <class T = QPushButton>
-    T* child(const char* name) const { return dlg.findChild<T*>(QLatin1String(name)); }
+    template <class T = QPushButton> T* child(const char* name) const { return dlg.findChild<T*>(QLatin1String(name)); }
     // Clicks the button after checking its caption.
     void click(const char* name, const char* caption) const
     {
@@ -99,11 +98,11 @@ private slots:
     {
         Rig rig(2, QStringLiteral("T1 T2"));
         fake.refusedTargets << QStringLiteral("host2");
-        QStringList progress;  // what the dialog shows as each variable goes out
+        QStringList progress; // what the dialog shows as each variable goes out
         fake.onCall = [&](const QString& call) {
             if (call.startsWith(u"data") || call.startsWith(u"attrs"))
                 progress << rig.text("lblTransmitionstatus") + u' '
-                        + QString::number(rig.child<QProgressBar>("prgTransmitionStatus")->value());
+                                + QString::number(rig.child<QProgressBar>("prgTransmitionStatus")->value());
             if (call.startsWith(u"attrs"))
                 progress << rig.text("lblConnectionStatus");
         };
@@ -112,11 +111,11 @@ private slots:
                                             "Attributes Transmission 100", "Connection Opened"}));
             QCOMPARE(rig.row(0) + u' ' + rig.row(1), QStringLiteral("1|Updated|| 2|FAILED|connection refused|"));
             QCOMPARE(rig.text("lblConnectionStatus"), QStringLiteral("Connection Problem"));
-            QCOMPARE(fragments(rig.report()->document()),
-                     (QStringList{"Variables Data & Attributes Updated on 03/05/2010 02:07:09 PM #0000ff",
-                                  "Location/Display=1 #000000", "Status=  #000000", "Updated #00ff00",
-                                  "Location/Display=2 #000000", "Status=  #000000",
-                                  "Failed connection refused #ff0000"}));
+            QCOMPARE(
+                fragments(rig.report()->document()),
+                (QStringList{"Variables Data & Attributes Updated on 03/05/2010 02:07:09 PM #0000ff",
+                             "Location/Display=1 #000000", "Status=  #000000", "Updated #00ff00",
+                             "Location/Display=2 #000000", "Status=  #000000", "Failed connection refused #ff0000"}));
             QCOMPARE(rig.countdownShown(), 2);
             QCOMPARE(rig.text("lblRetry"), UpdateRun::retryText(rig.dlg.run().secondsToRetry()));
             QVERIFY(rig.child("cmdRetry")->isEnabled() && rig.child("cmdSaveToFile")->isEnabled());
@@ -132,8 +131,8 @@ private slots:
         QTest::addColumn<bool>("countdown");
         QTest::newRow("Cancel: that display")
             << QByteArray("cmdCancel") << QByteArray("Cancel") << "FAILED Updated" << 2 + 4 << true;
-        QTest::newRow("Cancel All")
-            << QByteArray("cmdCancelAll") << QByteArray("Cancel All") << "FAILED Not Updated" << 2 << false;
+        QTest::newRow("Cancel All") << QByteArray("cmdCancelAll") << QByteArray("Cancel All") << "FAILED Not Updated"
+                                    << 2 << false;
         QTest::newRow("Close: cancels all, closes after")
             << QByteArray("cmdClose") << QByteArray("Close") << "FAILED Not Updated" << 2 << false;
     }
@@ -177,8 +176,8 @@ private slots:
     void saveReport_data()
     {
         QTest::addColumn<bool>("exists");
-        QTest::addColumn<QString>("chosen");  // in the file dialog
-        QTest::addColumn<int>("answer");  // to the overwrite question
+        QTest::addColumn<QString>("chosen"); // in the file dialog
+        QTest::addColumn<int>("answer");     // to the overwrite question
         QTest::addColumn<bool>("written");
         QTest::newRow("new file") << false << "log.doc" << -1 << true;
         QTest::newRow("overwrite: Yes") << true << "log.doc" << int(msgbox::Yes) << true;
@@ -229,7 +228,7 @@ private slots:
     void closeGuard_data()
     {
         QTest::addColumn<QString>("delays");
-        QTest::addColumn<int>("answer");  // to the question, -1 when none is asked
+        QTest::addColumn<int>("answer"); // to the question, -1 when none is asked
         QTest::newRow("nothing scheduled: no question") << "0" << -1;
         QTest::newRow("scheduled, answer No") << "30" << int(msgbox::No);
         QTest::newRow("scheduled, answer Yes") << "30" << int(msgbox::Yes);

@@ -6,7 +6,7 @@
 #include "clsVariableAccess.h"
 #include "dlgVariableUpdate.h"
 #include "emulatorprocess.h"
-#include "runtimeerror.h"  // before disptrans.h, which uses it
+#include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
 #include "settingsstore.h"
 #include "testenvironment.h"
@@ -128,7 +128,7 @@ private slots:
         world.run([&] {
             QCOMPARE(world.cell(0, 1), QStringLiteral("Updated"));
             QCOMPARE(world.cell(1, 1), QStringLiteral("FAILED"));
-            const QString error = world.cell(1, 2);  // the control's own reason
+            const QString error = world.cell(1, 2); // the control's own reason
             QVERIFY(!error.isEmpty());
             const QString report = world.dlg.findChild<QTextEdit*>(QStringLiteral("rtxtUpdateReport"))->toPlainText();
             QVERIFY2(report.contains("Location/Display=2\nStatus= Failed " + error + u'\n'), qPrintable(report));

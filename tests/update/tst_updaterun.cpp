@@ -11,8 +11,8 @@
 namespace {
 struct Rig : FakeWorld {
     UpdateRun run;
-    QList<int> percents;  // shown while variables go out
-    int cancelAt = -1;    // the percent shown when Cancel (or Cancel All) is pressed, 1-based
+    QList<int> percents; // shown while variables go out
+    int cancelAt = -1;   // the percent shown when Cancel (or Cancel All) is pressed, 1-based
     void (UpdateRun::*cancel)() = &UpdateRun::cancelDisplay;
 
     explicit Rig(int count = 1, const QString& selection = QStringLiteral("T1")) : FakeWorld(count)
@@ -60,9 +60,9 @@ struct Sends {
     int mode;
     QString selection;
     QList<bool> flushAnswers;
-    bool dead;  // the display refuses every send
+    bool dead; // the display refuses every send
     QString sent;
-    QString row;  // status|when
+    QString row; // status|when
 };
 
 struct Cancel {
@@ -80,14 +80,16 @@ private slots:
     void modesAndConnections_data()
     {
         QTest::addColumn<int>("mode");
-        QTest::addColumn<int>("kind");  // of the display record
+        QTest::addColumn<int>("kind"); // of the display record
         QTest::addColumn<bool>("dataRefused");
         QTest::addColumn<QString>("sends");
-        QTest::addColumn<QString>("open");  // ConnKind|ConnParam1|2|3
-        QTest::newRow("1 over a serial port") << 1 << 1 << false
-                                              << "data T 0 @1,data T 0 @5,attrs T 1 @1,attrs T 1 @5" << "1|P1||";
-        QTest::newRow("1: refused data ends the display") << 1 << 3 << true << "data T 0 @1" << "3|||P3";
-        QTest::newRow("2 over a modem") << 2 << 2 << false << "data T 0 @1,data T 0 @5" << "2||P2|";
+        QTest::addColumn<QString>("open"); // ConnKind|ConnParam1|2|3
+        QTest::newRow("1 over a serial port") << 1 << 1 << false << "data T 0 @1,data T 0 @5,attrs T 1 @1,attrs T 1 @5"
+                                              << "1|P1||";
+        QTest::newRow("1: refused data ends the display") << 1 << 3 << true << "data T 0 @1"
+                                                          << "3|||P3";
+        QTest::newRow("2 over a modem") << 2 << 2 << false << "data T 0 @1,data T 0 @5"
+                                        << "2||P2|";
         QTest::newRow("3: any other kind opens as a modem") << 3 << 4 << false << "attrs T 1 @1,attrs T 1 @5"
                                                             << "2||P2|";
     }
@@ -100,7 +102,7 @@ private slots:
         QFETCH(QString, open);
         Rig rig;
         fake.records[0].kind = int16_t(kind);
-        fake.records[0].addressList = QStringLiteral("1,5");  // the connection gets it converted whole: 15
+        fake.records[0].addressList = QStringLiteral("1,5"); // the connection gets it converted whole: 15
         fake.deadAddresses << (dataRefused ? 1 : 0);
         rig.run.setMode(UpdateRun::Mode(mode));
         rig.run.start();
@@ -110,8 +112,8 @@ private slots:
         QCOMPARE(s.ConnAddress, int16_t(15));
         QCOMPARE(rig.rows(), QStringList{dataRefused ? "FAILED" : "Updated"});
         const char* heading[] = {"", "Data & Attributes", "Data", "Attributes"};
-        QVERIFY(rig.run.reportText().startsWith(QStringLiteral("Variables %1 Updated on 03/05/2010 02:07:09 PM\r\n")
-                                                    .arg(QLatin1String(heading[mode]))));
+        QVERIFY(rig.run.reportText().startsWith(
+            QStringLiteral("Variables %1 Updated on 03/05/2010 02:07:09 PM\r\n").arg(QLatin1String(heading[mode]))));
     }
 
     void updatedIsNeverSentAgain()
@@ -135,14 +137,19 @@ private slots:
     void addressGroups_data()
     {
         QTest::addColumn<QString>("addressList");
-        QTest::addColumn<QString>("group");  // IsDisplayGroup, GroupFlagB, GroupSpanA, GroupSpanB
+        QTest::addColumn<QString>("group"); // IsDisplayGroup, GroupFlagB, GroupSpanA, GroupSpanB
         QTest::addColumn<int>("dead");
         QTest::addColumn<QString>("sentTo");
-        QTest::newRow("5,9 with span 2") << "5,9" << "1102" << 0 << "5 6 7 9 10 11";
-        QTest::newRow("group of 2 x 2") << "3" << "1111" << 0 << "3 4 5 6";
-        QTest::newRow("one flag is no group") << "3" << "1011" << 0 << "3";
-        QTest::newRow("failure inside a span does not stop it") << "5,9" << "1102" << 5 << "5 6 7 9 10 11";
-        QTest::newRow("failure at a span's end stops the list") << "5,9" << "1102" << 7 << "5 6 7";
+        QTest::newRow("5,9 with span 2") << "5,9"
+                                         << "1102" << 0 << "5 6 7 9 10 11";
+        QTest::newRow("group of 2 x 2") << "3"
+                                        << "1111" << 0 << "3 4 5 6";
+        QTest::newRow("one flag is no group") << "3"
+                                              << "1011" << 0 << "3";
+        QTest::newRow("failure inside a span does not stop it") << "5,9"
+                                                                << "1102" << 5 << "5 6 7 9 10 11";
+        QTest::newRow("failure at a span's end stops the list") << "5,9"
+                                                                << "1102" << 7 << "5 6 7";
     }
     void addressGroups()
     {
@@ -202,8 +209,8 @@ private slots:
         QTest::newRow("data: halves to even") << 2 << "T1..8" << 0 << QList<int>{12, 25, 38, 50, 62, 75, 88, 100};
         // Attributes: text members counted, then the cell batch plus the last text batch.
         QTest::newRow("text only: the cell phase stays") << 3 << "T1..3" << 0 << QList<int>{33, 67, 100, 100, 100, 100};
-        QTest::newRow("text before cells") << 3 << "C257 T1 C258 T2" << 0
-                                           << QList<int>{0, 25, 25, 50, 75, 75, 100, 100};
+        QTest::newRow("text before cells")
+            << 3 << "C257 T1 C258 T2" << 0 << QList<int>{0, 25, 25, 50, 75, 75, 100, 100};
         QTest::newRow("cells only: no carry") << 3 << "C257 C258" << 0 << QList<int>{0, 0, 50, 100};
         // The 201st cell sends the full batch first: (199 + 1), (200 + 1), then (1 + 1) of 202.
         QTest::newRow("falls back after a cell flush") << 3 << "T1 C257x201" << 202 + 199 << QList<int>{99, 100, 1};
@@ -223,8 +230,8 @@ private slots:
 
     void percentAndBatchLimits()
     {
-        QCOMPARE(clsVarUpdater::percentOf(23, 40), int16_t(57));  // divided first: 23 / 40 * 100 is below 57.5
-        QVERIFY(!clsVarUpdater::batchIsFull(995));  // room for one more entry of 5 characters
+        QCOMPARE(clsVarUpdater::percentOf(23, 40), int16_t(57)); // divided first: 23 / 40 * 100 is below 57.5
+        QVERIFY(!clsVarUpdater::batchIsFull(995));               // room for one more entry of 5 characters
         QVERIFY(clsVarUpdater::batchIsFull(996));
     }
 
@@ -240,7 +247,7 @@ private slots:
     void textIsCleanedThenMapped()
     {
         Rig rig(1, QStringLiteral("T5 C260"));
-        QDir().mkpath(rig.env.path(QStringLiteral("Extended")));  // an extended font that maps "é" to 128
+        QDir().mkpath(rig.env.path(QStringLiteral("Extended"))); // an extended font that maps "é" to 128
         for (const char* name : {"Extended/6X8L.IDX", "Extended/6X8L.CFF"}) {
             QFile file(rig.env.path(QLatin1String(name)));
             QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray("\x00\xE9", 2)) == 2);
@@ -296,13 +303,18 @@ private slots:
     void texts_data()
     {
         QTest::addColumn<int>("value");
-        QTest::addColumn<QString>("retry");  // the countdown's label, after "Retrying Failed Connections in "
-        QTest::addColumn<QString>("timeLeft");  // FormatTimeLeft, and the minutes it leaves
-        QTest::newRow("negative") << -3 << "23 Hour(s) 59 Min. 57 Sec. " << "Now -3";
-        QTest::newRow("60") << 60 << "1 Min. 0 Sec. " << "in 1h. 0min. 0";
-        QTest::newRow("125") << 125 << "2 Min. 5 Sec. " << "in 2h. 5min. 5";
-        QTest::newRow("3725") << 3725 << "1 Hour(s) 2 Min. 5 Sec. " << "in 62h. 5min. 5";
-        QTest::newRow("90061") << 90061 << "1 Day(s) 1 Hour(s) 1 Min. 1 Sec. " << "in 1501h. 1min. 1";
+        QTest::addColumn<QString>("retry");    // the countdown's label, after "Retrying Failed Connections in "
+        QTest::addColumn<QString>("timeLeft"); // FormatTimeLeft, and the minutes it leaves
+        QTest::newRow("negative") << -3 << "23 Hour(s) 59 Min. 57 Sec. "
+                                  << "Now -3";
+        QTest::newRow("60") << 60 << "1 Min. 0 Sec. "
+                            << "in 1h. 0min. 0";
+        QTest::newRow("125") << 125 << "2 Min. 5 Sec. "
+                             << "in 2h. 5min. 5";
+        QTest::newRow("3725") << 3725 << "1 Hour(s) 2 Min. 5 Sec. "
+                              << "in 62h. 5min. 5";
+        QTest::newRow("90061") << 90061 << "1 Day(s) 1 Hour(s) 1 Min. 1 Sec. "
+                               << "in 1501h. 1min. 1";
     }
     void texts()
     {
@@ -336,7 +348,7 @@ private slots:
             rig.run.retryTick();
         QCOMPARE(rig.run.retryLabel(), UpdateRun::retryText(0));
         QCOMPARE(fake.opens.size(), 1);
-        fake.refusedTargets.clear();  // the display is back; the tick at zero runs the pass
+        fake.refusedTargets.clear(); // the display is back; the tick at zero runs the pass
         rig.run.retryTick();
         QCOMPARE(rig.rows(), QStringList{"Updated"});
         QCOMPARE(rig.controls(), QStringLiteral("save"));
@@ -351,16 +363,16 @@ private slots:
         QCOMPARE(rig.rows(&DisplayRow::when), (QStringList{"connection refused", "in 15min.", "in 1h. 30min."}));
         QCOMPARE(rig.rows(&DisplayRow::delay), (QStringList{"00000", "00015", "00090"}));
 
-        Clock::advance(10 * 60);  // the failed row's reason gives way to its time; it starts no pass
+        Clock::advance(10 * 60); // the failed row's reason gives way to its time; it starts no pass
         rig.run.scheduleTick();
         QCOMPARE(rig.rows(&DisplayRow::when), (QStringList{"Now", "in 5min.", "in 1h. 20min."}));
         QCOMPARE(fake.opens.size(), 1);
 
-        Clock::advance(5 * 60);  // exactly due is not yet due
+        Clock::advance(5 * 60); // exactly due is not yet due
         rig.run.scheduleTick();
         QCOMPARE(rig.rows(), (QStringList{"FAILED", "Scheduled", "Scheduled"}));
 
-        Clock::advance(1);  // the pass retries the failed display too
+        Clock::advance(1); // the pass retries the failed display too
         rig.run.scheduleTick();
         QCOMPARE(calls("^open"), (QStringList{"open host1", "open host1", "open host2"}));
         QCOMPARE(rig.rows(), (QStringList{"FAILED", "Updated", "Scheduled"}));

@@ -34,7 +34,8 @@ const QByteArray kHeader = "\"QMDVariableFileZOL1.1\"\r\n";
 const struct {
     QString (clsVariableAccess::*get)(int16_t) const;
     void (clsVariableAccess::*set)(int16_t, const QString&);
-} kProperties[] = {  // in the order of the record's fields
+} kProperties[] = {
+    // in the order of the record's fields
     {&clsVariableAccess::VariableName, &clsVariableAccess::setVariableName},
     {&clsVariableAccess::VariableColor, &clsVariableAccess::setVariableColor},
     {&clsVariableAccess::VariableBlink, &clsVariableAccess::setVariableBlink},
@@ -72,7 +73,13 @@ QByteArray defaultLine(int n, const std::string& data = {})
 Record defaultRecord(int n, const QString& data = {})
 {
     const bool text = n <= 256;
-    return {text ? u"Text Var %1"_s.arg(n) : u"Cell Var %1"_s.arg(n - 256), u"1"_s, u"2"_s, u"2"_s, data, {}, text ? u"250"_s : u"58"_s};
+    return {text ? u"Text Var %1"_s.arg(n) : u"Cell Var %1"_s.arg(n - 256),
+            u"1"_s,
+            u"2"_s,
+            u"2"_s,
+            data,
+            {},
+            text ? u"250"_s : u"58"_s};
 }
 
 // Records 1 ... count, with the data "data n".
@@ -90,10 +97,15 @@ QByteArray windowsFile()
     QByteArray out = kHeader;
     for (int n = 1; n <= 416; ++n)
         out += n == 1     ? line({"Caf\xe9 Menu"sv, "3", "1", "2", "Price \0today\0: 5 \x80, 6 \x80"sv, "", "250"})
-             : n == 2   ? line({"Text Var 2", "7", "2", "1", "\xdc" "n\xef" "c\xf6" "d\xe9 \xc0\xff\x8a\x8c\x99 \x84\x93\x94\x85", "", "40"})
-             : n == 257 ? line({"Cell, with comma", "1", "2", "2", "", "C:\\Data\\vars.xls!Variables!R2C2", "58"})
-             : n == 416 ? line({"Cell Var 160", "1", "2", "2", "\0\0"sv, "", ""})
-                        : defaultLine(n);
+               : n == 2   ? line({"Text Var 2", "7", "2", "1",
+                                  "\xdc"
+                                    "n\xef"
+                                    "c\xf6"
+                                    "d\xe9 \xc0\xff\x8a\x8c\x99 \x84\x93\x94\x85",
+                                  "", "40"})
+               : n == 257 ? line({"Cell, with comma", "1", "2", "2", "", "C:\\Data\\vars.xls!Variables!R2C2", "58"})
+               : n == 416 ? line({"Cell Var 160", "1", "2", "2", "\0\0"sv, "", ""})
+                          : defaultLine(n);
     return out;
 }
 
@@ -102,7 +114,8 @@ Record windowsRecord(int n)
     switch (n) {
     case 1: return {u"Café Menu"_s, u"3"_s, u"1"_s, u"2"_s, u"Price \"today\": 5 €, 6 €"_s, {}, u"250"_s};
     case 2: return {u"Text Var 2"_s, u"7"_s, u"2"_s, u"1"_s, u"Ünïcödé ÀÿŠŒ™ „“”…"_s, {}, u"40"_s};
-    case 257: return {u"Cell, with comma"_s, u"1"_s, u"2"_s, u"2"_s, {}, u"C:\\Data\\vars.xls!Variables!R2C2"_s, u"58"_s};
+    case 257:
+        return {u"Cell, with comma"_s, u"1"_s, u"2"_s, u"2"_s, {}, u"C:\\Data\\vars.xls!Variables!R2C2"_s, u"58"_s};
     case 416: return {u"Cell Var 160"_s, u"1"_s, u"2"_s, u"2"_s, u"\"\""_s, {}, {}};
     default: return defaultRecord(n);
     }
@@ -121,7 +134,11 @@ QByteArray readBytes(const QString& path)
 }
 
 QString fileLocation() { return settings::read(settings::kVarFileLoc, u"<missing>"_s); }
-QString hostValue(int n) { return settings::ReadMachineSetting(u"Lumarex3"_s, u"Variables"_s, u"VBL%1"_s.arg(n, 3, 10, QChar(u'0')), u"<missing>"_s); }
+QString hostValue(int n)
+{
+    return settings::ReadMachineSetting(u"Lumarex3"_s, u"Variables"_s, u"VBL%1"_s.arg(n, 3, 10, QChar(u'0')),
+                                        u"<missing>"_s);
+}
 QString shown(const msgbox::Request& r, const QString& location)
 {
     return u"%1 [%2, %3, %4] while the file was %5"_s.arg(r.text, r.title).arg(r.buttons).arg(r.icon).arg(location);
@@ -184,7 +201,7 @@ public:
     QString dataText() override { return value == u"!" ? throw RuntimeError(RuntimeError::AutomationError) : value; }
 };
 
-struct DisplayCase {  // one case of GetDisplayableData; linkedTo "-": no container at all
+struct DisplayCase { // one case of GetDisplayableData; linkedTo "-": no container at all
     int n;
     QString data, link, maxLength, linkedTo, linkedValue, expected;
     QStringList linksCreated;
@@ -216,7 +233,8 @@ private slots:
         const QString longText(300, u'x');
         QTest::newRow("text default 250") << DisplayCase{1, longText, "", "", "-", "", longText.left(250), {}};
         QTest::newRow("cell default 58") << DisplayCase{300, longText, "", "", "-", "", longText.left(58), {}};
-        QTest::newRow("linked elsewhere: relinked") << DisplayCase{257, "stale", src, "58", other, "42\r\n", "42", {src}};
+        QTest::newRow("linked elsewhere: relinked")
+            << DisplayCase{257, "stale", src, "58", other, "42\r\n", "42", {src}};
         QTest::newRow("already linked: no new link") << DisplayCase{257, "", src, "58", src, "42\r\n", "42", {}};
         QTest::newRow("unlinked container") << DisplayCase{257, "", src, "58", "", "7", "7", {src}};
         QTest::newRow("CR LF pairs removed, lone CR and LF kept")
@@ -260,7 +278,7 @@ private slots:
         const QString path = env.folder() + QDir::separator() + u"QMDvarinfo.vls"_s;
         {
             clsVariableAccess set;
-            QCOMPARE(fileLocation() + set.CurrFileName(), u"<missing>"_s);  // nothing to load yet, nothing recorded
+            QCOMPARE(fileLocation() + set.CurrFileName(), u"<missing>"_s); // nothing to load yet, nothing recorded
             for (int16_t n : {1, 2, 257, 416}) {
                 for (int f = 0; f < 7; ++f)
                     (set.*kProperties[f].set)(n, windowsRecord(n)[f]);
@@ -268,16 +286,19 @@ private slots:
         }
         QCOMPARE(fileLocation(), path);
         QCOMPARE(readBytes(path), windowsFile());
-        QCOMPARE(RegistryRoutines(RegistryRoutines::LocalMachine).valueNames(u"Software\\Morvel\\Lumarex3\\Variables"_s).size(), 416);
+        QCOMPARE(RegistryRoutines(RegistryRoutines::LocalMachine)
+                     .valueNames(u"Software\\Morvel\\Lumarex3\\Variables"_s)
+                     .size(),
+                 416);
         {
             clsVariableAccess set;
             QCOMPARE(set.CurrFileName(), u"QMDvarinfo.vls"_s);
             for (int16_t n = 1; n <= 416; ++n) {
                 const Record expected = windowsRecord(n);
                 QVERIFY2(set.record(n) == expected, qPrintable(u"variable %1"_s.arg(n)));
-                for (int f = 0; f < 7; ++f)  // an empty maximum length reads as the kind's default
+                for (int f = 0; f < 7; ++f) // an empty maximum length reads as the kind's default
                     QCOMPARE((set.*kProperties[f].get)(n), f == 6 && n == 416 ? u"58"_s : expected[f]);
-                QCOMPARE(hostValue(n), expected[4]);  // VBL001 ... VBL416
+                QCOMPARE(hostValue(n), expected[4]); // VBL001 ... VBL416
             }
         }
         QCOMPARE(readBytes(path), windowsFile());
@@ -287,8 +308,8 @@ private slots:
     void typedTextRoundTrips_data()
     {
         QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("held");    // what the set holds at once
-        QTest::addColumn<QString>("loaded");  // what a load gives back
+        QTest::addColumn<QString>("held");   // what the set holds at once
+        QTest::addColumn<QString>("loaded"); // what a load gives back
         QString ascii;
         for (char16_t c = 32; c < 127; ++c)
             ascii += QChar(c);
@@ -310,7 +331,9 @@ private slots:
         QFETCH(QString, held);
         QFETCH(QString, loaded);
         TestEnvironment env;
-        const auto fields = [](const clsVariableAccess& s) { return QStringList{s.VariableName(1), s.VariableData(257), s.VariableOLELink(416)}; };
+        const auto fields = [](const clsVariableAccess& s) {
+            return QStringList{s.VariableName(1), s.VariableData(257), s.VariableOLELink(416)};
+        };
         {
             clsVariableAccess set;
             set.setVariableName(1, typed);
@@ -318,7 +341,7 @@ private slots:
             set.setVariableOLELink(416, typed);
             QCOMPARE(fields(set), QStringList(3, held));
         }
-        QCOMPARE(hostValue(257), held);  // as the set held it when saved
+        QCOMPARE(hostValue(257), held); // as the set held it when saved
         QCOMPARE(fields(clsVariableAccess()), QStringList(3, loaded));
     }
 
@@ -326,30 +349,47 @@ private slots:
     {
         QTest::addColumn<QString>("kind");
         QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<int>("loaded");          // records 1 ... loaded hold "data n", the others a fresh set's
-        QTest::addColumn<QStringList>("first");   // or record 1 holds these
-        QTest::addColumn<bool>("current");        // the file becomes the current one
-        QTest::addColumn<bool>("incompatible");   // after the message
+        QTest::addColumn<int>("loaded");        // records 1 ... loaded hold "data n", the others a fresh set's
+        QTest::addColumn<QStringList>("first"); // or record 1 holds these
+        QTest::addColumn<bool>("current");      // the file becomes the current one
+        QTest::addColumn<bool>("incompatible"); // after the message
         const QByteArray h = kHeader, all = fileWith(416), records = all.mid(h.size());
         const QStringList none, ab{u"a"_s, u"b"_s, {}, {}, {}, {}, {}};
         QTest::newRow("missing") << u"missing"_s << QByteArray() << 0 << none << false << false;
         QTest::newRow("unreadable") << u"unreadable"_s << all << 0 << none << false << false;
         QTest::newRow("empty") << QString() << QByteArray() << 0 << none << false << false;
-        QTest::newRow("cut inside the header") << QString() << QByteArray("\"QMDVariable") << 0 << none << false << false;
-        for (const char* header : {"QMDVariableFileZOL1.0", "qmdvariablefilezol1.1", "QMDVariableFileZOL1.1 ", "QMDVariableFileZOL1.", ""})
-            QTest::addRow("header \"%s\"", header) << QString() << '"' + QByteArray(header) + "\"\r\n" + records << 0 << none << true << true;
+        QTest::newRow("cut inside the header")
+            << QString() << QByteArray("\"QMDVariable") << 0 << none << false << false;
+        for (const char* header :
+             {"QMDVariableFileZOL1.0", "qmdvariablefilezol1.1", "QMDVariableFileZOL1.1 ", "QMDVariableFileZOL1.", ""})
+            QTest::addRow("header \"%s\"", header)
+                << QString() << '"' + QByteArray(header) + "\"\r\n" + records << 0 << none << true << true;
         QTest::newRow("header only") << QString() << h << 0 << none << true << false;
-        QTest::newRow("short record padded") << QString() << h + "\"a\x01" "b\"\r\n" << 0 << ab << true << false;
-        QTest::newRow("long record cut") << QString() << h + line({"a", "b", "", "", "", "", "", "h", "i"}) << 0 << ab << true << false;
+        QTest::newRow("short record padded") << QString()
+                                             << h
+                                                    + "\"a\x01"
+                                                      "b\"\r\n"
+                                             << 0 << ab << true << false;
+        QTest::newRow("long record cut") << QString() << h + line({"a", "b", "", "", "", "", "", "h", "i"}) << 0 << ab
+                                         << true << false;
         QTest::newRow("empty record") << QString() << h + "\"\"\r\n" << 0 << QStringList(7, QString()) << true << false;
-        QTest::newRow("text around the quotes") << QString() << h + "  x\"a\x01" "b\"y\"z\"\r\n" << 0 << ab << true << false;
+        QTest::newRow("text around the quotes") << QString()
+                                                << h
+                                                       + "  x\"a\x01"
+                                                         "b\"y\"z\"\r\n"
+                                                << 0 << ab << true << false;
         QTest::newRow("cut inside record 101") << QString() << fileWith(101).chopped(9) << 100 << none << true << false;
-        QTest::newRow("line 300 without quotes stops") << QString() << fileWith(299) + "damaged\r\n" + records << 299 << none << true << false;
+        QTest::newRow("line 300 without quotes stops")
+            << QString() << fileWith(299) + "damaged\r\n" + records << 299 << none << true << false;
         QTest::newRow("line over 16 MiB stops")
-            << QString() << h + "\"a\"" + QByteArray(VariableFile::kMaxLineBytes, 'x') + "\"\r\n" + records << 0 << none << true << false;
-        QTest::newRow("lines after the last ignored") << QString() << all + "\"junk\"\r\nno quotes\r\n" << 416 << none << true << false;
-        QTest::newRow("blank lines skipped") << QString() << h + "\r\n  \r\n" + fileWith(2).mid(h.size()) << 2 << none << true << false;
-        QTest::newRow("LF line ends") << QString() << QByteArray(fileWith(3)).replace("\r\n", "\n") << 3 << none << true << false;
+            << QString() << h + "\"a\"" + QByteArray(VariableFile::kMaxLineBytes, 'x') + "\"\r\n" + records << 0 << none
+            << true << false;
+        QTest::newRow("lines after the last ignored") << QString() << all + "\"junk\"\r\nno quotes\r\n"
+                                                      << 416 << none << true << false;
+        QTest::newRow("blank lines skipped")
+            << QString() << h + "\r\n  \r\n" + fileWith(2).mid(h.size()) << 2 << none << true << false;
+        QTest::newRow("LF line ends") << QString() << QByteArray(fileWith(3)).replace("\r\n", "\n") << 3 << none << true
+                                      << false;
         QTest::newRow("no line end at the end") << QString() << fileWith(3).chopped(2) << 3 << none << true << false;
     }
 
@@ -378,13 +418,16 @@ private slots:
             set.LoadVariables(path);
         }
         const QString message = u"Error, this file version is not compatible with this plugin!"_s;
-        QCOMPARE(box.messages, incompatible ? QStringList{shown({message, privatelabel::kAppTitle, msgbox::OKOnly, msgbox::NoIcon}, previous)}
-                                            : QStringList());
+        QCOMPARE(box.messages,
+                 incompatible
+                     ? QStringList{shown({message, privatelabel::kAppTitle, msgbox::OKOnly, msgbox::NoIcon}, previous)}
+                     : QStringList());
         QCOMPARE(fileLocation(), current ? path : previous);
         QCOMPARE(set.CurrFileName(), current ? u"target.vls"_s : u"previous.vls"_s);
         for (int16_t n = 1; n <= 416; ++n) {
-            const Record expected = n == 1 && !first.isEmpty() ? Record{first[0], first[1], first[2], first[3], first[4], first[5], first[6]}
-                                                               : defaultRecord(n, n <= loaded ? u"data %1"_s.arg(n) : QString());
+            const Record expected = n == 1 && !first.isEmpty()
+                                        ? Record{first[0], first[1], first[2], first[3], first[4], first[5], first[6]}
+                                        : defaultRecord(n, n <= loaded ? u"data %1"_s.arg(n) : QString());
             QVERIFY2(set.record(n) == expected, qPrintable(u"variable %1"_s.arg(n)));
         }
     }
@@ -392,7 +435,8 @@ private slots:
     void failedSaveKeepsOldFile_data()
     {
         QTest::addColumn<QString>("kind");
-        for (const char* kind : {"read-only folder", "read-only file", "missing folder", "path is a folder", "disk full part-way"})
+        for (const char* kind :
+             {"read-only folder", "read-only file", "missing folder", "path is a folder", "disk full part-way"})
             QTest::newRow(kind) << QString::fromLatin1(kind);
     }
 
@@ -416,12 +460,13 @@ private slots:
             clsVariableAccess set;
             set.setVariableData(1, u"new"_s);
             set.SaveVariables();
-        }  // and the save as the set goes
+        } // and the save as the set goes
         QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         QCOMPARE(readBytes(file), windowsFile());
-        QCOMPARE(QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden), (QStringList{u"QMDvarinfo.vls"_s, u"sub"_s}));
+        QCOMPARE(QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+                 (QStringList{u"QMDvarinfo.vls"_s, u"sub"_s}));
         QVERIFY(!QFileInfo::exists(env.path(u"nowhere"_s)));
-        QCOMPARE(hostValue(1), u"<missing>"_s);  // the host's copy is written only with the file
+        QCOMPARE(hostValue(1), u"<missing>"_s); // the host's copy is written only with the file
         QCOMPARE(box.messages, QStringList());
     }
 
