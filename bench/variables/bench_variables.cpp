@@ -19,7 +19,7 @@ public:
     {
         qputenv("ZOL_MACHINE_STORE", m_dir.filePath(QStringLiteral("machine.ini")).toLocal8Bit());
         qputenv("ZOL_USER_STORE", m_dir.filePath(QStringLiteral("user.ini")).toLocal8Bit());
-        settings::setPluginFolderForTesting(m_dir.path());
+        settings::setModuleFolderForTesting(m_dir.path());
     }
     QString path(const QString& name) const { return m_dir.filePath(name); }
 

@@ -10,12 +10,12 @@ TestEnvironment::TestEnvironment() : m_oldMachine(qgetenv("ZOL_MACHINE_STORE")),
     QStandardPaths::setTestModeEnabled(true);
     qputenv("ZOL_MACHINE_STORE", machineStore().toLocal8Bit());
     qputenv("ZOL_USER_STORE", userStore().toLocal8Bit());
-    settings::setPluginFolderForTesting(m_dir.path());
+    settings::setModuleFolderForTesting(m_dir.path());
 }
 
 TestEnvironment::~TestEnvironment()
 {
-    settings::setPluginFolderForTesting({});
+    settings::setModuleFolderForTesting({});
     qputenv("ZOL_MACHINE_STORE", m_oldMachine);
     qputenv("ZOL_USER_STORE", m_oldUser);
 }

@@ -1,6 +1,6 @@
 #include "dlgVariableUpdate.h"
 #include "fakes.h"
-#include "rtf.h"
+#include "richtextdocument.h"
 #include "updaterun.h"
 
 #include <QLabel>
