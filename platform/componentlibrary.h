@@ -4,12 +4,13 @@
 // classes. A library's entrypoints.cpp defines its table and uses the macro once.
 
 #include "componentserver.h"
+#include "machinesettings.h"
 
 #define ZOL_COMPONENT_LIBRARY(classTable)                                                                              \
     namespace {                                                                                                        \
     QString componentLibraryPath()                                                                                     \
     {                                                                                                                  \
-        return component::modulePath(reinterpret_cast<const void*>(&componentLibraryPath));                            \
+        return settings::modulePath(reinterpret_cast<const void*>(&componentLibraryPath));                             \
     }                                                                                                                  \
     }                                                                                                                  \
     ZOL_COMPONENT_EXPORT int DllGetClassObject(const char* progId, QObject** object)                                   \

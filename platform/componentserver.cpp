@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <cstring>
-#include <dlfcn.h>
 
 namespace component {
 
@@ -58,14 +57,6 @@ int unregisterServer(std::span<const ClassEntry> classes, const QString& library
             registry.unregisterClass(progId);
     }
     return S_OK;
-}
-
-QString modulePath(const void* address)
-{
-    Dl_info info{};
-    if (dladdr(address, &info) && info.dli_fname)
-        return QFileInfo(QString::fromLocal8Bit(info.dli_fname)).absoluteFilePath();
-    return {};
 }
 
 } // namespace component

@@ -41,8 +41,4 @@ int unregisterServer(std::span<const ClassEntry> classes, const QString& library
 // The objects of this module still alive.
 int aliveObjects();
 
-// The full path of the loaded library (or program) that holds `address`: a
-// library's "own folder" is the folder of this path.
-QString modulePath(const void* address);
-
 } // namespace component

@@ -9,6 +9,7 @@
 // Every operation may raise RuntimeError; a display that does not take a
 // command is not an error but a false answer, with the reason in LastErrorText().
 
+#include "progids.h"
 #include "legacy.h"
 #include "runtimeerror.h"
 
@@ -20,8 +21,8 @@
 
 namespace disptrans {
 
-inline const QString kDispTransProgId = QStringLiteral("zolDTCon4.zolDispTrans");
-inline const QString kDisplayListProgId = QStringLiteral("zolDTCon4.DisplayList");
+inline const QString kDispTransProgId = QString::fromLatin1(progid::kDispTrans);
+inline const QString kDisplayListProgId = QString::fromLatin1(progid::kDisplayList);
 
 // Connection kinds of a display record and of the connection settings.
 enum ConnectionKindCode : int16_t { SerialPort = 1, Modem = 2, Network = 3 };

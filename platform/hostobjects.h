@@ -2,6 +2,7 @@
 
 // The host application's own objects, handed to the plug-in or created by it.
 
+#include "progids.h"
 #include <QObject>
 #include <QString>
 
@@ -9,7 +10,7 @@ namespace hostobjects {
 
 // The host's display chooser class: shows the host's display choice and gives
 // back the chosen displays as one string ("" when nothing was chosen).
-inline const QString kDisplayChooserProgId = QStringLiteral("Lumarex.DisplayChooser");
+inline const QString kDisplayChooserProgId = QString::fromLatin1(progid::kDisplayChooser);
 
 class IDisplayChooser {
 public:

@@ -2,73 +2,42 @@
 
 #include "privatelabel.h"
 
-#include <QMessageBox>
-#include <QPushButton>
+#include <QDebug>
 
 namespace msgbox {
 
 namespace {
-class WidgetService final : public Service {
+// Without a window system the text goes to the log and the first button answers.
+class LogService final : public Service {
 public:
-    Answer show(QWidget* parent, const Request& r) override
+    Answer show(QWidget*, const Request& r) override
     {
-        QMessageBox box(parent);
-        box.setObjectName(QStringLiteral("msgBox"));
-        box.setWindowTitle(r.title);
-        box.setText(r.text);
-        switch (r.icon) {
-        case Critical: box.setIcon(QMessageBox::Critical); break;
-        case Question: box.setIcon(QMessageBox::Question); break;
-        case Exclamation: box.setIcon(QMessageBox::Warning); break;
-        case Information: box.setIcon(QMessageBox::Information); break;
-        case NoIcon: break;
-        }
-        struct B {
-            QMessageBox::StandardButton button;
-            Answer answer;
-        };
-        QList<B> buttons;
+        qWarning().noquote() << r.title + QStringLiteral(": ") + r.text;
         switch (r.buttons) {
-        case OKOnly: buttons = {{QMessageBox::Ok, OK}}; break;
-        case OKCancel: buttons = {{QMessageBox::Ok, OK}, {QMessageBox::Cancel, Cancel}}; break;
-        case AbortRetryIgnore:
-            buttons = {{QMessageBox::Abort, Abort}, {QMessageBox::Retry, Retry}, {QMessageBox::Ignore, Ignore}};
-            break;
+        case OKOnly:
+        case OKCancel: return OK;
+        case AbortRetryIgnore: return Abort;
         case YesNoCancel:
-            buttons = {{QMessageBox::Yes, Yes}, {QMessageBox::No, No}, {QMessageBox::Cancel, Cancel}};
-            break;
-        case YesNo: buttons = {{QMessageBox::Yes, Yes}, {QMessageBox::No, No}}; break;
-        case RetryCancel: buttons = {{QMessageBox::Retry, Retry}, {QMessageBox::Cancel, Cancel}}; break;
+        case YesNo: return Yes;
+        case RetryCancel: return Retry;
         }
-        QMessageBox::StandardButtons all;
-        for (const B& b : buttons)
-            all |= b.button;
-        box.setStandardButtons(all);
-        box.setDefaultButton(buttons.first().button);
-        const auto clicked = QMessageBox::StandardButton(box.exec());
-        for (const B& b : buttons) {
-            if (b.button == clicked)
-                return b.answer;
-        }
-        // Closing the box answers like its cancel button, or its only button.
-        for (const B& b : buttons) {
-            if (b.answer == Cancel || b.answer == No)
-                return b.answer;
-        }
-        return buttons.first().answer;
+        return OK;
     }
 };
 
 Service* g_service = nullptr;
+Service* g_windowService = nullptr;
 } // namespace
 
 Answer show(const QString& text, Buttons buttons, Icon icon, const QString& title, QWidget* parent)
 {
-    static WidgetService widgets;
+    static LogService log;
     Request request{text, title.isEmpty() ? privatelabel::kAppTitle : title, buttons, icon};
-    return (g_service ? g_service : &widgets)->show(parent, request);
+    Service* service = g_service ? g_service : g_windowService ? g_windowService : &log;
+    return service->show(parent, request);
 }
 
 void setService(Service* service) { g_service = service; }
+void setWindowService(Service* service) { g_windowService = service; }
 
 } // namespace msgbox

@@ -32,5 +32,8 @@ Answer show(const QString& text, Buttons buttons = OKOnly, Icon icon = NoIcon, c
 
 // Replaces the service (tests); null restores the real message box.
 void setService(Service* service);
+// The service that shows real windows (see messageboxwidget.h); without one,
+// texts go to the log and the first button answers.
+void setWindowService(Service* service);
 
 } // namespace msgbox

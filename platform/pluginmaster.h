@@ -3,14 +3,15 @@
 // The host's plug-in master control (ProgID "zolPluginCtl4.zolPluginMaster"):
 // the table of variable command tokens and running a method of another plug-in.
 
+#include "progids.h"
 #include <QObject>
 #include <QString>
 #include <QVariant>
 
 namespace pluginmaster {
 
-inline const QString kPluginMasterProgId = QStringLiteral("zolPluginCtl4.zolPluginMaster");
-inline const QString kBadWordCheckerProgId = QStringLiteral("zolBadWordCheckerPLG.zolBadWordChecker");
+inline const QString kPluginMasterProgId = QString::fromLatin1(progid::kPluginMaster);
+inline const QString kBadWordCheckerProgId = QString::fromLatin1(progid::kBadWordChecker);
 
 class IPluginMaster {
 public:

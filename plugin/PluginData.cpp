@@ -1,3 +1,4 @@
+#include "progids.h"
 #include "PluginData.h"
 
 #include "runtimeerror.h"
@@ -11,7 +12,7 @@ static void initPluginResources() { Q_INIT_RESOURCE(plugin); }
 namespace plugintables {
 namespace {
 struct Tables {
-    QString names[1] = {QStringLiteral("zolQMDVariablePlugin.zolQMDVariables")};
+    QString names[1] = {QString::fromLatin1(progid::kVariablePlugin)};
     QString descriptions[1] = {QStringLiteral("Insert and Update Data Variables in the Display. QMD Version")};
     QString descriptiveNames[1] = {QStringLiteral("Variable Access/QMD")};
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "progids.h"
 #include <QIcon>
 #include <QObject>
 #include <QString>
@@ -12,7 +13,7 @@ class PluginData final : public QObject {
     Q_DISABLE_COPY_MOVE(PluginData)
     Q_PROPERTY(short TotalPlugins READ TotalPlugins)
 public:
-    static inline const char* kProgId = "zolQMDVariablePlugin.PluginData";
+    static inline const char* kProgId = progid::kVariablePluginData;
 
     explicit PluginData(QObject* parent = nullptr);
 

@@ -1,7 +1,8 @@
 // The library's four exported entry points and its table of public classes.
 
 #include "PluginData.h"
-#include "componentserver.h"
+#include "componentlibrary.h"
+#include "messageboxwidget.h"
 #include "zolQMDVariables.h"
 
 #include <array>
@@ -12,16 +13,8 @@ const std::array<component::ClassEntry, 2> kClasses{{
     {PluginData::kProgId, []() -> QObject* { return new PluginData; }},
 }};
 
-QString libraryPath() { return component::modulePath(reinterpret_cast<const void*>(&libraryPath)); }
+// The plug-in runs inside a windowed host: its messages are message boxes.
+const bool kWindows = (msgbox::useWindows(), true);
 } // namespace
 
-ZOL_COMPONENT_EXPORT int DllGetClassObject(const char* progId, QObject** object)
-{
-    return component::getClassObject(kClasses, progId, object);
-}
-
-ZOL_COMPONENT_EXPORT int DllCanUnloadNow() { return component::canUnloadNow(); }
-
-ZOL_COMPONENT_EXPORT int DllRegisterServer() { return component::registerServer(kClasses, libraryPath()); }
-
-ZOL_COMPONENT_EXPORT int DllUnregisterServer() { return component::unregisterServer(kClasses, libraryPath()); }
+ZOL_COMPONENT_LIBRARY(kClasses)

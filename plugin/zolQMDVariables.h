@@ -1,5 +1,6 @@
 #pragma once
 
+#include "progids.h"
 #include <QIcon>
 #include <QObject>
 #include <QString>
@@ -12,7 +13,7 @@ class zolQMDVariables final : public QObject {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(zolQMDVariables)
 public:
-    static inline const char* kProgId = "zolQMDVariablePlugin.zolQMDVariables";
+    static inline const char* kProgId = progid::kVariablePlugin;
 
     explicit zolQMDVariables(QObject* parent = nullptr);
 

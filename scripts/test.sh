@@ -8,6 +8,7 @@ preset=dev
 [ "${1:-}" = "--asan" ] && preset=asan
 scripts/install-deps.sh
 scripts/check-format.sh
+scripts/check-layers.sh
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset"
 ctest --preset "$preset"

@@ -4,10 +4,6 @@
 
 #include <QHash>
 #include <QSet>
-#include <QTextBlock>
-#include <QTextCursor>
-#include <QTextDocument>
-#include <QTextFragment>
 
 #include <cctype>
 #include <cmath>
@@ -23,7 +19,7 @@ QByteArray number(long long n) { return QByteArray::number(n); }
 // A document's fonts and colours, numbered in order of first use.
 struct Tables {
     QStringList fonts;
-    QList<QColor> colors; // \cf1 is colors[0]; \cf0 is the automatic colour
+    QList<quint32> colors; // \cf1 is colors[0]; \cf0 is the automatic colour
 
     int font(const QString& family)
     {
@@ -34,16 +30,15 @@ struct Tables {
         }
         return i;
     }
-    int color(const QColor& c)
+    int color(const Color& c)
     {
-        if (!c.isValid())
+        if (!c)
             return 0;
-        const QRgb rgb = c.rgb() & 0xFFFFFF;
-        for (int i = 0; i < colors.size(); ++i) {
-            if ((colors[i].rgb() & 0xFFFFFF) == rgb)
-                return i + 1;
-        }
-        colors.append(QColor::fromRgb(rgb));
+        const quint32 rgb = *c & 0xFFFFFF;
+        const qsizetype i = colors.indexOf(rgb);
+        if (i >= 0)
+            return int(i + 1);
+        colors.append(rgb);
         return int(colors.size());
     }
 };
@@ -126,49 +121,13 @@ QByteArray write(const QList<Run>& runs, const QString& defaultFamily)
         out += ";}";
     }
     out += "}\r\n{\\colortbl ;";
-    for (const QColor& c : tables.colors)
-        out += "\\red" + number(c.red()) + "\\green" + number(c.green()) + "\\blue" + number(c.blue()) + ';';
+    for (const quint32 c : tables.colors)
+        out += "\\red" + number(red(c)) + "\\green" + number(green(c)) + "\\blue" + number(blue(c)) + ';';
     out += "}\r\n\\viewkind4\\uc1\\pard\\f0\\fs24 ";
     out += body;
     out += "}\r\n";
     return out;
 }
-
-QList<Run> runsOf(const QTextDocument& document)
-{
-    const QFont defaultFont = document.defaultFont();
-    CharFormat plain;
-    plain.pointSize = defaultFont.pointSizeF() > 0 ? defaultFont.pointSizeF() : 12.0;
-    QList<Run> runs;
-    auto append = [&runs](const QString& text, const CharFormat& format) {
-        if (!runs.isEmpty() && runs.last().format == format)
-            runs.last().text += text;
-        else
-            runs.append({text, format});
-    };
-    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
-        if (block != document.begin())
-            append(QStringLiteral("\n"), runs.isEmpty() ? plain : runs.last().format);
-        for (auto it = block.begin(); !it.atEnd(); ++it) {
-            const QTextFragment fragment = it.fragment();
-            const QTextCharFormat f = fragment.charFormat();
-            CharFormat format = plain;
-            if (f.foreground().style() != Qt::NoBrush)
-                format.color = f.foreground().color();
-            if (f.fontPointSize() > 0)
-                format.pointSize = f.fontPointSize();
-            const QStringList families = f.fontFamilies().toStringList();
-            format.family = families.isEmpty() ? QString() : families.first();
-            format.bold = f.fontWeight() >= QFont::Bold;
-            format.italic = f.fontItalic();
-            format.underline = f.fontUnderline();
-            append(fragment.text(), format);
-        }
-    }
-    return runs;
-}
-
-QByteArray write(const QTextDocument& document) { return write(runsOf(document), document.defaultFont().family()); }
 
 // ---- reading ---------------------------------------------------------------
 
@@ -446,8 +405,8 @@ private:
         case Destination::ColorTable:
             if (c == u';') {
                 m_colors.append(m_red < 0 && m_green < 0 && m_blue < 0
-                                    ? QColor()
-                                    : QColor(qBound(0, m_red, 255), qBound(0, m_green, 255), qBound(0, m_blue, 255)));
+                                    ? Color()
+                                    : rgb(qBound(0, m_red, 255), qBound(0, m_green, 255), qBound(0, m_blue, 255)));
                 m_red = m_green = m_blue = -1;
             }
             return;
@@ -479,7 +438,7 @@ private:
     int m_fontNumber = -1;
     int m_defaultFont = 0;
     QString m_name;
-    QList<QColor> m_colors;
+    QList<Color> m_colors;
     int m_red = -1, m_green = -1, m_blue = -1;
     QList<Run> m_runs;
 };
@@ -489,37 +448,5 @@ private:
 QList<Run> read(const QByteArray& rtf) { return Reader(rtf).run(); }
 
 QList<Run> read(const QString& rtf) { return read(codepage::toAnsi(rtf)); }
-
-void insert(QTextCursor& cursor, const QList<Run>& runs)
-{
-    for (const Run& run : runs) {
-        QTextCharFormat f;
-        if (run.format.color.isValid())
-            f.setForeground(run.format.color);
-        f.setFontPointSize(run.format.pointSize);
-        if (!run.format.family.isEmpty())
-            f.setFontFamilies(QStringList{run.format.family});
-        f.setFontWeight(run.format.bold ? QFont::Bold : QFont::Normal);
-        f.setFontItalic(run.format.italic);
-        f.setFontUnderline(run.format.underline);
-        const QStringList paragraphs = run.text.split(u'\n');
-        for (int i = 0; i < paragraphs.size(); ++i) {
-            if (i > 0)
-                cursor.insertBlock(cursor.blockFormat(), f);
-            if (!paragraphs[i].isEmpty())
-                cursor.insertText(paragraphs[i], f);
-        }
-    }
-}
-
-void read(const QByteArray& rtf, QTextDocument& document)
-{
-    document.clear();
-    QTextCursor cursor(&document);
-    insert(cursor, read(rtf));
-}
-
-bool isRtf(const QByteArray& data) { return data.trimmed().startsWith("{\\rtf"); }
-bool isRtf(const QString& text) { return text.trimmed().startsWith(QStringLiteral("{\\rtf")); }
 
 } // namespace rtf

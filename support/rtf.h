@@ -7,17 +7,22 @@
 // style sheets, document information, fields' instructions, ...).
 
 #include <QByteArray>
-#include <QColor>
 #include <QList>
 #include <QString>
 
-class QTextCursor;
-class QTextDocument;
+#include <optional>
 
 namespace rtf {
 
+// A colour as 0xRRGGBB; empty: the automatic colour (black).
+using Color = std::optional<quint32>;
+constexpr quint32 rgb(int red, int green, int blue) { return quint32(red) << 16 | quint32(green) << 8 | quint32(blue); }
+constexpr int red(quint32 rgb) { return int(rgb >> 16 & 0xFF); }
+constexpr int green(quint32 rgb) { return int(rgb >> 8 & 0xFF); }
+constexpr int blue(quint32 rgb) { return int(rgb & 0xFF); }
+
 struct CharFormat {
-    QColor color;          // invalid: the automatic colour (black)
+    Color color;
     double pointSize = 12; // RTF's own default
     QString family;        // "": the document's default font
     bool bold = false;
@@ -37,20 +42,11 @@ struct Run {
 
 // A whole RTF document from runs.
 QByteArray write(const QList<Run>& runs, const QString& defaultFamily = QStringLiteral("Arial"));
-// A whole RTF document from a text document's blocks and fragments.
-QByteArray write(const QTextDocument& document);
 
 // The runs of an RTF document; neighbouring runs with the same format are joined.
 QList<Run> read(const QByteArray& rtf);
 // RTF given as text (each character one byte of the file).
 QList<Run> read(const QString& rtf);
-// Replaces the document's contents with the runs of an RTF document.
-void read(const QByteArray& rtf, QTextDocument& document);
-
-// Inserts runs at a cursor, as text with character formats.
-void insert(QTextCursor& cursor, const QList<Run>& runs);
-// The runs of a text document (paragraphs joined by "\n").
-QList<Run> runsOf(const QTextDocument& document);
 
 // Whether the text starts like an RTF document ("{\rtf").
 bool isRtf(const QByteArray& data);

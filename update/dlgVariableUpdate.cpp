@@ -4,7 +4,7 @@
 #include "datetimetext.h"
 #include "filedialog.h"
 #include "messagebox.h"
-#include "rtf.h"
+#include "richtextdocument.h"
 #include "statusicons.h"
 #include "updaterun.h"
 

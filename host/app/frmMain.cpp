@@ -9,7 +9,7 @@
 #include "latebound.h"
 #include "messagebox.h"
 #include "runtimeerror.h"
-#include "settingsstore.h"
+#include "hostsettings.h"
 #include "transmitter.h"
 
 #include <QAction>
@@ -232,7 +232,7 @@ bool frmMain::transmit()
             hooks << pluginObject(p.progId);
         Transmitter transmitter(m_control.get());
         transmitter.setLog([this](const QString& line) { log(line); });
-        settings::write(settings::kLastOpenedDisplay, number);
+        settings::write(hostsettings::kLastOpenedDisplay, number);
         const bool sent = transmitter.transmit(record, m_playfile->toPlainText(), hooks);
         m_status->setText(sent ? QStringLiteral("Transmitted to display %1").arg(number)
                                : QStringLiteral("Transmission to display %1 FAILED").arg(number));

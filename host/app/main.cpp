@@ -14,10 +14,11 @@
 //   Lumarex --app-path DIR   the host's folder for its files (Displays.dat,
 //                            Extended\); default the program's folder
 
+#include "progids.h"
 #include "frmMain.h"
 #include "classregistry.h"
-#include "messagebox.h"
-#include "settingsstore.h"
+#include "messageboxwidget.h"
+#include "hostsettings.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -37,7 +38,7 @@ public:
     }
 };
 
-const QString kVariablePlugin = QStringLiteral("zolQMDVariablePlugin.zolQMDVariables");
+const QString kVariablePlugin = QString::fromLatin1(progid::kVariablePlugin);
 
 int selfTest(frmMain& window)
 {
@@ -64,6 +65,7 @@ int selfTest(frmMain& window)
 int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
+    msgbox::useWindows();
     QApplication::setApplicationName(QStringLiteral("Lumarex"));
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Lumarex display controller"));
@@ -90,7 +92,7 @@ int main(int argc, char* argv[])
     // The plug-ins find the host's files (Displays.dat, Extended\) through this.
     const QString folder = parser.isSet(appPathOption) ? QDir(parser.value(appPathOption)).absolutePath()
                                                        : QApplication::applicationDirPath();
-    settings::write(settings::kAppPath, QDir::toNativeSeparators(folder));
+    settings::write(hostsettings::kAppPath, QDir::toNativeSeparators(folder));
 
     // Unattended: a message box would wait for nobody.
     PrintedMessages printed;

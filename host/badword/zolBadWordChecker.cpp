@@ -25,6 +25,8 @@ const BadWordFilter& filterFor(const QString& path)
     }
     return filter;
 }
+// The folder of the library this code is in.
+QString ownFolder() { return settings::moduleFolder(reinterpret_cast<const void*>(&ownFolder)); }
 } // namespace
 
 zolBadWordChecker::zolBadWordChecker(QObject* parent) : QObject(parent)
@@ -37,7 +39,7 @@ QString zolBadWordChecker::WordListPath() const
     const QString configured = settings::read(kWordListSetting, QString()).trimmed();
     if (!configured.isEmpty())
         return settings::joinPath(QString(), configured);
-    return settings::joinPath(settings::pluginFolder(), kDefaultWordList);
+    return settings::joinPath(ownFolder(), kDefaultWordList);
 }
 
 void zolBadWordChecker::CleanCMD(QString& param1, QString /*param2*/, bool& status)

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "settingsstore.h"
+#include "progids.h"
+#include "machinesettings.h"
 
 #include <QObject>
 #include <QString>
@@ -11,7 +12,7 @@ class zolBadWordChecker final : public QObject {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(zolBadWordChecker)
 public:
-    static inline const char* kProgId = "zolBadWordCheckerPLG.zolBadWordChecker";
+    static inline const char* kProgId = progid::kBadWordChecker;
     // Where the word list is: this machine-wide setting holds its full path; by
     // default it is "BadWords.txt" in the checker library's folder.
     static constexpr settings::Key kWordListSetting{"Lumarex3", "BadWordChecker", "WordList", nullptr};

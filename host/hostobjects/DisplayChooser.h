@@ -1,5 +1,6 @@
 #pragma once
 
+#include "progids.h"
 #include "hostobjects.h"
 
 #include <QObject>
@@ -20,7 +21,7 @@ class DisplayChooser final : public QObject, public hostobjects::IDisplayChooser
     Q_DISABLE_COPY_MOVE(DisplayChooser)
     Q_INTERFACES(hostobjects::IDisplayChooser)
 public:
-    static inline const char* kProgId = "Lumarex.DisplayChooser";
+    static inline const char* kProgId = progid::kDisplayChooser;
     static inline const char* kAnswerVariable = "LUMAREX_CHOOSE_DISPLAYS";
 
     explicit DisplayChooser(QObject* parent = nullptr);

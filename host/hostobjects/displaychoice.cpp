@@ -1,6 +1,6 @@
 #include "displaychoice.h"
 
-#include "settingsstore.h"
+#include "hostsettings.h"
 
 namespace displaychoice {
 
@@ -10,13 +10,13 @@ void remember(const QStringList& numbers)
 {
     if (numbers.isEmpty())
         return;
-    settings::write(settings::kRecentDisplays, numbers.join(kRecentSeparator));
-    settings::write(settings::kLastOpenedDisplay, joined(numbers));
+    settings::write(hostsettings::kRecentDisplays, numbers.join(kRecentSeparator));
+    settings::write(hostsettings::kLastOpenedDisplay, joined(numbers));
 }
 
 QStringList recent()
 {
-    const QString text = settings::read(settings::kRecentDisplays);
+    const QString text = settings::read(hostsettings::kRecentDisplays);
     QStringList numbers;
     for (const QString& n : text.split(kRecentSeparator, Qt::SkipEmptyParts))
         numbers << n.trimmed();

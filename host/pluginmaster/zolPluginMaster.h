@@ -1,5 +1,6 @@
 #pragma once
 
+#include "progids.h"
 #include "pluginmaster.h"
 
 #include <QObject>
@@ -14,7 +15,7 @@ class zolPluginMaster final : public QObject, public pluginmaster::IPluginMaster
     Q_DISABLE_COPY_MOVE(zolPluginMaster)
     Q_INTERFACES(pluginmaster::IPluginMaster)
 public:
-    static inline const char* kProgId = "zolPluginCtl4.zolPluginMaster";
+    static inline const char* kProgId = progid::kPluginMaster;
     // Key of the token table; token names are its value names.
     static inline const QString kTokenKey = QStringLiteral("Software\\Morvel\\Lumarex3\\Tokens");
 

@@ -1,10 +1,15 @@
 #include "DisplayList.h"
 
 #include "runtimeerror.h"
-#include "settingsstore.h"
+#include "hostsettings.h"
 
 #include <QDir>
 #include <QFileInfo>
+
+namespace {
+// The folder of the library this code is in.
+QString ownFolder() { return settings::moduleFolder(reinterpret_cast<const void*>(&ownFolder)); }
+} // namespace
 
 DisplayList::DisplayList(QObject* parent) : QObject(parent) { setObjectName(QStringLiteral("DisplayList")); }
 
@@ -16,7 +21,7 @@ QString DisplayList::resolve(const QString& fileName)
     const bool driveLetter = name.size() > 2 && name[1] == u':' && name[2] == u'/';
     if (QDir::isAbsolutePath(name) || driveLetter)
         return QDir::toNativeSeparators(QDir::cleanPath(name));
-    const QString folder = settings::read(settings::kAppPath, settings::pluginFolder());
+    const QString folder = settings::read(hostsettings::kAppPath, ownFolder());
     return QDir::toNativeSeparators(QDir::cleanPath(settings::joinPath(folder, name)));
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "progids.h"
 #include "displaylistfile.h"
 #include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
@@ -28,7 +29,7 @@ class DisplayList final : public QObject, public disptrans::IDisplayList {
     Q_PROPERTY(QString OtherKindParam READ OtherKindParam)
     Q_PROPERTY(QString AddressList READ AddressList)
 public:
-    static inline const char* kProgId = "zolDTCon4.DisplayList";
+    static inline const char* kProgId = progid::kDisplayList;
     static inline const QString kDefaultListFile = QStringLiteral("Displays.dat");
 
     explicit DisplayList(QObject* parent = nullptr);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "progids.h"
 #include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
 
@@ -31,7 +32,7 @@ class zolDispTrans final : public QObject, public disptrans::IDispTrans {
     Q_PROPERTY(qulonglong BytesSent READ BytesSent)
     Q_PROPERTY(qulonglong BytesReceived READ BytesReceived)
 public:
-    static inline const char* kProgId = "zolDTCon4.zolDispTrans";
+    static inline const char* kProgId = progid::kDispTrans;
     static constexpr int kDefaultTimeoutMs = 2000;
 
     explicit zolDispTrans(QObject* parent = nullptr);

@@ -1,4 +1,4 @@
-#include "rtf.h"
+#include "richtextdocument.h"
 
 #include <QTest>
 #include <QTextCursor>
@@ -7,8 +7,8 @@
 using Runs = QList<rtf::Run>;
 
 namespace {
-rtf::Run run(const QString& text, QColor color = {}, double size = 12, const QString& family = QStringLiteral("Arial"),
-             const QString& style = {})
+rtf::Run run(const QString& text, rtf::Color color = {}, double size = 12,
+             const QString& family = QStringLiteral("Arial"), const QString& style = {})
 {
     return {text, {color, size, family, style.contains(u'b'), style.contains(u'i'), style.contains(u'u')}};
 }
@@ -18,7 +18,7 @@ QString describe(const Runs& runs)
     QStringList out;
     for (const rtf::Run& r : runs)
         out << QStringLiteral("[%1|%2|%3|%4|%5]")
-                   .arg(r.text, r.format.color.isValid() ? r.format.color.name() : QStringLiteral("auto"))
+                   .arg(r.text, r.format.color ? QString::number(*r.format.color, 16) : QStringLiteral("auto"))
                    .arg(r.format.pointSize)
                    .arg(r.format.family, QString(r.format.bold ? "b" : "") + (r.format.italic ? "i" : "")
                                              + (r.format.underline ? "u" : ""));
@@ -32,13 +32,13 @@ private slots:
     void roundTrip_data()
     {
         QTest::addColumn<Runs>("runs");
-        QTest::newRow("report styles") << Runs{run("Heading\n", QColor(0, 0, 255), 18, "Arial", "b"),
-                                               run("Failed no answer\n", QColor(255, 0, 0), 10),
-                                               run("Updated", QColor(0, 255, 0), 10), run(" auto", QColor(), 7.5)};
+        QTest::newRow("report styles") << Runs{
+            run("Heading\n", rtf::rgb(0, 0, 255), 18, "Arial", "b"), run("Failed no answer\n", rtf::rgb(255, 0, 0), 10),
+            run("Updated", rtf::rgb(0, 255, 0), 10), run(" auto", rtf::Color(), 7.5)};
         QTest::newRow("rtf's own characters, paragraphs, tabs") << Runs{run("a\\b {c}\n\nd\te\n")};
         QTest::newRow("code page and beyond") << Runs{run("café € ½ ÿ Ω 日本 \U0001F600")};
-        QTest::newRow("fonts and styles")
-            << Runs{run("led ", QColor(255, 0, 0), 14, "Terminal", "iu"), run("mono", QColor(), 9, "Courier New")};
+        QTest::newRow("fonts and styles") << Runs{run("led ", rtf::rgb(255, 0, 0), 14, "Terminal", "iu"),
+                                                  run("mono", rtf::Color(), 9, "Courier New")};
         QTest::newRow("empty") << Runs{};
     }
     void roundTrip()
