@@ -2,9 +2,8 @@
 #include "clsVariableAccess.h"
 #include "dlgChooseVars.h"
 #include "dlgVariables.h"
+#include "fakehostobjects.h"
 #include "frmVariableSettings.h"
-#include "hostobjects.h"
-#include "linkcontainer.h"
 #include "propertypage.h"
 #include "runtimeerror.h"
 #include "settingsstore.h"
@@ -69,41 +68,6 @@ void typeInto(QLineEdit* box, const QString& text)
     box->clear();
     QTest::keyClicks(box, text);
 }
-
-// Holds at most one link; pasting takes `clipboard`.
-struct FakeLinkContainer final : ILinkContainer {
-    QString clipboard, value, source; // value: the linked document's current text
-    void setLinkedOnly() override {}
-    bool canPaste() override { return !clipboard.isEmpty(); }
-    void paste() override { source = clipboard; }
-    QString sourceDoc() override { return source; }
-    void clear() override { source.clear(); }
-    void setDataFormat(const QString&) override {}
-    void createLink(const QString& s) override { source = s; }
-    QString dataText() override { return source.isEmpty() ? QString() : value; }
-};
-
-// The host's display chooser, answering with a fixed list.
-class HostChooser final : public QObject, public hostobjects::IDisplayChooser {
-    Q_OBJECT
-    Q_INTERFACES(hostobjects::IDisplayChooser)
-public:
-    explicit HostChooser(QString answer) : m_answer(std::move(answer)) { ++alive; }
-    ~HostChooser() override { --alive; }
-    QString SelectDisplays() override
-    {
-        ++asked;
-        return m_answer;
-    }
-    static void install(const QString& answer)
-    {
-        ComponentLoader::setFactory(hostobjects::kDisplayChooserProgId, [answer] { return new HostChooser(answer); });
-    }
-    static inline int alive = 0, asked = 0;
-
-private:
-    QString m_answer;
-};
 
 // Update dialogs that record every call made to them, as "name" or "name:argument".
 struct Recorder final : manager::UpdateDialogs {
@@ -187,7 +151,7 @@ private slots:
         m_dialog = std::make_unique<dlgVariables>();
         m_dialogs = Recorder();
         manager::setUpdateDialogs(&m_dialogs);
-        HostChooser::asked = 0;
+        FakeDisplayChooser::asked = 0;
     }
     void cleanup()
     {
@@ -195,7 +159,7 @@ private slots:
         manager::releaseVariableManager();
         manager::setUpdateDialogs(nullptr);
         ComponentLoader::clearFactories();
-        QCOMPARE(HostChooser::alive, 0); // every chooser was released
+        QCOMPARE(FakeDisplayChooser::alive, 0); // every chooser was released
         m_world.reset();
     }
 
@@ -409,12 +373,12 @@ private slots:
         store(kOptions, options);
         store({prompts[1] == u"0" ? settings::kLastOpenedDisplay : settings::kRecentDisplays}, {displays});
         if (displays != kAbsent)
-            HostChooser::install(displays);
+            FakeDisplayChooser::install(displays);
         m_dialogs.delayAnswer = delayAnswer;
         openManager();
         press("cmdUpdateVariable");
         QCOMPARE(m_dialogs.calls, calls);
-        QCOMPARE(HostChooser::asked, prompts[1] == kAbsent ? 1 : 0);
+        QCOMPARE(FakeDisplayChooser::asked, prompts[1] == kAbsent ? 1 : 0);
         QCOMPARE(m_world->box.texts(), message.isEmpty() ? QStringList{} : QStringList{message});
     }
 
@@ -441,7 +405,7 @@ private slots:
         QFETCH(int, hostAsked);
         settings::write(settings::kPromptForVariable, "FALSE");
         settings::write(settings::kPromptForDisplay, "-3"); // any number but 0 and 1 asks the host
-        HostChooser::install("9");
+        FakeDisplayChooser::install("9");
         QStringList seen; // in the set, the file and the store when the chooser is asked
         m_dialogs.onChoose = [&](clsVariableAccess* set) {
             seen << set->VariableData(257) << vlsRecord(vlsPath(), 257).value(4)
@@ -452,7 +416,7 @@ private slots:
         press(item);
         QCOMPARE(m_dialogs.calls.value(m_dialogs.calls.size() - 1), lastCall);
         QCOMPARE(seen, (lastCall.isEmpty() ? QStringList{} : QStringList{"typed", "typed", "typed"}));
-        QCOMPARE(HostChooser::asked, hostAsked);
+        QCOMPARE(FakeDisplayChooser::asked, hostAsked);
         QVERIFY(m_world->box.shown().isEmpty());
     }
 

@@ -1,5 +1,5 @@
 #include "dlgVariableUpdate.h"
-#include "fakes.h"
+#include "fakedisptrans.h"
 #include "rtf.h"
 #include "updaterun.h"
 

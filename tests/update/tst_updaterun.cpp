@@ -1,10 +1,14 @@
+#include "clock.h"
 #include "clsVarUpdater.h"
 #include "codepage.h"
-#include "fakes.h"
+#include "fakedisptrans.h"
+#include "fakepluginmaster.h"
+#include "pluginmaster.h"
 #include "settingsstore.h"
 #include "updaterun.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -198,6 +202,23 @@ private slots:
         rig.run.start();
         QCOMPARE(sent(), c.sent);
         QCOMPARE(rig.rows().value(0) + u'|' + rig.rows(&DisplayRow::when).value(0), c.row);
+    }
+
+    void attributesTakeEachFieldFromItsOwn()
+    {
+        // Each entry as the display reads it: index, colour, and 'A' + 1 for blink + 2 for inverse.
+        Rig rig(1, QStringLiteral("T1 T2 C257"));
+        const QStringList fields[] = {{"3", "1", "2"}, {"6", "2", "1"}, {"7", "1", "1"}}; // colour, blink, inverse
+        for (const int16_t n : {1, 2, 257}) {
+            const QStringList& f = fields[n == 257 ? 2 : n - 1];
+            rig.vars->setVariableColor(n, f[0]);
+            rig.vars->setVariableBlink(n, f[1]);
+            rig.vars->setVariableInverse(n, f[2]);
+        }
+        rig.run.setMode(UpdateRun::AttributesOnly);
+        rig.run.start();
+        QCOMPARE(fake.attributeTexts, (QStringList{"0003B0016C", "0007D"}));
+        QCOMPARE(rig.rows(), QStringList{"Updated"});
     }
 
     void percents_data()

@@ -4,7 +4,7 @@
 // damaged files, and saves that fail without harming the file already there.
 
 #include "clsVariableAccess.h"
-#include "linkcontainer.h"
+#include "fakehostobjects.h"
 #include "privatelabel.h"
 #include "registryroutines.h"
 #include "runtimeerror.h"
@@ -183,23 +183,6 @@ auto fileSizeLimit(rlim_t bytes)
         std::signal(SIGXFSZ, handler);
     });
 }
-
-// A link container in memory, answering with the value of whatever it is linked to.
-class FakeLinkContainer final : public ILinkContainer {
-public:
-    QString linkedTo, value, dataFormat;
-    QStringList linksCreated;
-
-    void setLinkedOnly() override {}
-    bool canPaste() override { return false; }
-    void paste() override {}
-    QString sourceDoc() override { return linkedTo; }
-    void clear() override { linkedTo.clear(); }
-    void setDataFormat(const QString& format) override { dataFormat = format; }
-    void createLink(const QString& source) override { linksCreated << (linkedTo = source); }
-    // "!" raises, as a missing source document does.
-    QString dataText() override { return value == u"!" ? throw RuntimeError(RuntimeError::AutomationError) : value; }
-};
 
 struct DisplayCase { // one case of GetDisplayableData; linkedTo "-": no container at all
     int n;
