@@ -1,3 +1,4 @@
+#include "dialogcontrols.h"
 #include "classregistry.h"
 #include "clsVariableAccess.h"
 #include "dlgChooseVars.h"
@@ -161,6 +162,99 @@ private slots:
         ComponentLoader::clearFactories();
         QCOMPARE(FakeDisplayChooser::alive, 0); // every chooser was released
         m_world.reset();
+    }
+
+    // Every control as the dialog opens, by objectName ("" = the dialog's title); the
+    // edit commands follow an empty data box with nothing selected.
+    void defaultState_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("shown");
+        const std::pair<const char*, const char*> controls[] = {
+            {"", "Variable Manager - QMDvarinfo.vls"},
+            {"tabVariables", "Text|Cell"},
+            {"Frame1", "Options: "},
+            {"optVariable_0", "Data && Attributes"},
+            {"optVariable_1", "Data Only"},
+            {"optVariable_2", "Attributes Only"},
+            {"chkUpdateOnTransmit", "Update On Transmit!"},
+            {"cmdUpdateVariable", "Update Display"},
+            {"cmdVariableAudit", "Perform Variable Audit - Compare Variable Values"},
+            {"OKButton", "Done"},
+            {"cmbTextVars", "Text Var: 1 of 256"},
+            {"cmbCellVars", "Cell Var: 1 of 160"},
+            {"txtTextVariableName", "Text Var 1"},
+            {"txtCellVarName", "Cell Var 1"},
+            {"cmbTextVarColor", "Red"},
+            {"cmbTextVarBlink", "No"},
+            {"cmbTextVarInverse", "No"},
+            {"cmbTextMaxLength", "250"},
+            {"cmbCellVarMaxLength", "58"},
+            {"cmdTextOLEPasteClear", "Paste"},
+            {"cmdCellVarOLEPaste", "Paste"},
+            {"mnuTools", "&Tools"},
+            {"mnuToolsNewConfiguration", "&New Configuration"},
+            {"mnuToolsLoad", "&Load Configuration"},
+            {"mnuToolsSave", "&Save Configuration"},
+            {"mnuViewAllVar", "&View All Variables"},
+            {"mnuToolsAuto", "&AutoConfigured Spreadsheet"},
+            {"mnuPopUp", "Edit"},
+            {"mnuPopUpVariableViewer", "View/Edit Variable"},
+            {"mnuUndo", "Undo (disabled)"},
+            {"mnuCut", "Cut (disabled)"},
+            {"mnuCopy", "Copy (disabled)"},
+            {"mnuDelete", "Delete (disabled)"},
+            {"mnuSelectAll", "Select All (disabled)"},
+            {"mnuChoose", "Update"},
+            {"mnuUpdateDisplay", "Update Display Now"},
+            {"mnuChooseVar", "Choose Variables to Update"},
+            {"mnuChooseDisplay", "Choose Displays"},
+            {"mnuSettings", "Variable Update Settings"},
+            {"mnuAbout", "&About"},
+        };
+        for (const auto& [name, shown] : controls)
+            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+    }
+    void defaultState()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, shown);
+        QCOMPARE(shownState(openManager(), name), shown);
+    }
+
+    // Every control as the dialog opens, by objectName ("" = the dialog's title).
+    void settingsDefaultState_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("shown");
+        const std::pair<const char*, const char*> controls[] = {
+            {"", "Variable Update Settings"},
+            {"fraDisplay", "Choose Display"},
+            {"optChooseDisplay_0", "Never ask for displays, use the current one"},
+            {"optChooseDisplay_1", "Never ask for displays, use the last selection"},
+            {"optChooseDisplay_2", "Prompt for displays every time"},
+            {"fraVariables", "Choose Variables"},
+            {"optChooseVar", "Prompt for variables every time"},
+            {"optNeverChooseVar", "Never ask for variables, use the last selected"},
+            {"fraUpdateDelay", "Update Delay"},
+            {"optDelay", "Prompt for Delay Setup every time"},
+            {"optNoDelay", "Never ask for Delay Setup"},
+            {"fraDelay", "Retry Interval"},
+            {"txtHour", "1"},
+            {"txtMin", "0"},
+            {"txtSec", "0"},
+            {"cmdOK", "OK"},
+            {"cmdCancel", "Cancel"},
+        };
+        for (const auto& [name, shown] : controls)
+            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+    }
+    void settingsDefaultState()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, shown);
+        frmVariableSettings d;
+        QCOMPARE(shownState(&d, name), shown);
     }
 
     void editsReachFileAndStoreOnDone()
