@@ -122,7 +122,7 @@ struct Recorder final : manager::UpdateDialogs {
 } // namespace
 
 // The variable manager as the user sees it, the update settings dialog, and the steps of an update up to a
-// recording update dialog. LUMAREX_SCREENSHOTS=<folder> also writes pictures of the dialogs.
+// recording update dialog.
 class tst_Manager final : public QObject {
     Q_OBJECT
     struct World {
@@ -586,33 +586,6 @@ private slots:
             ::click(&d, name);
         QCOMPARE(d.result(), int(click.last() == u"cmdOK" ? QDialog::Accepted : QDialog::Rejected));
         QCOMPARE(stored(kSettingsDialog), after);
-    }
-
-    void screenshots()
-    {
-        const QString folder = qEnvironmentVariable("LUMAREX_SCREENSHOTS");
-        if (folder.isEmpty())
-            QSKIP("LUMAREX_SCREENSHOTS=<folder> writes pictures of the dialogs");
-        settings::write(settings::kLastUsed, "1;2;257");
-        clsVariableAccess& set = m_dialog->variableSet();
-        set.setVariableName(1, "Lobby Temperature");
-        set.setVariableData(1, "Outside: 21\u00b0C, light wind");
-        set.setVariableName(257, "Gas Price");
-        set.setVariableOLELink(257, "C:\\Prices\\today.xls!Prices!R2C2");
-        m_dialog->resize(m_dialog->sizeHint());
-        frmVariableSettings settingsDialog;
-        dlgChooseVars chooser;
-        chooser.setVariableSet(&set);
-        QDir().mkpath(folder);
-        for (const auto& [w, name] : {std::pair<QWidget*, QString>{m_dialog.get(), "manager-text.png"},
-                                      {m_dialog.get(), "manager-cell.png"},
-                                      {&settingsDialog, "settings.png"},
-                                      {&chooser, "chooser.png"}}) {
-            w->show();
-            QApplication::processEvents();
-            showPage(m_dialog.get(), name == u"manager-cell.png");
-            QVERIFY2(w->grab().save(QDir(folder).filePath(name)), qPrintable(name));
-        }
     }
 };
 

@@ -228,6 +228,7 @@ private slots:
         QTest::addColumn<int>("from");
         QTest::addColumn<QList<int>>("percents");
         QTest::newRow("data: halves to even") << 2 << "T1..8" << 0 << QList<int>{12, 25, 38, 50, 62, 75, 88, 100};
+        QTest::newRow("divided before scaled: 23 of 40 is below 57.5") << 2 << "T1..40" << 22 << QList<int>{57};
         // Attributes: text members counted, then the cell batch plus the last text batch.
         QTest::newRow("text only: the cell phase stays") << 3 << "T1..3" << 0 << QList<int>{33, 67, 100, 100, 100, 100};
         QTest::newRow("text before cells")
@@ -246,14 +247,7 @@ private slots:
         rig.run.setMode(UpdateRun::Mode(mode));
         rig.run.start();
         QCOMPARE(rig.percents.size(), (mode == 3 ? 2 : 1) * rig.run.rows().size() * pick(selection).size());
-        QCOMPARE(rig.percents.mid(from), percents);
-    }
-
-    void percentAndBatchLimits()
-    {
-        QCOMPARE(clsVarUpdater::percentOf(23, 40), int16_t(57)); // divided first: 23 / 40 * 100 is below 57.5
-        QVERIFY(!clsVarUpdater::batchIsFull(995));               // room for one more entry of 5 characters
-        QVERIFY(clsVarUpdater::batchIsFull(996));
+        QCOMPARE(rig.percents.mid(from, percents.size()), percents);
     }
 
     void negativeAddressKeepsTheControls()

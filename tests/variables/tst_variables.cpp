@@ -364,9 +364,6 @@ private slots:
         QTest::newRow("cut inside record 101") << QString() << fileWith(101).chopped(9) << 100 << none << true << false;
         QTest::newRow("line 300 without quotes stops")
             << QString() << fileWith(299) + "damaged\r\n" + records << 299 << none << true << false;
-        QTest::newRow("line over 16 MiB stops")
-            << QString() << h + "\"a\"" + QByteArray(VariableFile::kMaxLineBytes, 'x') + "\"\r\n" + records << 0 << none
-            << true << false;
         QTest::newRow("lines after the last ignored") << QString() << all + "\"junk\"\r\nno quotes\r\n"
                                                       << 416 << none << true << false;
         QTest::newRow("blank lines skipped")
