@@ -1,13 +1,12 @@
-// The update engine's own cost per variable, with a transmission control and a
-// plug-in master that do nothing.
+// The update engine's own cost per variable, with the tests' transmission
+// control and plug-in master recording nothing.
 
 #include "classregistry.h"
 #include "clsVarUpdater.h"
 #include "clsVariableAccess.h"
-#include "disptrans.h"
-#include "pluginmaster.h"
+#include "fakedisptrans.h"
+#include "fakepluginmaster.h"
 #include "settingsstore.h"
-#include "testenvironment.h"
 #include "updaterun.h"
 
 #include <QApplication>
@@ -19,60 +18,6 @@
 #include <memory>
 
 namespace {
-class NullDispTrans final : public QObject, public disptrans::IDispTrans {
-    Q_OBJECT
-    Q_INTERFACES(disptrans::IDispTrans)
-public:
-    bool OpenConnection(disptrans::ConnectionSettings&) override { return true; }
-    void CloseConnection() override {}
-    void setDisplayAddress(const QString&) override {}
-    void setDisplayAddress(int16_t) override {}
-    int16_t DisplayAddress() override { return 1; }
-    bool SendTextVarData(disptrans::TextVarDataItem& item) override { return benchmark::DoNotOptimize(item), true; }
-    bool SendCellVarData(disptrans::CellVarDataItem& item) override { return benchmark::DoNotOptimize(item), true; }
-    bool SendTextVarAttributes(disptrans::VarAttributeList&) override { return true; }
-    bool SendCellVarAttributes(disptrans::VarAttributeList&) override { return true; }
-    disptrans::DisplayConfiguration ReadDisplayConfiguration() override { return {}; }
-    disptrans::DownloadTime ReadDownloadTime() override { return {}; }
-    disptrans::VarReadReply ReadTextVariable(disptrans::VarReadRequest&) override { return {}; }
-    disptrans::VarReadReply ReadCellVariable(disptrans::VarReadRequest&) override { return {}; }
-    bool SendMessage(const QString&) override { return true; }
-    bool LastCommandSucceeded() override { return true; }
-    QString LastErrorText() override { return {}; }
-};
-
-class NullDisplayList final : public QObject, public disptrans::IDisplayList {
-    Q_OBJECT
-    Q_INTERFACES(disptrans::IDisplayList)
-public:
-    void setListFile(const QString&) override {}
-    int16_t FindDisplay(const QString&) override { return 1; }
-    int16_t FindDisplayByName(const QString&) override { return 1; }
-    int16_t RecordCount() override { return 1; }
-    void setCurrentRecord(int16_t) override {}
-    QString DisplayNumber() override { return QStringLiteral("1"); }
-    QString DisplayName() override { return QStringLiteral("1"); }
-    int16_t ConnectionKind() override { return 3; }
-    QString LinkTarget() override { return QStringLiteral("127.0.0.1"); }
-    QString Kind1Param() override { return {}; }
-    QString Kind3Param() override { return QStringLiteral("7000"); }
-    QString OtherKindParam() override { return {}; }
-    QString AddressList() override { return QStringLiteral("1"); }
-};
-
-class NullPluginMaster final : public QObject, public pluginmaster::IPluginMaster {
-    Q_OBJECT
-    Q_INTERFACES(pluginmaster::IPluginMaster)
-public:
-    QVariant Status() override { return 0; }
-    QString GetTokenText(const QString&) override { return {}; }
-    void SetTokenText(const QString&, const QString&) override {}
-    void RunPluginMethod(const QString&, const QString&, QString&, const QString&, bool& status) override
-    {
-        status = true;
-    }
-};
-
 VarSelection allVariables()
 {
     VarSelection vars;
@@ -81,11 +26,12 @@ VarSelection allVariables()
     return vars;
 }
 
-struct World {
-    TestEnvironment env;
-    std::unique_ptr<clsVariableAccess> vars = std::make_unique<clsVariableAccess>();
-    World()
+// The shared fakes with `displays` display records, recording nothing, and data
+// in all 416 variables.
+struct World : FakeWorld {
+    explicit World(int displays = 1) : FakeWorld(displays)
     {
+        fake.keepCalls = false;
         for (int n = 1; n <= 416; ++n)
             vars->setVariableData(int16_t(n), QStringLiteral("Variable text number %1, 0123456789").arg(n));
     }
@@ -96,8 +42,8 @@ struct World {
 void runUpdater(benchmark::State& state, bool (clsVarUpdater::*send)(int16_t))
 {
     World world;
-    NullDispTrans control;
-    NullPluginMaster master;
+    FakeDispTrans control;
+    FakePluginMaster master;
     clsVarUpdater updater;
     updater.TransControl = &control;
     updater.PluginMaster = &master;
@@ -121,24 +67,17 @@ BENCHMARK(BM_UpdaterAttributes)->Unit(benchmark::kMicrosecond);
 // displays that take everything at once, progress handling and event pumping included.
 void BM_RunPass(benchmark::State& state)
 {
-    World world;
-    ComponentLoader::setFactory(disptrans::kDispTransProgId, [] { return new NullDispTrans; });
-    ComponentLoader::setFactory(disptrans::kDisplayListProgId, [] { return new NullDisplayList; });
-    ComponentLoader::setFactory(pluginmaster::kPluginMasterProgId, [] { return new NullPluginMaster; });
     const int displays = int(state.range(0));
-    QStringList list;
-    for (int i = 1; i <= displays; ++i)
-        list << QString::number(i);
+    World world(displays);
     for (auto _ : state) {
         UpdateRun run;
         run.setVariableSet(world.vars.get());
         run.setSelection(allVariables());
-        run.setDisplayList(list.join(u','));
+        run.setDisplayList(world.displays);
         run.start();
         benchmark::DoNotOptimize(run.rows().size());
     }
     state.SetItemsProcessed(state.iterations() * 416 * displays);
-    ComponentLoader::clearFactories();
 }
 BENCHMARK(BM_RunPass)->Arg(1)->Arg(10)->Unit(benchmark::kMillisecond);
 
@@ -150,6 +89,7 @@ void BM_EmulatedRun(benchmark::State& state)
 {
     const int displays = int(state.range(0));
     World world;
+    ComponentLoader::clearFactories(); // the real libraries, not the fakes
     for (const char* library : {TRANSMISSION_LIBRARY, PLUGINMASTER_LIBRARY, BADWORD_LIBRARY})
         ComponentLoader::registerLibrary(QString::fromLocal8Bit(library));
     settings::write(settings::kAppPath, world.env.folder());
@@ -213,5 +153,3 @@ int main(int argc, char** argv)
     benchmark::Shutdown();
     return 0;
 }
-
-#include "bench_update.moc"

@@ -8,6 +8,7 @@
 #include "classregistry.h"
 #include "dlgDisplayChooser.h"
 #include "dlgDisplayList.h"
+#include "fakedisptrans.h"
 #include "frmMain.h"
 #include "hostobjects.h"
 #include "hosttest.h"
@@ -29,50 +30,25 @@
 
 namespace {
 
-// A transmission control that records what the host asks of it.
-class FakeDispTrans final : public QObject, public disptrans::IDispTrans {
-    Q_OBJECT
-    Q_INTERFACES(disptrans::IDispTrans)
-public:
-    bool openAnswer = true, isOpen = false;
-    int16_t failingAddress = -1, address = 0; // SendMessage to failingAddress answers false
-    QStringList calls;
-    QString message;
-
-    bool OpenConnection(disptrans::ConnectionSettings& s) override
-    {
-        calls << QStringLiteral("open %1 %2;%3;%4;%5@%6")
-                     .arg(s.ConnKind)
-                     .arg(s.ConnTarget, s.ConnParam1, s.ConnParam2, s.ConnParam3)
-                     .arg(s.ConnAddress);
-        address = s.ConnAddress;
-        return isOpen = openAnswer;
+// What the host asked of the fake control: the opens in full, as
+// "open kind target;serial;dial;port@address", then the hooks, messages and closes.
+QStringList hostCalls()
+{
+    QStringList out;
+    qsizetype opened = 0;
+    for (const QString& call : std::as_const(fake.calls)) {
+        const disptrans::ConnectionSettings s = call.startsWith(u"open ") ? fake.opens.value(opened++)
+                                                                          : disptrans::ConnectionSettings();
+        if (call.startsWith(u"open "))
+            out << QStringLiteral("open %1 %2;%3;%4;%5@%6")
+                       .arg(s.ConnKind)
+                       .arg(s.ConnTarget, s.ConnParam1, s.ConnParam2, s.ConnParam3)
+                       .arg(s.ConnAddress);
+        else if (!call.startsWith(u"address "))
+            out << call;
     }
-    void CloseConnection() override
-    {
-        calls << QStringLiteral("close");
-        isOpen = false;
-    }
-    void setDisplayAddress(const QString& a) override { address = a.toShort(); }
-    void setDisplayAddress(int16_t a) override { address = a; }
-    int16_t DisplayAddress() override { return address; }
-    bool SendTextVarData(disptrans::TextVarDataItem&) override { return true; }
-    bool SendCellVarData(disptrans::CellVarDataItem&) override { return true; }
-    bool SendTextVarAttributes(disptrans::VarAttributeList&) override { return true; }
-    bool SendCellVarAttributes(disptrans::VarAttributeList&) override { return true; }
-    disptrans::DisplayConfiguration ReadDisplayConfiguration() override { return {}; }
-    disptrans::DownloadTime ReadDownloadTime() override { return {}; }
-    disptrans::VarReadReply ReadTextVariable(disptrans::VarReadRequest&) override { return {}; }
-    disptrans::VarReadReply ReadCellVariable(disptrans::VarReadRequest&) override { return {}; }
-    bool SendMessage(const QString& text) override
-    {
-        calls << QStringLiteral("message %1").arg(address);
-        message = text;
-        return isOpen && address != failingAddress;
-    }
-    bool LastCommandSucceeded() override { return true; }
-    QString LastErrorText() override { return openAnswer ? "display did not answer" : "connection refused"; }
-};
+    return out;
+}
 
 // A plug-in with the host contract's operations. Its hook notes the control's
 // address into the control's record and leaves the control at another address.
@@ -96,13 +72,13 @@ public:
     Q_INVOKABLE bool DoesPreTransmit() const { return preTransmit; }
     Q_INVOKABLE void StartPreTransmit(QObject* control, QObject* file)
     {
-        auto* fake = qobject_cast<FakeDispTrans*>(control);
-        fake->calls << (fake->isOpen ? QStringLiteral("pre %1") : QStringLiteral("pre-closed %1"))
-                           .arg(qobject_cast<disptrans::IDispTrans*>(control)->DisplayAddress());
+        auto* fakeControl = qobject_cast<FakeDispTrans*>(control);
+        fake.calls << (fakeControl->isOpen() ? QStringLiteral("pre %1") : QStringLiteral("pre-closed %1"))
+                          .arg(fakeControl->DisplayAddress());
         playfile = latebound::getProperty(file, "Text").toString();
         if (failHook)
             RuntimeError::raise(RuntimeError::AutomationError);
-        fake->address = 99;
+        fakeControl->setDisplayAddress(int16_t(99));
     }
 };
 
@@ -159,25 +135,25 @@ void TestHostApp::transmit_data()
     QTest::addColumn<QString>("logged");
     QTest::newRow("tcp: hook then message, per address")
         << 3 << " 1, 2 ,," << true << -1 << "yes" << true
-        << QStringList{"open 3 target;;;47010@1", "pre 1", "message 1", "pre 2", "message 2", "close"}
+        << QStringList{"open 3 target;;;47010@1", "pre 1", "message @1", "pre 2", "message @2", "close"}
         << "Sent to display 3 (D3), address 2";
     QTest::newRow("no address list: address 0")
         << 3 << "" << true << -1 << "yes" << true
-        << QStringList{"open 3 target;;;47010@0", "pre 0", "message 0", "close"} << "Opening display 3 (D3)";
+        << QStringList{"open 3 target;;;47010@0", "pre 0", "message @0", "close"} << "Opening display 3 (D3)";
     QTest::newRow("serial, hook not asked for")
-        << 1 << "4" << true << -1 << "no" << true << QStringList{"open 1 target;9600,N,8,1;;@4", "message 4", "close"}
+        << 1 << "4" << true << -1 << "no" << true << QStringList{"open 1 target;9600,N,8,1;;@4", "message @4", "close"}
         << "";
     QTest::newRow("modem, hook fails, message still sent")
         << 2 << "1" << true << -1 << "fails" << true
-        << QStringList{"open 2 target;;5551234;@1", "pre 1", "message 1", "close"}
+        << QStringList{"open 2 target;;5551234;@1", "pre 1", "message @1", "close"}
         << "Pre-transmit of FakePlugin failed: Automation error";
     QTest::newRow("any other kind as modem, open fails")
         << 0 << "1" << false << -1 << "yes" << false << QStringList{"open 2 target;;5551234;@1"}
         << "FAILED to open display 3 (D3): connection refused";
     QTest::newRow("one address fails, the others still sent")
         << 3 << "1,2,3" << true << 2 << "no" << false
-        << QStringList{"open 3 target;;;47010@1", "message 1", "message 2", "message 3", "close"}
-        << "FAILED to send to display 3 (D3), address 2: display did not answer";
+        << QStringList{"open 3 target;;;47010@1", "message @1", "message @2", "message @3", "close"}
+        << "FAILED to send to display 3 (D3), address 2: no answer from display";
 }
 
 void TestHostApp::transmit()
@@ -188,9 +164,11 @@ void TestHostApp::transmit()
     QFETCH(int, failing);
     QFETCH(QString, hook);
     QFETCH(QString, logged);
+    fake = {};
+    if (!opens)
+        fake.refusedTargets << QStringLiteral("target");
+    fake.deadAddresses << int16_t(failing);
     FakeDispTrans control;
-    control.openAnswer = opens;
-    control.failingAddress = int16_t(failing);
     FakePlugin plugin(hook != u"no", hook == u"fails");
     QStringList log;
     Transmitter t(&control);
@@ -198,9 +176,9 @@ void TestHostApp::transmit()
     const QString playfile = QStringLiteral("A\nB\r\nC\rD");
     const DisplayRecord r{"3", "D3", int16_t(kind), "target", "9600,N,8,1", "47010", "5551234", addresses};
     QTEST(t.transmit(r, playfile, {&plugin}), "sent");
-    QTEST(control.calls, "calls");
+    QTEST(hostCalls(), "calls");
     if (opens) {
-        QCOMPARE(control.message, QStringLiteral("A\r\nB\r\nC\r\nD")); // every line end as CR LF
+        QCOMPARE(fake.texts.value(0), QStringLiteral("A\r\nB\r\nC\r\nD")); // every line end as CR LF
         QCOMPARE(plugin.playfile, hook == u"no" ? QString() : playfile);
     }
     QVERIFY2(log.join(u'\n').contains(logged), qPrintable(log.join(u'\n')));
@@ -365,8 +343,8 @@ void TestHostApp::mainWindowPluginsAndTransmit()
     ComponentLoader::setFactory(QStringLiteral("Alpha.Main"), [] { return new FakePlugin(false); });
     FakePlugin* plugin = nullptr;
     ComponentLoader::setFactory(QStringLiteral("Fake.Main"), [&plugin] { return plugin = new FakePlugin; });
-    FakeDispTrans* control = nullptr;
-    ComponentLoader::setFactory(disptrans::kDispTransProgId, [&control] { return control = new FakeDispTrans; });
+    fake = {};
+    ComponentLoader::setFactory(disptrans::kDispTransProgId, [] { return new FakeDispTrans; });
 
     frmMain window;
     window.loadPlugins(env.folder()); // no libraries there: only the registered fakes
@@ -393,9 +371,8 @@ void TestHostApp::mainWindowPluginsAndTransmit()
 
     QCOMPARE(window.findChild<QComboBox*>(QStringLiteral("cmbDisplay"))->currentText(), QStringLiteral("4 - Lobby"));
     QTest::mouseClick(button(&window, "cmdTransmit"), Qt::LeftButton);
-    QVERIFY(control);
-    QCOMPARE(control->calls, (QStringList{"open 3 127.0.0.1;;;47010@1", "pre 1", "message 1", "close"}));
-    QCOMPARE(control->message, QStringLiteral("TEMP <VBL001>\r\nNEXT"));
+    QCOMPARE(hostCalls(), (QStringList{"open 3 127.0.0.1;;;47010@1", "pre 1", "message @1", "close"}));
+    QCOMPARE(fake.texts.value(0), QStringLiteral("TEMP <VBL001>\r\nNEXT"));
     QCOMPARE(settings::read(settings::kLastOpenedDisplay), QStringLiteral("4"));
     QVERIFY(boxes.shown().isEmpty());
     QCOMPARE(window.findChild<QLabel*>("lblStatus")->text(), QStringLiteral("Transmitted to display 4"));

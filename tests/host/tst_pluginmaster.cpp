@@ -170,6 +170,17 @@ void TestPluginMaster::cleanCmdReadsWordList()
     writeFile(env.path(QStringLiteral("Other.txt")), "heck\n");
     settings::write(zolBadWordChecker::kWordListSetting, env.path(QStringLiteral("Other.txt")));
     QCOMPARE(cleanCmd(&checker, QStringLiteral("darn heck")), QStringLiteral("darn ****!"));
+
+    // A relative list with an empty AppPath stays relative: read from the working folder.
+    settings::write(settings::kAppPath, QString());
+    settings::write(zolBadWordChecker::kWordListSetting, QStringLiteral("lists\\Words.txt"));
+    writeFile(env.path(QStringLiteral("lists/Words.txt")), "heck\n");
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(env.folder()));
+    const QString path = checker.WordListPath(), cleaned = cleanCmd(&checker, QStringLiteral("darn heck"));
+    QDir::setCurrent(before);
+    QCOMPARE(path, QDir::toNativeSeparators(QStringLiteral("lists/Words.txt")));
+    QCOMPARE(cleaned, QStringLiteral("darn ****!"));
 }
 
 QTEST_GUILESS_MAIN(TestPluginMaster)

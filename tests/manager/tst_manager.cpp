@@ -1,10 +1,10 @@
+#include "dialogcontrols.h"
 #include "classregistry.h"
 #include "clsVariableAccess.h"
 #include "dlgChooseVars.h"
 #include "dlgVariables.h"
+#include "fakehostobjects.h"
 #include "frmVariableSettings.h"
-#include "hostobjects.h"
-#include "linkcontainer.h"
 #include "propertypage.h"
 #include "runtimeerror.h"
 #include "settingsstore.h"
@@ -70,41 +70,6 @@ void typeInto(QLineEdit* box, const QString& text)
     QTest::keyClicks(box, text);
 }
 
-// Holds at most one link; pasting takes `clipboard`.
-struct FakeLinkContainer final : ILinkContainer {
-    QString clipboard, value, source; // value: the linked document's current text
-    void setLinkedOnly() override {}
-    bool canPaste() override { return !clipboard.isEmpty(); }
-    void paste() override { source = clipboard; }
-    QString sourceDoc() override { return source; }
-    void clear() override { source.clear(); }
-    void setDataFormat(const QString&) override {}
-    void createLink(const QString& s) override { source = s; }
-    QString dataText() override { return source.isEmpty() ? QString() : value; }
-};
-
-// The host's display chooser, answering with a fixed list.
-class HostChooser final : public QObject, public hostobjects::IDisplayChooser {
-    Q_OBJECT
-    Q_INTERFACES(hostobjects::IDisplayChooser)
-public:
-    explicit HostChooser(QString answer) : m_answer(std::move(answer)) { ++alive; }
-    ~HostChooser() override { --alive; }
-    QString SelectDisplays() override
-    {
-        ++asked;
-        return m_answer;
-    }
-    static void install(const QString& answer)
-    {
-        ComponentLoader::setFactory(hostobjects::kDisplayChooserProgId, [answer] { return new HostChooser(answer); });
-    }
-    static inline int alive = 0, asked = 0;
-
-private:
-    QString m_answer;
-};
-
 // Update dialogs that record every call made to them, as "name" or "name:argument".
 struct Recorder final : manager::UpdateDialogs {
     QStringList calls;
@@ -157,7 +122,7 @@ struct Recorder final : manager::UpdateDialogs {
 } // namespace
 
 // The variable manager as the user sees it, the update settings dialog, and the steps of an update up to a
-// recording update dialog. LUMAREX_SCREENSHOTS=<folder> also writes pictures of the dialogs.
+// recording update dialog.
 class tst_Manager final : public QObject {
     Q_OBJECT
     struct World {
@@ -187,7 +152,7 @@ private slots:
         m_dialog = std::make_unique<dlgVariables>();
         m_dialogs = Recorder();
         manager::setUpdateDialogs(&m_dialogs);
-        HostChooser::asked = 0;
+        FakeDisplayChooser::asked = 0;
     }
     void cleanup()
     {
@@ -195,8 +160,105 @@ private slots:
         manager::releaseVariableManager();
         manager::setUpdateDialogs(nullptr);
         ComponentLoader::clearFactories();
-        QCOMPARE(HostChooser::alive, 0); // every chooser was released
+        QCOMPARE(FakeDisplayChooser::alive, 0); // every chooser was released
         m_world.reset();
+    }
+
+    // Every control as the dialog opens, by objectName ("" = the dialog's title); the
+    // edit commands follow an empty data box with nothing selected.
+    void defaultState_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("shown");
+        const std::pair<const char*, const char*> controls[] = {
+            {"", "Variable Manager - QMDvarinfo.vls"},
+            {"tabVariables", "Text|Cell"},
+            {"Frame1", "Options: "},
+            {"optVariable_0", "Data && Attributes"},
+            {"optVariable_1", "Data Only"},
+            {"optVariable_2", "Attributes Only"},
+            {"chkUpdateOnTransmit", "Update On Transmit!"},
+            {"cmdUpdateVariable", "Update Display"},
+            {"cmdVariableAudit", "Perform Variable Audit - Compare Variable Values"},
+            {"OKButton", "Done"},
+            {"cmbTextVars", "Text Var: 1 of 256"},
+            {"cmbCellVars", "Cell Var: 1 of 160"},
+            {"txtTextVariableName", "Text Var 1"},
+            {"txtCellVarName", "Cell Var 1"},
+            {"cmbTextVarColor", "Red"},
+            {"cmbTextVarBlink", "No"},
+            {"cmbTextVarInverse", "No"},
+            {"cmbTextMaxLength", "250"},
+            {"cmbCellVarMaxLength", "58"},
+            {"cmdTextOLEPasteClear", "Paste"},
+            {"cmdCellVarOLEPaste", "Paste"},
+            {"mnuTools", "&Tools"},
+            {"mnuToolsNewConfiguration", "&New Configuration"},
+            {"mnuToolsLoad", "&Load Configuration"},
+            {"mnuToolsSave", "&Save Configuration"},
+            {"mnuViewAllVar", "&View All Variables"},
+            {"mnuToolsAuto", "&AutoConfigured Spreadsheet"},
+            {"mnuPopUp", "Edit"},
+            {"mnuPopUpVariableViewer", "View/Edit Variable"},
+            {"mnuUndo", "Undo (disabled)"},
+            {"mnuCut", "Cut (disabled)"},
+            {"mnuCopy", "Copy (disabled)"},
+            {"mnuDelete", "Delete (disabled)"},
+            {"mnuSelectAll", "Select All (disabled)"},
+            {"mnuChoose", "Update"},
+            {"mnuUpdateDisplay", "Update Display Now"},
+            {"mnuChooseVar", "Choose Variables to Update"},
+            {"mnuChooseDisplay", "Choose Displays"},
+            {"mnuSettings", "Variable Update Settings"},
+            {"mnuAbout", "&About"},
+        };
+        for (const auto& [name, shown] : controls)
+            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+    }
+    void defaultState()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, shown);
+        // Commands not built yet are still disabled; each row passes once its command lands.
+        QEXPECT_FAIL("mnuViewAllVar", "the all-variables viewer is not built yet", Abort);
+        QEXPECT_FAIL("mnuPopUpVariableViewer", "the variable text editor is not built yet", Abort);
+        QEXPECT_FAIL("mnuToolsAuto", "the spreadsheet tool is not built yet", Abort);
+        QCOMPARE(shownState(openManager(), name), shown);
+    }
+
+    // Every control as the dialog opens, by objectName ("" = the dialog's title).
+    void settingsDefaultState_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("shown");
+        const std::pair<const char*, const char*> controls[] = {
+            {"", "Variable Update Settings"},
+            {"fraDisplay", "Choose Display"},
+            {"optChooseDisplay_0", "Never ask for displays, use the current one"},
+            {"optChooseDisplay_1", "Never ask for displays, use the last selection"},
+            {"optChooseDisplay_2", "Prompt for displays every time"},
+            {"fraVariables", "Choose Variables"},
+            {"optChooseVar", "Prompt for variables every time"},
+            {"optNeverChooseVar", "Never ask for variables, use the last selected"},
+            {"fraUpdateDelay", "Update Delay"},
+            {"optDelay", "Prompt for Delay Setup every time"},
+            {"optNoDelay", "Never ask for Delay Setup"},
+            {"fraDelay", "Retry Interval"},
+            {"txtHour", "1"},
+            {"txtMin", "0"},
+            {"txtSec", "0"},
+            {"cmdOK", "OK"},
+            {"cmdCancel", "Cancel"},
+        };
+        for (const auto& [name, shown] : controls)
+            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+    }
+    void settingsDefaultState()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, shown);
+        frmVariableSettings d;
+        QCOMPARE(shownState(&d, name), shown);
     }
 
     void editsReachFileAndStoreOnDone()
@@ -409,12 +471,12 @@ private slots:
         store(kOptions, options);
         store({prompts[1] == u"0" ? settings::kLastOpenedDisplay : settings::kRecentDisplays}, {displays});
         if (displays != kAbsent)
-            HostChooser::install(displays);
+            FakeDisplayChooser::install(displays);
         m_dialogs.delayAnswer = delayAnswer;
         openManager();
         press("cmdUpdateVariable");
         QCOMPARE(m_dialogs.calls, calls);
-        QCOMPARE(HostChooser::asked, prompts[1] == kAbsent ? 1 : 0);
+        QCOMPARE(FakeDisplayChooser::asked, prompts[1] == kAbsent ? 1 : 0);
         QCOMPARE(m_world->box.texts(), message.isEmpty() ? QStringList{} : QStringList{message});
     }
 
@@ -441,7 +503,7 @@ private slots:
         QFETCH(int, hostAsked);
         settings::write(settings::kPromptForVariable, "FALSE");
         settings::write(settings::kPromptForDisplay, "-3"); // any number but 0 and 1 asks the host
-        HostChooser::install("9");
+        FakeDisplayChooser::install("9");
         QStringList seen; // in the set, the file and the store when the chooser is asked
         m_dialogs.onChoose = [&](clsVariableAccess* set) {
             seen << set->VariableData(257) << vlsRecord(vlsPath(), 257).value(4)
@@ -452,7 +514,7 @@ private slots:
         press(item);
         QCOMPARE(m_dialogs.calls.value(m_dialogs.calls.size() - 1), lastCall);
         QCOMPARE(seen, (lastCall.isEmpty() ? QStringList{} : QStringList{"typed", "typed", "typed"}));
-        QCOMPARE(HostChooser::asked, hostAsked);
+        QCOMPARE(FakeDisplayChooser::asked, hostAsked);
         QVERIFY(m_world->box.shown().isEmpty());
     }
 
@@ -528,33 +590,6 @@ private slots:
             ::click(&d, name);
         QCOMPARE(d.result(), int(click.last() == u"cmdOK" ? QDialog::Accepted : QDialog::Rejected));
         QCOMPARE(stored(kSettingsDialog), after);
-    }
-
-    void screenshots()
-    {
-        const QString folder = qEnvironmentVariable("LUMAREX_SCREENSHOTS");
-        if (folder.isEmpty())
-            QSKIP("LUMAREX_SCREENSHOTS=<folder> writes pictures of the dialogs");
-        settings::write(settings::kLastUsed, "1;2;257");
-        clsVariableAccess& set = m_dialog->variableSet();
-        set.setVariableName(1, "Lobby Temperature");
-        set.setVariableData(1, "Outside: 21\u00b0C, light wind");
-        set.setVariableName(257, "Gas Price");
-        set.setVariableOLELink(257, "C:\\Prices\\today.xls!Prices!R2C2");
-        m_dialog->resize(m_dialog->sizeHint());
-        frmVariableSettings settingsDialog;
-        dlgChooseVars chooser;
-        chooser.setVariableSet(&set);
-        QDir().mkpath(folder);
-        for (const auto& [w, name] : {std::pair<QWidget*, QString>{m_dialog.get(), "manager-text.png"},
-                                      {m_dialog.get(), "manager-cell.png"},
-                                      {&settingsDialog, "settings.png"},
-                                      {&chooser, "chooser.png"}}) {
-            w->show();
-            QApplication::processEvents();
-            showPage(m_dialog.get(), name == u"manager-cell.png");
-            QVERIFY2(w->grab().save(QDir(folder).filePath(name)), qPrintable(name));
-        }
     }
 };
 

@@ -7,37 +7,21 @@
 class TestSettingsStore final : public QObject {
     Q_OBJECT
 private slots:
-    void defaults_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("expected");
-        const std::pair<const settings::Key*, const char*> table[] = {{&settings::kRetryInterval, "3600"},
-                                                                      {&settings::kPromptForDisplay, "2"},
-                                                                      {&settings::kPromptForVariable, "TRUE"},
-                                                                      {&settings::kPromptForDelay, "FALSE"},
-                                                                      {&settings::kLastUsed, ""},
-                                                                      {&settings::kUpdateAll, "True"},
-                                                                      {&settings::kUpdateData, "False"},
-                                                                      {&settings::kUpdateAttribute, "False"},
-                                                                      {&settings::kRecentDisplays, ""},
-                                                                      {&settings::kLastOpenedDisplay, ""}};
-        for (const auto& [key, value] : table)
-            QTest::newRow(key->name) << QString::fromLatin1(key->name) << QString::fromLatin1(value);
-    }
     void defaults()
     {
-        QFETCH(QString, name);
-        QFETCH(QString, expected);
         TestEnvironment env;
-        const settings::Key* keys[] = {&settings::kRetryInterval,     &settings::kPromptForDisplay,
-                                       &settings::kPromptForVariable, &settings::kPromptForDelay,
-                                       &settings::kLastUsed,          &settings::kUpdateAll,
-                                       &settings::kUpdateData,        &settings::kUpdateAttribute,
-                                       &settings::kRecentDisplays,    &settings::kLastOpenedDisplay};
-        for (const settings::Key* key : keys) {
-            if (name == QLatin1String(key->name))
-                QCOMPARE(settings::read(*key), expected);
-        }
+        const std::pair<settings::Key, const char*> table[] = {{settings::kRetryInterval, "3600"},
+                                                               {settings::kPromptForDisplay, "2"},
+                                                               {settings::kPromptForVariable, "TRUE"},
+                                                               {settings::kPromptForDelay, "FALSE"},
+                                                               {settings::kLastUsed, ""},
+                                                               {settings::kUpdateAll, "True"},
+                                                               {settings::kUpdateData, "False"},
+                                                               {settings::kUpdateAttribute, "False"},
+                                                               {settings::kRecentDisplays, ""},
+                                                               {settings::kLastOpenedDisplay, ""}};
+        for (const auto& [key, value] : table)
+            QCOMPARE(key.name + (u'=' + settings::read(key)), key.name + (u'=' + QString::fromLatin1(value)));
     }
 
     void firstWriteCreatesTheSection()
@@ -86,6 +70,10 @@ private slots:
         QTest::newRow("slash folder") << "/opt/host/"
                                       << "a/b"
                                       << "/opt/host/a/b";
+        // No folder: the relative path stays relative.
+        QTest::newRow("empty folder") << ""
+                                      << "Extended\\6X8L.IDX"
+                                      << "Extended/6X8L.IDX";
     }
     void joinPathAcceptsBothSeparators()
     {

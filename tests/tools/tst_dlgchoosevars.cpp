@@ -1,3 +1,4 @@
+#include "dialogcontrols.h"
 #include "clsVariableAccess.h"
 #include "dlgChooseVars.h"
 #include "settingsstore.h"
@@ -51,6 +52,36 @@ class tst_dlgChooseVars final : public QObject {
 private slots:
     void init() { m_world = std::make_unique<World>(); }
     void cleanup() { m_world.reset(); }
+
+    // Every control as the dialog opens, by objectName ("" = the dialog's title).
+    void defaultState_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("shown");
+        const std::pair<const char*, const char*> controls[] = {
+            {"", "Variable Update - Choose Variables To Update"},
+            {"cmdSelectAll", "Select All"},
+            {"cmdUnSelectAll", "Unselect All"},
+            {"cmdSelectTexts", "Select All Texts"},
+            {"cmdSelectCells", "Select All Cells"},
+            {"cmdUseLastSelected", "Select Last Used (disabled)"},
+            {"Label1", "Variables Range:"},
+            {"Label2", "Enter variable number and/or variable ranges separated by commas. For example 1,3,5-12"},
+            {"txtVarRange", ""},
+            {"cmdSelectVarRange", "Select Range"},
+            {"cmdCancel", "Cancel"},
+        };
+        for (const auto& [name, shown] : controls)
+            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+    }
+    void defaultState()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, shown);
+        dlgChooseVars d;
+        d.setVariableSet(&m_world->set);
+        QCOMPARE(shownState(&d, name), shown);
+    }
 
     void rangeText_data()
     {

@@ -1,3 +1,4 @@
+#include "dialogcontrols.h"
 #include "dlgUpdateDelay.h"
 #include "runtimeerror.h"
 #include "testenvironment.h"
@@ -56,6 +57,29 @@ struct Rig {
 class TestDlgUpdateDelay final : public QObject {
     Q_OBJECT
 private slots:
+    // Every control as the dialog opens, by objectName ("" = the dialog's title).
+    void defaultState_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("shown");
+        const std::pair<const char*, const char*> controls[] = {
+            {"", "Variable Update Delay Setup"},
+            {"Label1", "Set for All"},
+            {"cmdClose", "Start Update"},
+            {"Command1", "Cancel"},
+        };
+        for (const auto& [name, shown] : controls)
+            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+    }
+    void defaultState()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, shown);
+        TestEnvironment env;
+        dlgUpdateDelay d([] { return QString(); });
+        QCOMPARE(shownState(&d, name), shown);
+    }
+
     void perRowDelays_data()
     {
         QTest::addColumn<QString>("displays");

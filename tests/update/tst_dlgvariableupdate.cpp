@@ -1,5 +1,6 @@
+#include "dialogcontrols.h"
 #include "dlgVariableUpdate.h"
-#include "fakes.h"
+#include "fakedisptrans.h"
 #include "richtextdocument.h"
 #include "updaterun.h"
 
@@ -79,6 +80,32 @@ QStringList fragments(const QTextDocument* document)
 class TestDlgVariableUpdate final : public QObject {
     Q_OBJECT
 private slots:
+    // Every control as the dialog opens, by objectName ("" = the dialog's title).
+    void defaultState_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("shown");
+        const std::pair<const char*, const char*> controls[] = {
+            {"", "Variable Update"},
+            {"cmdCancel", "Cancel"},
+            {"cmdCancelAll", "Cancel All"},
+            {"cmdRetry", "Retry Now (disabled)"},
+            {"cmdStopRetry", "Stop Retry"},
+            {"cmdDetails", ">> Show Details"},
+            {"cmdSaveToFile", "Save To File (disabled)"},
+            {"cmdClose", "Close"},
+        };
+        for (const auto& [name, shown] : controls)
+            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+    }
+    void defaultState()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, shown);
+        Rig rig;
+        QCOMPARE(shownState(&rig.dlg, name), shown);
+    }
+
     void detailsButton()
     {
         Rig rig;

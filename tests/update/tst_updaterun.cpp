@@ -1,10 +1,14 @@
+#include "clock.h"
 #include "clsVarUpdater.h"
 #include "codepage.h"
-#include "fakes.h"
+#include "fakedisptrans.h"
+#include "fakepluginmaster.h"
+#include "pluginmaster.h"
 #include "settingsstore.h"
 #include "updaterun.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -200,6 +204,23 @@ private slots:
         QCOMPARE(rig.rows().value(0) + u'|' + rig.rows(&DisplayRow::when).value(0), c.row);
     }
 
+    void attributesTakeEachFieldFromItsOwn()
+    {
+        // Each entry as the display reads it: index, colour, and 'A' + 1 for blink + 2 for inverse.
+        Rig rig(1, QStringLiteral("T1 T2 C257"));
+        const QStringList fields[] = {{"3", "1", "2"}, {"6", "2", "1"}, {"7", "1", "1"}}; // colour, blink, inverse
+        for (const int16_t n : {1, 2, 257}) {
+            const QStringList& f = fields[n == 257 ? 2 : n - 1];
+            rig.vars->setVariableColor(n, f[0]);
+            rig.vars->setVariableBlink(n, f[1]);
+            rig.vars->setVariableInverse(n, f[2]);
+        }
+        rig.run.setMode(UpdateRun::AttributesOnly);
+        rig.run.start();
+        QCOMPARE(fake.attributeTexts, (QStringList{"0003B0016C", "0007D"}));
+        QCOMPARE(rig.rows(), QStringList{"Updated"});
+    }
+
     void percents_data()
     {
         QTest::addColumn<int>("mode");
@@ -207,6 +228,7 @@ private slots:
         QTest::addColumn<int>("from");
         QTest::addColumn<QList<int>>("percents");
         QTest::newRow("data: halves to even") << 2 << "T1..8" << 0 << QList<int>{12, 25, 38, 50, 62, 75, 88, 100};
+        QTest::newRow("divided before scaled: 23 of 40 is below 57.5") << 2 << "T1..40" << 22 << QList<int>{57};
         // Attributes: text members counted, then the cell batch plus the last text batch.
         QTest::newRow("text only: the cell phase stays") << 3 << "T1..3" << 0 << QList<int>{33, 67, 100, 100, 100, 100};
         QTest::newRow("text before cells")
@@ -225,14 +247,7 @@ private slots:
         rig.run.setMode(UpdateRun::Mode(mode));
         rig.run.start();
         QCOMPARE(rig.percents.size(), (mode == 3 ? 2 : 1) * rig.run.rows().size() * pick(selection).size());
-        QCOMPARE(rig.percents.mid(from), percents);
-    }
-
-    void percentAndBatchLimits()
-    {
-        QCOMPARE(clsVarUpdater::percentOf(23, 40), int16_t(57)); // divided first: 23 / 40 * 100 is below 57.5
-        QVERIFY(!clsVarUpdater::batchIsFull(995));               // room for one more entry of 5 characters
-        QVERIFY(clsVarUpdater::batchIsFull(996));
+        QCOMPARE(rig.percents.mid(from, percents.size()), percents);
     }
 
     void negativeAddressKeepsTheControls()

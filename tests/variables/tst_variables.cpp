@@ -4,7 +4,7 @@
 // damaged files, and saves that fail without harming the file already there.
 
 #include "clsVariableAccess.h"
-#include "linkcontainer.h"
+#include "fakehostobjects.h"
 #include "privatelabel.h"
 #include "registryroutines.h"
 #include "runtimeerror.h"
@@ -183,23 +183,6 @@ auto fileSizeLimit(rlim_t bytes)
         std::signal(SIGXFSZ, handler);
     });
 }
-
-// A link container in memory, answering with the value of whatever it is linked to.
-class FakeLinkContainer final : public ILinkContainer {
-public:
-    QString linkedTo, value, dataFormat;
-    QStringList linksCreated;
-
-    void setLinkedOnly() override {}
-    bool canPaste() override { return false; }
-    void paste() override {}
-    QString sourceDoc() override { return linkedTo; }
-    void clear() override { linkedTo.clear(); }
-    void setDataFormat(const QString& format) override { dataFormat = format; }
-    void createLink(const QString& source) override { linksCreated << (linkedTo = source); }
-    // "!" raises, as a missing source document does.
-    QString dataText() override { return value == u"!" ? throw RuntimeError(RuntimeError::AutomationError) : value; }
-};
 
 struct DisplayCase { // one case of GetDisplayableData; linkedTo "-": no container at all
     int n;
@@ -381,9 +364,6 @@ private slots:
         QTest::newRow("cut inside record 101") << QString() << fileWith(101).chopped(9) << 100 << none << true << false;
         QTest::newRow("line 300 without quotes stops")
             << QString() << fileWith(299) + "damaged\r\n" + records << 299 << none << true << false;
-        QTest::newRow("line over 16 MiB stops")
-            << QString() << h + "\"a\"" + QByteArray(VariableFile::kMaxLineBytes, 'x') + "\"\r\n" + records << 0 << none
-            << true << false;
         QTest::newRow("lines after the last ignored") << QString() << all + "\"junk\"\r\nno quotes\r\n"
                                                       << 416 << none << true << false;
         QTest::newRow("blank lines skipped")

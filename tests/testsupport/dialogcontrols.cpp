@@ -1,0 +1,47 @@
+#include "dialogcontrols.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QStringList>
+#include <QTabWidget>
+
+QString shownState(QWidget* dialog, const QString& name)
+{
+    QObject* object = name.isEmpty() ? dialog : dialog->findChild<QObject*>(name);
+    QString text;
+    bool enabled = true;
+    if (auto* action = qobject_cast<QAction*>(object)) {
+        text = action->text();
+        enabled = action->isEnabled();
+    } else if (auto* w = qobject_cast<QWidget*>(object)) {
+        enabled = w->isEnabled();
+        if (w == dialog)
+            text = w->windowTitle();
+        else if (auto* m = qobject_cast<QMenu*>(w))
+            text = m->title();
+        else if (auto* b = qobject_cast<QAbstractButton*>(w))
+            text = b->text();
+        else if (auto* g = qobject_cast<QGroupBox*>(w))
+            text = g->title();
+        else if (auto* l = qobject_cast<QLabel*>(w))
+            text = l->text();
+        else if (auto* e = qobject_cast<QLineEdit*>(w))
+            text = e->text();
+        else if (auto* c = qobject_cast<QComboBox*>(w))
+            text = c->currentText();
+        else if (auto* t = qobject_cast<QTabWidget*>(w)) {
+            QStringList pages;
+            for (int i = 0; i < t->count(); ++i)
+                pages << t->tabText(i);
+            text = pages.join(u'|');
+        }
+    } else {
+        return QStringLiteral("<missing>");
+    }
+    return enabled ? text : text + QStringLiteral(" (disabled)");
+}
