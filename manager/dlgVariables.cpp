@@ -1,5 +1,8 @@
 #include "dlgVariables.h"
 
+#include "classregistry.h"
+#include "hostobjects.h"
+
 #include "aboutbox.h"
 #include "clsVariableAccess.h"
 #include "displayselection.h"
@@ -55,8 +58,7 @@ bool storedFlag(const settings::Key& key)
 }
 } // namespace
 
-dlgVariables::dlgVariables(QWidget* parent)
-    : QDialog(parent), m_oleVarGrab(std::make_unique<manager::NoLinkContainer>())
+dlgVariables::dlgVariables(QWidget* parent) : QDialog(parent), m_oleVarGrab(links::create())
 {
     setObjectName(QStringLiteral("dlgVariables"));
     setWindowTitle(QStringLiteral("Variable Manager"));
@@ -146,7 +148,7 @@ clsVariableAccess& dlgVariables::variableSet()
 
 void dlgVariables::setLinkContainer(std::unique_ptr<ILinkContainer> container)
 {
-    m_oleVarGrab = container ? std::move(container) : std::make_unique<manager::NoLinkContainer>();
+    m_oleVarGrab = container ? std::move(container) : links::create();
 }
 
 QAction* dlgVariables::addItem(QMenu* menu, const char* name, const QString& caption)
@@ -294,7 +296,7 @@ void dlgVariables::setOption(int index, bool value)
     group->setExclusive(true);
 }
 
-manager::UpdateOption dlgVariables::updateOption() const
+UpdateOption dlgVariables::updateOption() const
 {
     return manager::updateOptionOf(m_options[1]->isChecked(), m_options[2]->isChecked());
 }
@@ -413,7 +415,8 @@ void dlgVariables::onChooseVariables()
 void dlgVariables::onChooseDisplays()
 {
     try {
-        manager::selectDisplays();
+        // Always the host's chooser, whatever "PromptForDisplay" says; the answer is not kept.
+        createComponent<hostobjects::IDisplayChooser>(hostobjects::kDisplayChooserProgId)->SelectDisplays();
     } catch (const RuntimeError& e) {
         showError(kErrorOccurred, e.description());
     }
@@ -466,7 +469,7 @@ void dlgVariables::refresh()
 
 void dlgVariables::showError(const QString& prefix, const QString& description)
 {
-    msgbox::show(prefix + description, msgbox::OKOnly, msgbox::NoIcon, {}, this);
+    msgbox::showError(prefix, description, msgbox::NoIcon, this);
 }
 
 namespace manager {

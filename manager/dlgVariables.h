@@ -49,7 +49,7 @@ public:
     // Writes the editors of both pages to the set.
     void commitPages();
     // The option the three option buttons give.
-    manager::UpdateOption updateOption() const;
+    UpdateOption updateOption() const;
 
     void done(int result) override;
 

@@ -41,12 +41,7 @@ class UpdateDialog final : public UpdateSender {
 public:
     explicit UpdateDialog(QWidget* parent) : m_dialog(parent) {}
     void setVariableSet(clsVariableAccess* set) override { m_dialog.setVariableSet(set); }
-    void setSelectedVars(const VarSelection& vars) override { m_dialog.setSelectedVars(vars); }
-    void setDisplayList(const QString& displays) override { m_dialog.setDisplayList(displays); }
-    void setDelayList(const QString& delays) override { m_dialog.setDelayList(delays); }
-    void SendVarData() override { m_dialog.SendVarData(); }
-    void SendVarAttributes() override { m_dialog.SendVarAttributes(); }
-    void SendAllVarInfo() override { m_dialog.SendAllVarInfo(); }
+    void start(const UpdateRequest& request) override { m_dialog.start(request); }
 
 private:
     dlgVariableUpdate m_dialog;

@@ -50,7 +50,6 @@ bool UpdateFlow::run(clsVariableAccess& set, UpdateOption option, QWidget* paren
 
     const std::unique_ptr<UpdateSender> update = updateDialogs().createUpdateSender(parent);
     update->setVariableSet(&set);
-    update->setSelectedVars(vars);
 
     // The delay dialog stays until the update is over, as the display list it
     // answered belongs to this update.
@@ -70,13 +69,7 @@ bool UpdateFlow::run(clsVariableAccess& set, UpdateOption option, QWidget* paren
         delays = noDelays(displays);
     }
 
-    update->setDisplayList(displays);
-    update->setDelayList(delays);
-    switch (option) {
-    case UpdateOption::DataOnly: update->SendVarData(); break;
-    case UpdateOption::AttributesOnly: update->SendVarAttributes(); break;
-    case UpdateOption::DataAndAttributes: update->SendAllVarInfo(); break;
-    }
+    update->start({displays, delays, vars, option});
     return true;
 }
 

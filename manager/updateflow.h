@@ -1,6 +1,7 @@
 #pragma once
 
 #include "clsVarSetupInfo.h"
+#include "updaterun.h"
 
 #include <QString>
 
@@ -12,8 +13,7 @@ class clsVariableAccess;
 
 namespace manager {
 
-// What an update sends, from the manager's three option buttons.
-enum class UpdateOption { DataAndAttributes, DataOnly, AttributesOnly };
+// What an update sends, from the manager's three option buttons:
 // "Data Only" wins over "Attributes Only"; neither (or the first) sends both.
 UpdateOption updateOptionOf(bool dataOnly, bool attributesOnly);
 
@@ -41,12 +41,7 @@ class UpdateSender {
 public:
     virtual ~UpdateSender() = default;
     virtual void setVariableSet(clsVariableAccess* set) = 0;
-    virtual void setSelectedVars(const VarSelection& vars) = 0;
-    virtual void setDisplayList(const QString& displays) = 0;
-    virtual void setDelayList(const QString& delays) = 0;
-    virtual void SendVarData() = 0; // each runs the update modally
-    virtual void SendVarAttributes() = 0;
-    virtual void SendAllVarInfo() = 0;
+    virtual void start(const UpdateRequest& request) = 0; // runs the update modally
 };
 
 class UpdateDialogs {

@@ -37,6 +37,12 @@ struct ConnectionSettings {
     int16_t ConnAddress = 0;
 };
 
+// The connection settings of a display record: the kind's own parameter, the
+// target and the address. Kinds other than serial port and network are opened
+// as modems.
+ConnectionSettings connectionSettingsFor(int16_t kind, const QString& target, const QString& kind1Param,
+                                         const QString& otherKindParam, const QString& kind3Param, int16_t address);
+
 // The data of one text or cell variable to write.
 struct TextVarDataItem {
     int16_t VarIndex = 0;

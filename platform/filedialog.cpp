@@ -2,7 +2,10 @@
 
 #include <QDir>
 #include <QFileDialog>
+#include <QStandardPaths>
 #include <QStringList>
+
+#include <algorithm>
 
 namespace filedialog {
 
@@ -11,11 +14,22 @@ QString toQtFilter(const QString& filter)
     const QStringList parts = filter.split(u'|');
     QStringList out;
     for (int i = 0; i + 1 < parts.size(); i += 2) {
-        QString patterns = parts[i + 1];
-        patterns.replace(u';', u' ');
-        out << parts[i] + QStringLiteral(" (") + patterns + u')';
+        const QString& description = parts[i];
+        const QStringList patterns = parts[i + 1].split(u';', Qt::SkipEmptyParts);
+        // "Log Files (*.doc)" already names its pattern: shown as it is.
+        const bool named = std::all_of(patterns.begin(), patterns.end(),
+                                       [&](const QString& p) { return description.contains(p.trimmed()); });
+        out << (named && description.contains(u'(') ? description
+                                                    : description + QStringLiteral(" (") + patterns.join(u' ') + u')');
     }
     return out.join(QStringLiteral(";;"));
+}
+
+QString initialFolder(const Request& request)
+{
+    if (!request.initialDir.isEmpty() || request.kind != Request::Save)
+        return request.initialDir;
+    return QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
 }
 
 namespace {
@@ -23,7 +37,7 @@ class WidgetService final : public Service {
 public:
     QString show(QWidget* parent, const Request& r) override
     {
-        QFileDialog dialog(parent, r.title, r.initialDir, toQtFilter(r.filter));
+        QFileDialog dialog(parent, r.title, initialFolder(r), toQtFilter(r.filter));
         dialog.setObjectName(QStringLiteral("dlgCommon"));
         dialog.setAcceptMode(r.kind == Request::Save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
         dialog.setFileMode(r.kind == Request::Save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);

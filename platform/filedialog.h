@@ -29,8 +29,12 @@ QString getOpenFileName(const QString& title, const QString& filter, const QStri
 QString getSaveFileName(const QString& title, const QString& filter, const QString& initialDir = {},
                         const QString& fileName = {}, QWidget* parent = nullptr);
 
-// "Log Files (*.doc)|*.doc" -> "Log Files (*.doc) (*.doc)" style Qt filter.
+// "Logs|*.doc;*.rtf" -> "Logs (*.doc *.rtf)", Qt's form; a description that
+// already names its patterns ("Log Files (*.doc)|*.doc") is kept as it is.
 QString toQtFilter(const QString& filter);
+// Where the dialog starts: the folder asked for, else the user's documents
+// folder for a save (not the program's working folder).
+QString initialFolder(const Request& request);
 
 void setService(Service* service);
 

@@ -6,6 +6,9 @@
 
 #include <QString>
 
+#include <functional>
+#include <memory>
+
 class ILinkContainer {
 public:
     virtual ~ILinkContainer() = default;
@@ -18,3 +21,27 @@ public:
     virtual void createLink(const QString& source) = 0;
     virtual QString dataText() = 0; // the linked value as text
 };
+
+namespace links {
+
+// A container that never holds a link: nothing can be pasted and a linked
+// variable reads as empty text.
+class NoLinkContainer final : public ILinkContainer {
+public:
+    void setLinkedOnly() override {}
+    bool canPaste() override { return false; }
+    void paste() override {}
+    QString sourceDoc() override { return {}; }
+    void clear() override {}
+    void setDataFormat(const QString&) override {}
+    void createLink(const QString&) override {}
+    QString dataText() override { return {}; }
+};
+
+// A fresh link container for a dialog's own `oleVarGrab`: from the installed
+// factory (the live-link library's, or a test's), else one that links nothing.
+using Factory = std::function<std::unique_ptr<ILinkContainer>()>;
+std::unique_ptr<ILinkContainer> create();
+void setFactory(Factory factory); // empty restores the default
+
+} // namespace links

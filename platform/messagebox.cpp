@@ -37,6 +37,11 @@ Answer show(const QString& text, Buttons buttons, Icon icon, const QString& titl
     return service->show(parent, request);
 }
 
+Answer showError(const QString& prefix, const QString& description, Icon icon, QWidget* parent)
+{
+    return show(prefix + description, OKOnly, icon, {}, parent);
+}
+
 void setService(Service* service) { g_service = service; }
 void setWindowService(Service* service) { g_windowService = service; }
 

@@ -30,6 +30,10 @@ public:
 Answer show(const QString& text, Buttons buttons = OKOnly, Icon icon = NoIcon, const QString& title = {},
             QWidget* parent = nullptr);
 
+// The error handlers' message: a fixed prefix ending in a blank, then the error's
+// description ("Error Occurred " + "Overflow"), with an OK button.
+Answer showError(const QString& prefix, const QString& description, Icon icon = Critical, QWidget* parent = nullptr);
+
 // Replaces the service (tests); null restores the real message box.
 void setService(Service* service);
 // The service that shows real windows (see messageboxwidget.h); without one,

@@ -158,8 +158,7 @@ void dlgChooseVars::InitList()
         m_lastUsed = varrange::splitLastUsed(lastUsed);
         m_useLast->setEnabled(!lastUsed.isEmpty());
     } catch (const RuntimeError& e) {
-        msgbox::show(QStringLiteral("Error Initializing Variables ") + e.description(), msgbox::OKOnly,
-                     msgbox::Critical, {}, this);
+        msgbox::showError(QStringLiteral("Error Initializing Variables "), e.description(), msgbox::Critical, this);
     }
 }
 
@@ -187,8 +186,8 @@ bool dlgChooseVars::BuildChosen()
         settings::write(settings::kLastUsed, varrange::joinLastUsed(numbers));
         return true;
     } catch (const RuntimeError& e) {
-        msgbox::show(QStringLiteral("Error Building Variables Collection") + e.description(), msgbox::OKOnly,
-                     msgbox::Critical, {}, this);
+        msgbox::showError(QStringLiteral("Error Building Variables Collection"), e.description(), msgbox::Critical,
+                          this);
         return false;
     }
 }

@@ -132,8 +132,8 @@ void dlgUpdateDelay::fillList(const std::function<QString()>& displaySelection)
         }
         m_list->setCurrentItem(m_list->topLevelItem(0));
     } catch (const RuntimeError& e) {
-        msgbox::show(QStringLiteral("Error Selecting Last Used Variables ") + e.description(), msgbox::OKOnly,
-                     msgbox::Critical, QString(), this);
+        msgbox::showError(QStringLiteral("Error Selecting Last Used Variables "), e.description(), msgbox::Critical,
+                          this);
     }
     placeDelayCombo();
 }

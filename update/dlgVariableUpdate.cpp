@@ -1,5 +1,7 @@
 #include "dlgVariableUpdate.h"
 
+#include "linkcontainer.h"
+
 #include "clock.h"
 #include "datetimetext.h"
 #include "filedialog.h"
@@ -60,9 +62,11 @@ QTextCharFormat formatOf(ReportStyle style)
 }
 } // namespace
 
-dlgVariableUpdate::dlgVariableUpdate(QWidget* parent) : QDialog(parent), m_run(new UpdateRun(this))
+dlgVariableUpdate::dlgVariableUpdate(QWidget* parent)
+    : QDialog(parent), m_oleVarGrab(links::create()), m_run(new UpdateRun(this))
 {
     setObjectName(QStringLiteral("dlgVariableUpdate"));
+    m_run->setLinkSource(m_oleVarGrab.get());
     buildUi();
 
     UpdateRun* run = m_run;
@@ -186,15 +190,20 @@ void dlgVariableUpdate::setVariableSet(clsVariableAccess* set) { m_run->setVaria
 void dlgVariableUpdate::setSelectedVars(const VarSelection& vars) { m_run->setSelection(vars); }
 void dlgVariableUpdate::setDisplayList(const QString& displays) { m_run->setDisplayList(displays); }
 void dlgVariableUpdate::setDelayList(const QString& delays) { m_run->setDelayList(delays); }
-void dlgVariableUpdate::setLinkSource(ILinkContainer* source) { m_run->setLinkSource(source); }
+
+void dlgVariableUpdate::start(const UpdateRequest& request)
+{
+    m_run->setRequest(request);
+    startModal(request.option);
+}
 
 void dlgVariableUpdate::SendVarData() { startModal(UpdateRun::DataOnly); }
 void dlgVariableUpdate::SendVarAttributes() { startModal(UpdateRun::AttributesOnly); }
 void dlgVariableUpdate::SendAllVarInfo() { startModal(UpdateRun::DataAndAttributes); }
 
-void dlgVariableUpdate::startModal(int mode)
+void dlgVariableUpdate::startModal(UpdateOption mode)
 {
-    m_run->setMode(UpdateRun::Mode(mode));
+    m_run->setMode(mode);
     m_startPending = true;
     exec();
 }
@@ -328,6 +337,5 @@ void dlgVariableUpdate::saveReport()
         return;
     QSaveFile file(fileName);
     if (!file.open(QIODevice::WriteOnly) || file.write(rtf::write(*m_report->document())) < 0 || !file.commit())
-        msgbox::show(QStringLiteral("Error Saving Log File ") + file.errorString(), msgbox::OKOnly, msgbox::Critical,
-                     QString(), this);
+        msgbox::showError(QStringLiteral("Error Saving Log File "), file.errorString(), msgbox::Critical, this);
 }

@@ -5,6 +5,12 @@
 #include <QDialog>
 #include <QString>
 
+#include <cstdint>
+#include <memory>
+
+enum class UpdateOption : int16_t;
+struct UpdateRequest;
+
 class clsVariableAccess;
 class ILinkContainer;
 class QLabel;
@@ -31,10 +37,12 @@ public:
     void SendVarData();                           // mode 2; shows the dialog modally, returns when it closes
     void SendVarAttributes();                     // mode 3
     void SendAllVarInfo();                        // mode 1
+    // Hands over displays, delays and selection, then sends as the request's option says.
+    void start(const UpdateRequest& request);
 
-    // The live-link source that linked variables are read through (the dialog's
-    // oleVarGrab); without one a linked variable sends an empty text. Not owned.
-    void setLinkSource(ILinkContainer* source);
+    // The dialog's own link container (oleVarGrab): every updater of its run reads
+    // linked variables through it.
+    ILinkContainer& linkContainer() { return *m_oleVarGrab; }
     // The run behind the dialog (its rows, report, timers and flags).
     UpdateRun& run();
 
@@ -46,7 +54,7 @@ protected:
 
 private:
     void buildUi();
-    void startModal(int mode);
+    void startModal(UpdateOption mode);
     bool mayClose();
     void refreshRows();
     void refreshRow(int row);
@@ -55,6 +63,7 @@ private:
     void toggleDetails();
     void saveReport();
 
+    std::unique_ptr<ILinkContainer> m_oleVarGrab;
     UpdateRun* m_run = nullptr; // a child of the dialog
     QTreeWidget* m_list = nullptr;
     QTextEdit* m_report = nullptr;

@@ -39,7 +39,7 @@ QString delayColumnText(const QString& entry)
     return legacy::formatZeros(static_cast<long long>(legacy::roundHalfEven(minutes)), 5);
 }
 
-QString modeHeading(UpdateRun::Mode mode)
+QString modeHeading(UpdateOption mode)
 {
     switch (mode) {
     case UpdateRun::DataAndAttributes: return QStringLiteral("Variables Data & Attributes Updated on ");
@@ -305,34 +305,24 @@ void UpdateRun::updateOneDisplay(int row)
     AppendReport(kCrLf, ReportStyle::Label);
 }
 
+void UpdateRun::setRequest(const UpdateRequest& request)
+{
+    setDisplayList(request.displays);
+    setDelayList(request.delays);
+    setSelection(request.selection);
+    setMode(request.option);
+}
+
 bool UpdateRun::OpenDisplayConnection(const QString& display)
 {
     ShowStatus(QStringLiteral("Preparing to Open Connection to Display!"));
     disptrans::IDisplayList& list = displayList();
     list.setListFile(kDisplayListFile);
     list.setCurrentRecord(list.FindDisplay(display));
-    const int16_t kind = list.ConnectionKind();
-
-    disptrans::ConnectionSettings settings;
-    switch (kind) {
-    case 1:
-        settings.ConnParam1 = list.Kind1Param();
-        settings.ConnTarget = list.LinkTarget();
-        settings.ConnKind = 1;
-        break;
-    case 3:
-        settings.ConnTarget = list.LinkTarget();
-        settings.ConnKind = 3;
-        settings.ConnParam3 = list.Kind3Param();
-        break;
-    default: // every other kind is opened as kind 2
-        settings.ConnKind = 2;
-        settings.ConnParam2 = list.OtherKindParam();
-        settings.ConnTarget = list.LinkTarget();
-        break;
-    }
-    // The whole list converted as one number, as the connection has always been given it.
-    settings.ConnAddress = legacy::textToInt16(list.AddressList());
+    // The whole address list converted as one number, as the connection has always been given it.
+    disptrans::ConnectionSettings settings = disptrans::connectionSettingsFor(
+        list.ConnectionKind(), list.LinkTarget(), list.Kind1Param(), list.OtherKindParam(), list.Kind3Param(),
+        legacy::textToInt16(list.AddressList()));
 
     const bool ok = control().OpenConnection(settings);
     m_connectionLabel = ok ? QStringLiteral("Connection Opened") : QStringLiteral("Connection Problem");

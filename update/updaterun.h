@@ -46,11 +46,28 @@ struct ReportPiece {
 //
 // The transmission control, the display list and the plug-in master are
 // created by ProgID on first use.
+// What an update sends: the manager's option, the update dialog's send command
+// and the run's mode are this one value.
+enum class UpdateOption : int16_t { DataAndAttributes = 1, DataOnly = 2, AttributesOnly = 3 };
+
+// One update as the manager hands it to the update dialog: display entries and
+// their delays in minutes (each joined by ",", in the same order), the chosen
+// variables and what to send.
+struct UpdateRequest {
+    QString displays;
+    QString delays;
+    VarSelection selection;
+    UpdateOption option = UpdateOption::DataAndAttributes;
+};
+
 class UpdateRun final : public QObject {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(UpdateRun)
 public:
-    enum Mode : int16_t { DataAndAttributes = 1, DataOnly = 2, AttributesOnly = 3 };
+    using Mode = UpdateOption;
+    static constexpr Mode DataAndAttributes = UpdateOption::DataAndAttributes;
+    static constexpr Mode DataOnly = UpdateOption::DataOnly;
+    static constexpr Mode AttributesOnly = UpdateOption::AttributesOnly;
 
     static const QString kNotUpdated;
     static const QString kScheduled;
@@ -75,6 +92,8 @@ public:
     void setDelayList(const QString& delays) { m_delayText = delays; }
     void setLinkSource(ILinkContainer* source) { m_linkSource = source; }
     void setMode(Mode mode) { m_mode = mode; }
+    // Displays, delays, selection and mode at once.
+    void setRequest(const UpdateRequest& request);
     Mode mode() const { return m_mode; }
 
     // Makes the rows from the display and delay lists and runs the first pass.

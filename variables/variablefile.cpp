@@ -108,6 +108,9 @@ bool VariableFile::write(const QString& path, const vls::RecordSet& records, QSt
         }
     }
     QSaveFile out(target);
+    // A writable file in a folder that refuses new files is written in place:
+    // the operator can still save, without the crash safety of a rename.
+    out.setDirectWriteFallback(true);
     // Unbuffered: a buffered short write (a full disk) goes unnoticed by
     // commit(), which would then put a cut-off file in place of the old one.
     if (!out.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {

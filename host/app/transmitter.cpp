@@ -20,25 +20,10 @@ void Transmitter::log(const QString& line) const
 
 disptrans::ConnectionSettings Transmitter::settingsFor(const DisplayRecord& display)
 {
-    disptrans::ConnectionSettings s;
-    s.ConnTarget = display.linkTarget;
-    switch (display.kind) {
-    case disptrans::SerialPort:
-        s.ConnKind = disptrans::SerialPort;
-        s.ConnParam1 = display.kind1Param;
-        break;
-    case disptrans::Network:
-        s.ConnKind = disptrans::Network;
-        s.ConnParam3 = display.kind3Param;
-        break;
-    default:
-        s.ConnKind = disptrans::Modem;
-        s.ConnParam2 = display.otherKindParam;
-        break;
-    }
     const QList<int16_t> addresses = addressesOf(display.addressList);
-    s.ConnAddress = addresses.isEmpty() ? 0 : addresses.first();
-    return s;
+    return disptrans::connectionSettingsFor(display.kind, display.linkTarget, display.kind1Param,
+                                            display.otherKindParam, display.kind3Param,
+                                            addresses.isEmpty() ? int16_t(0) : addresses.first());
 }
 
 QList<int16_t> Transmitter::addressesOf(const QString& addressList)

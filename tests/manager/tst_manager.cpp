@@ -99,12 +99,14 @@ struct Recorder final : manager::UpdateDialogs {
         bool Cancelled() const override { return r.delayAnswer == u"cancel"; }
         QString DisplayList() const override { return r.delayAnswer.section(u'|', 0, 0); }
         QString DelayList() const override { return r.delayAnswer.section(u'|', 1); }
-        void setSelectedVars(const VarSelection& v) override { r.calls << (v == r.chosen ? "setSelectedVars" : "?"); }
-        void setDisplayList(const QString& displays) override { r.calls << "setDisplayList:" + displays; }
-        void setDelayList(const QString& delays) override { r.calls << "setDelayList:" + delays; }
-        void SendVarData() override { r.calls << "SendVarData"; }
-        void SendVarAttributes() override { r.calls << "SendVarAttributes"; }
-        void SendAllVarInfo() override { r.calls << "SendAllVarInfo"; }
+        void start(const UpdateRequest& q) override
+        {
+            static const QHash<UpdateOption, QString> sends{{UpdateOption::DataOnly, "SendVarData"},
+                                                            {UpdateOption::AttributesOnly, "SendVarAttributes"},
+                                                            {UpdateOption::DataAndAttributes, "SendAllVarInfo"}};
+            r.calls << (q.selection == r.chosen ? "setSelectedVars" : "?") << "setDisplayList:" + q.displays
+                    << "setDelayList:" + q.delays << sends.value(q.option);
+        }
     };
     std::unique_ptr<Step> step(const char* call)
     {
@@ -421,12 +423,13 @@ private slots:
         QTest::addColumn<QStringList>("options"); // UpdateAll, UpdateData, UpdateAttribute as stored
         QTest::addColumn<QStringList>("calls");
         QTest::addColumn<QString>("message");
-        const QStringList chosen{"createChooser",      "setVariableSet", "GetChosenVars",
-                                 "createUpdateSender", "setVariableSet", "setSelectedVars"};
+        const QStringList chosen{"createChooser", "setVariableSet", "GetChosenVars", "createUpdateSender",
+                                 "setVariableSet"};
         QStringList last = chosen;
         last[2] = "GetLastVars";
         const auto sent = [](QStringList head, const QString& displays, const QString& delays, const char* send) {
-            return head << "setDisplayList:" + displays << "setDelayList:" + delays << send;
+            return head << "setSelectedVars"
+                        << "setDisplayList:" + displays << "setDelayList:" + delays << send;
         };
         const QStringList all{"True", "False", "False"};
         const auto error = [](int n) -> QString { return "Error Occurred " + RuntimeError::standardDescription(n); };
@@ -516,6 +519,24 @@ private slots:
         QCOMPARE(seen, (lastCall.isEmpty() ? QStringList{} : QStringList{"typed", "typed", "typed"}));
         QCOMPARE(FakeDisplayChooser::asked, hostAsked);
         QVERIFY(m_world->box.shown().isEmpty());
+    }
+
+    // "Choose Displays" asks the host's chooser whatever "PromptForDisplay" says, and keeps nothing.
+    void chooseDisplaysAlwaysAsksTheHost_data()
+    {
+        QTest::addColumn<QString>("prompt");
+        for (const char* prompt : {"0", "1", "2"})
+            QTest::newRow(prompt) << QString::fromLatin1(prompt);
+    }
+    void chooseDisplaysAlwaysAsksTheHost()
+    {
+        QFETCH(QString, prompt);
+        settings::write(settings::kPromptForDisplay, prompt);
+        FakeDisplayChooser::install("9");
+        openManager();
+        press("mnuChooseDisplay");
+        QCOMPARE(FakeDisplayChooser::asked, 1);
+        QCOMPARE(settings::read(settings::kLastUsed), QString());
     }
 
     void settingsShown_data()

@@ -1,6 +1,8 @@
 #include "dialogcontrols.h"
 #include "dlgVariableUpdate.h"
+#include "clsVariableAccess.h"
 #include "fakedisptrans.h"
+#include "fakehostobjects.h"
 #include "richtextdocument.h"
 #include "updaterun.h"
 
@@ -179,6 +181,21 @@ private slots:
             QCOMPARE(rig.report()->toPlainText().contains(QStringLiteral("User Canceled")), !countdown);
             QCOMPARE(rig.dlg.isVisible(), button != "cmdClose");
         });
+    }
+
+    // A linked variable goes out as the value of the dialog's own link container.
+    void linkedVariableSendsItsLinkedValue()
+    {
+        links::setFactory([] {
+            auto links = std::make_unique<FakeLinkContainer>();
+            links->value = QStringLiteral("from the workbook");
+            return links;
+        });
+        Rig rig(1, QStringLiteral("T3"));
+        links::setFactory({});
+        rig.vars->setVariableOLELink(3, QStringLiteral("book.xls!Variables!R4C2"));
+        rig.open(&dlgVariableUpdate::SendVarData,
+                 [&] { QCOMPARE(fake.texts, QStringList{QStringLiteral("from the workbook")}); });
     }
 
     void retryAndStopRetry()

@@ -412,11 +412,42 @@ private slots:
         }
     }
 
+    // Saved through a new file renamed over the old one where the folder allows,
+    // in place where only the file is writable.
+    void saveReplacesFileInAnyFolder_data()
+    {
+        QTest::addColumn<bool>("folderWritable");
+        QTest::newRow("writable folder") << true;
+        QTest::newRow("read-only folder, writable file") << false;
+    }
+    void saveReplacesFileInAnyFolder()
+    {
+        QFETCH(bool, folderWritable);
+        TestEnvironment env;
+        RecordingMessageBox box;
+        const QString folder = env.path(u"vars"_s), file = folder + u"/QMDvarinfo.vls"_s;
+        QVERIFY(QDir().mkpath(folder) && writeBytes(file, windowsFile()));
+        settings::write(settings::kVarFileLoc, file);
+        QVERIFY(folderWritable || QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner));
+        {
+            if (!overrideFileRights(false))
+                QSKIP("file permissions cannot be made to count here");
+            const auto restore = qScopeGuard([] { overrideFileRights(true); });
+            clsVariableAccess set;
+            set.setVariableData(1, u"a new text"_s);
+            set.SaveVariables();
+        }
+        QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QVERIFY(readBytes(file).contains("a new text"));
+        QCOMPARE(QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+                 QStringList{u"QMDvarinfo.vls"_s});
+        QCOMPARE(box.messages, QStringList());
+    }
+
     void failedSaveKeepsOldFile_data()
     {
         QTest::addColumn<QString>("kind");
-        for (const char* kind :
-             {"read-only folder", "read-only file", "missing folder", "path is a folder", "disk full part-way"})
+        for (const char* kind : {"read-only file", "missing folder", "path is a folder", "disk full part-way"})
             QTest::newRow(kind) << QString::fromLatin1(kind);
     }
 

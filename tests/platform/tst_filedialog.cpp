@@ -1,0 +1,42 @@
+#include "filedialog.h"
+
+#include <QStandardPaths>
+#include <QTest>
+
+class TestFileDialog final : public QObject {
+    Q_OBJECT
+private slots:
+    void qtFilter_data()
+    {
+        QTest::addColumn<QString>("filter");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("names its pattern") << "Log Files (*.doc)|*.doc"
+                                           << "Log Files (*.doc)";
+        QTest::newRow("names it without a blank") << "Variable Configuration File(*.vls)|*.vls"
+                                                  << "Variable Configuration File(*.vls)";
+        QTest::newRow("plain description, two patterns") << "Workbooks|*.xls;*.xlsx"
+                                                         << "Workbooks (*.xls *.xlsx)";
+        QTest::newRow("names one of two patterns") << "Logs (*.doc)|*.doc;*.rtf"
+                                                   << "Logs (*.doc) (*.doc *.rtf)";
+        QTest::newRow("two filters") << "A (*.a)|*.a|All|*.*"
+                                     << "A (*.a);;All (*.*)";
+    }
+    void qtFilter()
+    {
+        QFETCH(QString, filter);
+        QFETCH(QString, shown);
+        QCOMPARE(filedialog::toQtFilter(filter), shown);
+    }
+
+    void initialFolder()
+    {
+        using R = filedialog::Request;
+        const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+        QCOMPARE(filedialog::initialFolder(R{R::Save, {}, {}, {}, {}}), documents);
+        QCOMPARE(filedialog::initialFolder(R{R::Save, {}, {}, {}, QStringLiteral("/srv/x")}), u"/srv/x");
+        QCOMPARE(filedialog::initialFolder(R{R::Open, {}, {}, {}, {}}), QString());
+    }
+};
+
+QTEST_MAIN(TestFileDialog)
+#include "tst_filedialog.moc"
