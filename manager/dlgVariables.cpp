@@ -39,15 +39,6 @@ const QString kErrorOccurred = QStringLiteral("Error Occurred ");
 const QString kErrorInitializing = QStringLiteral("Error Initializing Variable Data ");
 const QString kConfigurationFilter = QStringLiteral("Variable Configuration File(*.vls)|*.vls");
 
-// Resets a page's re-entry guard however its handler ends.
-struct BusyScope {
-    explicit BusyScope(PropertyPage* page) : m_page(page) { m_page->busy = true; }
-    ~BusyScope() { m_page->busy = false; }
-    BusyScope(const BusyScope&) = delete;
-    BusyScope& operator=(const BusyScope&) = delete;
-    PropertyPage* m_page;
-};
-
 bool storedFlag(const settings::Key& key)
 {
     try {
@@ -301,38 +292,12 @@ UpdateOption dlgVariables::updateOption() const
     return manager::updateOptionOf(m_options[1]->isChecked(), m_options[2]->isChecked());
 }
 
-void dlgVariables::selectionChanged(PropertyPage* page)
-{
-    if (page->busy)
-        return;
-    const int n = page->chosenNumber();
-    if (n <= 0)
-        return;
-    const BusyScope busy(page);
-    commitPage(page);
-    page->showValues(manager::valuesOf(variableSet(), static_cast<int16_t>(n), m_oleVarGrab.get()));
-    page->shownNumber = n;
-}
-
-void dlgVariables::commitPage(PropertyPage* page)
-{
-    if (page->shownNumber > 0)
-        manager::commitValues(variableSet(), static_cast<int16_t>(page->shownNumber), page->values());
-}
+void dlgVariables::selectionChanged(PropertyPage* page) { page->select(variableSet(), m_oleVarGrab.get()); }
 
 void dlgVariables::commitPages()
 {
-    commitPage(m_text);
-    commitPage(m_cell);
-}
-
-void dlgVariables::showChosen(PropertyPage* page)
-{
-    const int n = page->chosenNumber();
-    if (n <= 0)
-        return;
-    page->showValues(manager::valuesOf(variableSet(), static_cast<int16_t>(n), m_oleVarGrab.get()));
-    page->shownNumber = n;
+    m_text->commit(variableSet());
+    m_cell->commit(variableSet());
 }
 
 void dlgVariables::pasteOrClear(PropertyPage* page)
@@ -462,8 +427,8 @@ void dlgVariables::onLoadConfiguration(const QString& title, const QString& noNa
 void dlgVariables::refresh()
 {
     // The editors show the set as loaded: nothing of the old file is committed.
-    showChosen(m_text);
-    showChosen(m_cell);
+    m_text->showChosen(variableSet(), m_oleVarGrab.get());
+    m_cell->showChosen(variableSet(), m_oleVarGrab.get());
     setTitle();
 }
 

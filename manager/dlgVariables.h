@@ -70,8 +70,6 @@ private:
     void setOption(int index, bool value);
 
     void selectionChanged(manager::PropertyPage* page);
-    void commitPage(manager::PropertyPage* page);
-    void showChosen(manager::PropertyPage* page);
     void pasteOrClear(manager::PropertyPage* page);
     void popUpEditMenu(const QPoint& globalPos, bool withDefault);
 

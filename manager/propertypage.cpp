@@ -1,6 +1,7 @@
 #include "propertypage.h"
 
 #include <QComboBox>
+#include <QScopeGuard>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLineEdit>
@@ -209,3 +210,28 @@ EditorValues PropertyPage::values() const
 }
 
 } // namespace manager
+
+void manager::PropertyPage::commit(clsVariableAccess& set) const
+{
+    if (shownNumber > 0)
+        manager::commitValues(set, static_cast<int16_t>(shownNumber), values());
+}
+
+void manager::PropertyPage::showChosen(const clsVariableAccess& set, ILinkContainer* links)
+{
+    const int n = chosenNumber();
+    if (n <= 0)
+        return;
+    showValues(manager::valuesOf(set, static_cast<int16_t>(n), links));
+    shownNumber = n;
+}
+
+void manager::PropertyPage::select(clsVariableAccess& set, ILinkContainer* links)
+{
+    if (busy || chosenNumber() <= 0)
+        return;
+    busy = true;
+    const auto done = qScopeGuard([this] { busy = false; });
+    commit(set);
+    showChosen(set, links);
+}

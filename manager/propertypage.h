@@ -41,6 +41,14 @@ public:
     void showValues(const EditorValues& values);
     EditorValues values() const;
 
+    // Stores the editors into the variable shown, if any.
+    void commit(clsVariableAccess& set) const;
+    // Shows the chosen variable, linked values read through `links`.
+    void showChosen(const clsVariableAccess& set, ILinkContainer* links);
+    // The selection handler's work: the shown variable committed, then the
+    // chosen one shown; does nothing while it runs already.
+    void select(clsVariableAccess& set, ILinkContainer* links);
+
     // The variable the page shows: -1 before the first, 0 once the dialog closed.
     int shownNumber = -1;
     // Set while the page's selection handler runs.
