@@ -18,3 +18,18 @@ public:
     virtual void createLink(const QString& source) = 0;
     virtual QString dataText() = 0; // the linked value as text
 };
+
+// A container that never holds a link: nothing can be pasted and a linked
+// variable reads as empty text. Used where no container for live document links
+// is available.
+class NoLinkContainer final : public ILinkContainer {
+public:
+    void setLinkedOnly() override {}
+    bool canPaste() override { return false; }
+    void paste() override {}
+    QString sourceDoc() override { return {}; }
+    void clear() override {}
+    void setDataFormat(const QString&) override {}
+    void createLink(const QString&) override {}
+    QString dataText() override { return {}; }
+};
