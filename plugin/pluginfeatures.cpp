@@ -1,10 +1,10 @@
 #include "pluginfeatures.h"
 
+#include "dlgTransmitVars.h"
 #include "dlgVariables.h"
 #include "messagebox.h"
 
-// The command inserter and the update-on-transmit dialog are not part of this
-// build yet: their entry points say so instead.
+// The command inserter is not part of this build yet: its entry point says so.
 namespace features {
 
 void showVariableManager() { manager::showVariableManager(); }
@@ -14,9 +14,10 @@ void showCommandInserter(QObject*)
     msgbox::show(QStringLiteral("The variable command inserter is not available in this version."));
 }
 
-void updateOnTransmit(QObject*)
+void updateOnTransmit(QObject* transmissionContext)
 {
-    msgbox::show(QStringLiteral("Update on transmit is not available in this version."));
+    dlgTransmitVars dialog;
+    dialog.UpdateVars(transmissionContext);
 }
 
 } // namespace features
