@@ -1,17 +1,18 @@
 #include "pluginfeatures.h"
 
 #include "dlgTransmitVars.h"
+#include "dlgVarCmdInserter.h"
 #include "dlgVariables.h"
-#include "messagebox.h"
 
-// The command inserter is not part of this build yet: its entry point says so.
 namespace features {
 
 void showVariableManager() { manager::showVariableManager(); }
 
-void showCommandInserter(QObject*)
+void showCommandInserter(QObject* frameEditor)
 {
-    msgbox::show(QStringLiteral("The variable command inserter is not available in this version."));
+    dlgVarCmdInserter dialog;
+    dialog.setFrame(frameEditor);
+    dialog.exec();
 }
 
 void updateOnTransmit(QObject* transmissionContext)
