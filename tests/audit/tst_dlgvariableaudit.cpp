@@ -204,6 +204,139 @@ private slots:
         QVERIFY(saved_as(QStringLiteral("FAILED"), rtf::rgb(255, 0, 0), 10));
     }
 
+    // Cancelling during the second display: its connection is closed, the run
+    // says it was cancelled, and the dialog cannot be closed until then.
+    void cancelDuringSecondDisplay()
+    {
+        auto first = display({QStringLiteral("--delay"), QStringLiteral("5")});
+        auto second = display({QStringLiteral("--delay"), QStringLiteral("5")});
+        QVERIFY(first->tcpPort() && second->tcpPort());
+        writeDisplays({{"Sign A", first->tcpPort(), "1"}, {"Sign B", second->tcpPort(), "1"}});
+        VarSelection thirty;
+        for (int16_t n = 1; n <= 30; ++n)
+            thirty.append({true, n});
+
+        dlgVariableAudit dlg;
+        dlg.setVariablesToAudit(thirty);
+        dlg.setMode(audit::Mode::DataOnly);
+        dlg.setDisplaySelection([] { return QStringLiteral("Sign A,Sign B"); });
+        QStringList whileCancelling, report;
+        QString captionAfter;
+        QTimer watch;
+        watch.setInterval(2);
+        QObject::connect(&watch, &QTimer::timeout, &dlg, [&] {
+            const QString text = report_(dlg)->toPlainText();
+            if (!whileCancelling.isEmpty()
+                || !text.contains(QStringLiteral("Sign B\nOpening connection...Passed\nID=1")))
+                return;
+            if (text.count(QStringLiteral("Text Var")) < 33)
+                return; // a few variables into the second display
+            whileCancelling << closeButton(dlg)->text();
+            QTest::mouseClick(closeButton(dlg), Qt::LeftButton);
+            whileCancelling << closeButton(dlg)->text() + (closeButton(dlg)->isEnabled() ? "" : " (disabled)");
+            dlg.close();
+            dlg.reject();
+            whileCancelling << (dlg.isVisible() ? "still open" : "closed");
+        });
+        watch.start();
+        whenFinished(dlg, [&] {
+            report = paragraphs(*report_(dlg)->document());
+            captionAfter = closeButton(dlg)->text() + (closeButton(dlg)->isEnabled() ? "" : " (disabled)");
+        });
+        dlg.exec();
+
+        QCOMPARE(whileCancelling, QStringList({"Cancel", "Cancelling (disabled)", "still open"}));
+        QCOMPARE(captionAfter, QStringLiteral("Close"));
+        QVERIFY(report.size() > 3);
+        QCOMPARE(report.mid(report.size() - 2), QStringList({kClosing, "{red 18}VARIABLE AUDIT CANCELLED....."}));
+        const qsizetype secondStart = report.indexOf(QStringLiteral("{blue 18}Sign B"));
+        QCOMPARE(report.mid(0, secondStart).filter(QStringLiteral("Text Var")).size(), 30);
+        const qsizetype readOnSecond = report.mid(secondStart).filter(QStringLiteral("Text Var")).size();
+        QVERIFY2(readOnSecond >= 3 && readOnSecond < 30, qPrintable(QString::number(readOnSecond)));
+        QVERIFY(m_box->texts().isEmpty());
+    }
+
+    // A refused read ends the variables of that unit and of every later unit of
+    // the display; an entry that wraps in the box is followed by a blank line.
+    void readErrorCarriesOverAndLongEntriesWrap()
+    {
+        auto sign = display(
+            {QStringLiteral("--units"), QStringLiteral("1,2"), QStringLiteral("--busy"), QStringLiteral("S")});
+        QVERIFY(sign->tcpPort());
+        const QString longText(600, u'W');
+        put(sign->tcpPort(), 1, {{true, 0, 2, 2, 2, longText}, {true, 1, 2, 2, 2, "short"}});
+        writeDisplays({{"Sign C", sign->tcpPort(), "1,2"}});
+
+        dlgVariableAudit dlg;
+        dlg.setVariablesToAudit({{true, 2}, {true, 1}, {false, 257}, {true, 3}});
+        dlg.setMode(audit::Mode::DataOnly);
+        dlg.setDisplaySelection([] { return QStringLiteral("Sign C"); });
+        QStringList report;
+        whenFinished(dlg, [&] { report = paragraphs(*report_(dlg)->document()); });
+        dlg.exec();
+
+        QVERIFY(report.size() > 4);
+        report[4] = QStringLiteral("(download)");
+        const QStringList expected{
+            kRule,
+            "{blue 18}Sign C",
+            "{blue 10}Opening connection...{green 10}Passed",
+            "{blue 10}ID=1",
+            "(download)",
+            "{blue 10}Variable\t Data",
+            "{magenta 10}Text Var 2\t short ",
+            "{magenta 10}Text Var 1\t " + longText + " ",
+            "",
+            "{red 10}Read Error - FAILED",
+            "{blue 10}ID=2",
+            kNever,
+            "{blue 10}Variable\t Data",
+            kClosing,
+            "",
+        };
+        QCOMPARE(report, expected);
+    }
+
+    // What ends a run before any variable is read, and how the dialog is left.
+    void runsThatDoNotRead_data()
+    {
+        QTest::addColumn<QString>("selection");
+        QTest::addColumn<QStringList>("report");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("caption");
+        QTest::newRow("no display chosen") << "" << QStringList{""} << ""
+                                           << "Close";
+        QTest::newRow("unknown display") << "Nowhere" << QStringList{kRule, "{blue 18}Nowhere", ""}
+                                         << "Error Getting Variables from Display "
+                                         << "Cancel";
+    }
+    void runsThatDoNotRead()
+    {
+        QFETCH(QString, selection);
+        writeDisplays({{"Sign A", 1, "1"}});
+        dlgVariableAudit dlg;
+        dlg.setVariablesToAudit({{true, 1}});
+        dlg.setDisplaySelection([selection] { return selection; });
+        QStringList report;
+        QString caption;
+        whenFinished(dlg, [&] {
+            report = paragraphs(*report_(dlg)->document());
+            caption = closeButton(dlg)->text();
+        });
+        dlg.exec();
+        QTEST(report, "report");
+        QTEST(caption, "caption");
+        QFETCH(QString, message);
+        if (message.isEmpty()) {
+            QVERIFY(m_box->shown().isEmpty());
+        } else {
+            QCOMPARE(m_box->shown().size(), 1);
+            QVERIFY2(m_box->shown().at(0).text.startsWith(message), qPrintable(m_box->shown().at(0).text));
+            QVERIFY(m_box->shown().at(0).text.size() > message.size()); // the error's description follows
+            QCOMPARE(m_box->shown().at(0).icon, msgbox::Critical);
+        }
+    }
+
 private:
     struct Entry {
         QString name;
