@@ -3,6 +3,7 @@
 #include "aboutbox.h"
 #include "clsVariableAccess.h"
 #include "displayselection.h"
+#include "dlgVariableAudit.h"
 #include "filedialog.h"
 #include "frmVariableSettings.h"
 #include "legacy.h"
@@ -391,9 +392,15 @@ void dlgVariables::onAudit()
         variableSet().SaveVariables();
         // The chooser is always shown here, whatever "PromptForVariable" says.
         const VarSelection chosen = manager::chooseVariables(variableSet(), true, this);
-        // The audit dialog that reads the chosen variables back from the displays
-        // is not part of this build; the choice is remembered as "LastUsed".
-        Q_UNUSED(chosen);
+        if (chosen.isEmpty())
+            return;
+        const manager::UpdateOption option = updateOption();
+        dlgVariableAudit audit(this);
+        audit.setVariablesToAudit(chosen);
+        audit.setMode(
+            audit::modeOf(option == manager::UpdateOption::DataOnly, option == manager::UpdateOption::AttributesOnly));
+        audit.setDisplaySelection([] { return manager::selectDisplays(); });
+        audit.exec();
     } catch (const RuntimeError& e) {
         showError(kErrorOccurred, e.description());
     }
