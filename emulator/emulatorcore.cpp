@@ -106,6 +106,14 @@ void LinkSession::process(const QByteArray& bytes)
             answer(wire::nakFrame(f.address, f.sequence, f.command, wire::Damaged, QStringLiteral("bad checksum")));
             continue;
         }
+        if (m_core.faults().busyCommands.contains(char(f.command))) {
+            m_core.log(QStringLiteral("BUSY injected addr=%1 seq=%2 %3")
+                           .arg(f.address)
+                           .arg(f.sequence)
+                           .arg(wire::commandName(f.command)));
+            answer(wire::nakFrame(f.address, f.sequence, f.command, wire::Busy, QStringLiteral("busy")));
+            continue;
+        }
         ++m_core.framesHandled;
         if (auto reply = m_core.handler().handle(f))
             answer(*reply);

@@ -26,9 +26,10 @@ struct FaultSettings {
     double nakFraction = 0.0;       // frames answered "bad checksum" although they were good
     double garbleFraction = 0.0;    // answers sent with a damaged checksum
     quint32 seed = 1;
-    int delayMs = 0;     // every answer this late
-    int baud = 0;        // > 0: both directions paced at baud / 10 bytes per second
-    bool silent = false; // take frames, never answer
+    int delayMs = 0;         // every answer this late
+    int baud = 0;            // > 0: both directions paced at baud / 10 bytes per second
+    bool silent = false;     // take frames, never answer
+    QByteArray busyCommands; // command codes answered "busy" (NAK code 6) instead of carried out
 };
 
 class EmulatorCore final : public QObject {

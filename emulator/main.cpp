@@ -142,6 +142,10 @@ int main(int argc, char** argv)
         QStringLiteral("baud"),
         QStringLiteral("Pace both directions of every link to this baud rate (10 bits a byte)."),
         QStringLiteral("rate"));
+    const QCommandLineOption busyOpt(
+        QStringLiteral("busy"),
+        QStringLiteral("Answer these commands (their code letters, e.g. AB) with NAK code 6, busy."),
+        QStringLiteral("codes"));
     const QCommandLineOption silentOpt(QStringLiteral("silent"), QStringLiteral("Take frames but never answer."));
     const QCommandLineOption headlessOpt(QStringLiteral("headless"), QStringLiteral("No window; log to stdout."));
     const QCommandLineOption traceOpt(QStringLiteral("trace"), QStringLiteral("Log every frame."));
@@ -152,9 +156,9 @@ int main(int argc, char** argv)
                                      QStringLiteral("file"));
     const QCommandLineOption quitOpt(QStringLiteral("quit-after"),
                                      QStringLiteral("Quit after this many ms (self-test)."), QStringLiteral("ms"));
-    for (const auto* o :
-         {&tcpOpt, &ptyOpt, &modemOpt, &dialOpt, &unitsOpt, &groupOpt, &refuseOpt, &dropOpt, &nakOpt, &garbleOpt,
-          &seedOpt, &delayOpt, &baudOpt, &silentOpt, &headlessOpt, &traceOpt, &demoOpt, &shotOpt, &quitOpt})
+    for (const auto* o : {&tcpOpt,    &ptyOpt,      &modemOpt,  &dialOpt, &unitsOpt, &groupOpt, &refuseOpt,
+                          &dropOpt,   &nakOpt,      &garbleOpt, &seedOpt, &delayOpt, &baudOpt,  &busyOpt,
+                          &silentOpt, &headlessOpt, &traceOpt,  &demoOpt, &shotOpt,  &quitOpt})
         parser.addOption(*o);
     parser.process(*app);
 
@@ -181,6 +185,7 @@ int main(int argc, char** argv)
         faults.delayMs = int(number(delayOpt, 0, 3600000));
     if (parser.isSet(baudOpt))
         faults.baud = int(number(baudOpt, 50, 4000000));
+    faults.busyCommands = parser.value(busyOpt).toLatin1();
     core.setTrace(parser.isSet(traceOpt));
 
     if (parser.isSet(unitsOpt)) {

@@ -6,6 +6,7 @@
 #include "aboutbox.h"
 #include "clsVariableAccess.h"
 #include "displayselection.h"
+#include "dlgVariableAudit.h"
 #include "filedialog.h"
 #include "frmVariableSettings.h"
 #include "legacy.h"
@@ -358,9 +359,14 @@ void dlgVariables::onAudit()
         variableSet().SaveVariables();
         // The chooser is always shown here, whatever "PromptForVariable" says.
         const VarSelection chosen = manager::chooseVariables(variableSet(), true, this);
-        // The audit dialog that reads the chosen variables back from the displays
-        // is not part of this build; the choice is remembered as "LastUsed".
-        Q_UNUSED(chosen);
+        if (chosen.isEmpty())
+            return;
+        const UpdateOption option = updateOption();
+        dlgVariableAudit audit(this);
+        audit.setVariablesToAudit(chosen);
+        audit.setMode(audit::modeOf(option == UpdateOption::DataOnly, option == UpdateOption::AttributesOnly));
+        audit.setDisplaySelection([] { return manager::selectDisplays(); });
+        audit.exec();
     } catch (const RuntimeError& e) {
         showError(kErrorOccurred, e.description());
     }

@@ -1,22 +1,24 @@
 #include "pluginfeatures.h"
 
+#include "dlgTransmitVars.h"
+#include "dlgVarCmdInserter.h"
 #include "dlgVariables.h"
-#include "messagebox.h"
 
-// The command inserter and the update-on-transmit dialog are not part of this
-// build yet: their entry points say so instead.
 namespace features {
 
 void showVariableManager() { manager::showVariableManager(); }
 
-void showCommandInserter(QObject*)
+void showCommandInserter(QObject* frameEditor)
 {
-    msgbox::show(QStringLiteral("The variable command inserter is not available in this version."));
+    dlgVarCmdInserter dialog;
+    dialog.setFrame(frameEditor);
+    dialog.exec();
 }
 
-void updateOnTransmit(QObject*)
+void updateOnTransmit(QObject* transmissionContext)
 {
-    msgbox::show(QStringLiteral("Update on transmit is not available in this version."));
+    dlgTransmitVars dialog;
+    dialog.UpdateVars(transmissionContext);
 }
 
 } // namespace features

@@ -1,0 +1,174 @@
+#include "dlgVariableAudit.h"
+
+#include "clock.h"
+#include "datetimetext.h"
+#include "filedialog.h"
+#include "messagebox.h"
+#include "printdialog.h"
+#include "richtextdocument.h"
+
+#include <QAbstractTextDocumentLayout>
+#include <QCoreApplication>
+#include <QHBoxLayout>
+#include <QPrinter>
+#include <QPushButton>
+#include <QSaveFile>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextEdit>
+#include <QTextLayout>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace {
+const QString kCancel = QStringLiteral("Cancel");
+const QString kCancelling = QStringLiteral("Cancelling");
+const QString kClose = QStringLiteral("Close");
+
+QPushButton* button(QWidget* parent, const char* name, const QString& caption)
+{
+    auto* b = new QPushButton(caption, parent);
+    b->setObjectName(QString::fromLatin1(name));
+    b->setAutoDefault(false);
+    return b;
+}
+
+// A blue-green-red colour word as a colour.
+QColor colourOf(quint32 bgr) { return QColor(int(bgr & 0xFF), int(bgr >> 8 & 0xFF), int(bgr >> 16 & 0xFF)); }
+} // namespace
+
+// The report box as the run's sink: text goes at the end, line ends become paragraphs.
+class dlgVariableAudit::ReportView final : public audit::ReportSink {
+public:
+    explicit ReportView(QTextEdit* box) : m_box(box) {}
+
+    void append(const QString& text, quint32 colour, bool heading) override
+    {
+        QTextCursor cursor(m_box->document());
+        cursor.movePosition(QTextCursor::End);
+        QTextCharFormat format;
+        format.setForeground(colourOf(colour));
+        format.setFontPointSize(heading ? audit::kHeadingPoints : audit::kNormalPoints);
+        cursor.insertText(QString(text).replace(QStringLiteral("\r\n"), QStringLiteral("\n")), format);
+    }
+
+    int endLine() override
+    {
+        QTextDocument* document = m_box->document();
+        document->documentLayout()->documentSize(); // lays the text out
+        const QTextBlock last = document->lastBlock();
+        const QTextLayout* layout = last.layout();
+        if (!layout || layout->lineCount() == 0)
+            return last.firstLineNumber();
+        const QTextLine line = layout->lineForTextPosition(last.length() - 1);
+        return last.firstLineNumber() + (line.isValid() ? line.lineNumber() : layout->lineCount() - 1);
+    }
+
+private:
+    QTextEdit* m_box;
+};
+
+dlgVariableAudit::dlgVariableAudit(QWidget* parent)
+    : QDialog(parent), m_rtxtAuditInfo(new QTextEdit(this)),
+      m_cmdPrint(button(this, "cmdPrint", QStringLiteral("Print"))),
+      m_cmdSaveToFile(button(this, "cmdSaveToFile", QStringLiteral("Save To File"))),
+      m_cmdClose(button(this, "cmdClose", kClose))
+{
+    setObjectName(QStringLiteral("dlgVariableAudit"));
+    setWindowTitle(QStringLiteral("Variable Audit"));
+    m_rtxtAuditInfo->setObjectName(QStringLiteral("rtxtAuditInfo"));
+    m_rtxtAuditInfo->setReadOnly(true);
+    m_rtxtAuditInfo->setTabStopDistance(72);
+
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(m_cmdPrint);
+    buttons->addWidget(m_cmdSaveToFile);
+    buttons->addStretch();
+    buttons->addWidget(m_cmdClose);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(m_rtxtAuditInfo);
+    layout->addLayout(buttons);
+    resize(640, 480);
+
+    m_view = std::make_unique<ReportView>(m_rtxtAuditInfo);
+    m_run.setSink(m_view.get());
+    m_run.setPump([] { QCoreApplication::processEvents(); });
+    m_run.setStarted([this] { m_cmdClose->setText(kCancel); });
+
+    connect(m_cmdClose, &QPushButton::clicked, this, &dlgVariableAudit::onClose);
+    connect(m_cmdPrint, &QPushButton::clicked, this, &dlgVariableAudit::onPrint);
+    connect(m_cmdSaveToFile, &QPushButton::clicked, this, &dlgVariableAudit::onSaveToFile);
+}
+
+dlgVariableAudit::~dlgVariableAudit() = default;
+
+void dlgVariableAudit::showEvent(QShowEvent* event)
+{
+    QDialog::showEvent(event);
+    if (m_activated)
+        return;
+    m_activated = true;
+    QTimer::singleShot(0, this, [this] {
+        QCoreApplication::processEvents();
+        repaint();
+        RunAudit();
+    });
+}
+
+void dlgVariableAudit::RunAudit()
+{
+    switch (m_run.run()) {
+    case audit::AuditRun::Outcome::NothingToDo: break; // the button keeps its caption
+    case audit::AuditRun::Outcome::Failed:
+        // The run stopped where it was; the button stays as it was too.
+        msgbox::show(QStringLiteral("Error Getting Variables from Display ") + m_run.errorText(), msgbox::OKOnly,
+                     msgbox::Critical, {}, this);
+        break;
+    case audit::AuditRun::Outcome::Finished:
+    case audit::AuditRun::Outcome::Cancelled:
+        m_cmdClose->setText(kClose);
+        m_cmdClose->setEnabled(true);
+        break;
+    }
+    emit auditFinished();
+}
+
+void dlgVariableAudit::onClose()
+{
+    if (m_cmdClose->text() == kCancel) {
+        m_cmdClose->setEnabled(false);
+        m_run.requestCancel();
+        m_cmdClose->setText(kCancelling);
+        return;
+    }
+    accept();
+}
+
+void dlgVariableAudit::done(int result)
+{
+    if (!m_cmdClose->isEnabled())
+        return; // a cancel request is still being carried out
+    QDialog::done(result);
+}
+
+void dlgVariableAudit::onPrint()
+{
+    QPrinter printer;
+    if (printdialog::exec(printer, this))
+        m_rtxtAuditInfo->document()->print(&printer);
+}
+
+void dlgVariableAudit::onSaveToFile()
+{
+    const QString proposed = QStringLiteral("Audit Log ") + datetimetext::fileDate(Clock::now().date())
+                             + QStringLiteral(".doc");
+    const QString fileName = filedialog::getSaveFileName(
+        QStringLiteral("Choose where to save audit log - This File viewable in WordPad!"),
+        QStringLiteral("Audit Log Files (*.doc)|*.doc"), QString(), proposed, this);
+    if (fileName.isEmpty())
+        return;
+    // Errors are ignored here: a file that cannot be written is simply not written.
+    QSaveFile file(fileName);
+    if (file.open(QIODevice::WriteOnly) && file.write(rtf::write(*m_rtxtAuditInfo->document())) >= 0)
+        file.commit();
+}

@@ -1,0 +1,184 @@
+// The variable command inserter as the host's frame editor opens it: through
+// StartFrameFeature, with a frame object that records what it is asked to add.
+
+#include "classregistry.h"
+#include "clsVariableAccess.h"
+#include "dlgVarCmdInserter.h"
+#include "fakepluginmaster.h"
+#include "linkcontainer.h"
+#include "testenvironment.h"
+#include "varcommand.h"
+#include "zolQMDVariables.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+
+// Stands in for the host's frame-editor form.
+class FakeFrame final : public QObject {
+    Q_OBJECT
+public:
+    QStringList added;
+    Q_INVOKABLE void addtexttocurrentline(const QString& text) { added << text; }
+};
+
+namespace {
+// Runs `steps` on the inserter once it is up, then lets the test close it.
+void whileOpen(const std::function<void(dlgVarCmdInserter&)>& steps)
+{
+    QTimer::singleShot(0, [steps] {
+        auto* dlg = qobject_cast<dlgVarCmdInserter*>(QApplication::activeModalWidget());
+        QVERIFY(dlg);
+        steps(*dlg);
+        if (dlg->isVisible())
+            dlg->reject();
+    });
+}
+
+void choose(dlgVarCmdInserter& dlg, int n)
+{
+    auto* list = dlg.findChild<QComboBox*>(QStringLiteral("cmbVar"));
+    list->setCurrentIndex(list->findData(n));
+}
+
+void click(dlgVarCmdInserter& dlg, const char* name)
+{
+    QTest::mouseClick(dlg.findChild<QPushButton*>(QString::fromLatin1(name)), Qt::LeftButton);
+}
+} // namespace
+
+class TestVarCmdInserter final : public QObject {
+    Q_OBJECT
+private slots:
+    void init()
+    {
+        m_env = std::make_unique<TestEnvironment>();
+        m_box = std::make_unique<ScriptedMessageBox>();
+        FakePluginMaster::reset();
+        ComponentLoader::setFactory(pluginmaster::kPluginMasterProgId, [] { return new FakePluginMaster; });
+    }
+    void cleanup()
+    {
+        ComponentLoader::clearFactories();
+        m_box.reset();
+        m_env.reset();
+    }
+
+    void tokensAndEntries_data()
+    {
+        QTest::addColumn<int>("n");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("entry");
+        QTest::addColumn<QString>("token");
+        QTest::newRow("first") << 1 << "Score"
+                               << "Text Var1: Score"
+                               << "VBL001";
+        QTest::newRow("two digits") << 12 << ""
+                                    << "Text Var12: "
+                                    << "VBL012";
+        QTest::newRow("last text") << 256 << "x"
+                                   << "Text Var256: x"
+                                   << "VBL256";
+        QTest::newRow("first cell") << 257 << "Cell A"
+                                    << "Cell Var1: Cell A"
+                                    << "VBL257";
+        QTest::newRow("last cell") << 416 << "End"
+                                   << "Cell Var160: End"
+                                   << "VBL416";
+    }
+    void tokensAndEntries()
+    {
+        QFETCH(int, n);
+        QFETCH(QString, name);
+        QTEST(varcommand::entryText(int16_t(n), name), "entry");
+        QTEST(varcommand::token(int16_t(n)), "token");
+    }
+
+    // Two insertions in a row and a current value, through the host's entry point.
+    void insertsFromTheFrameFeature()
+    {
+        {
+            clsVariableAccess set; // saved as the current file when it goes
+            set.setVariableName(7, QStringLiteral("Temperature"));
+            set.setVariableName(257, QStringLiteral("Price"));
+            set.setVariableData(12, QStringLiteral("twelve is stored longer than allowed"));
+            set.setVariableMaxLength(12, QStringLiteral("9"));
+        }
+        FakeFrame frame;
+        zolQMDVariables plugin;
+        QStringList entries;
+        whileOpen([&](dlgVarCmdInserter& dlg) {
+            auto* list = dlg.findChild<QComboBox*>(QStringLiteral("cmbVar"));
+            for (int i = 0; i < list->count(); ++i)
+                entries << list->itemText(i) + u'=' + list->itemData(i).toString();
+            QCOMPARE(list->currentIndex(), 0);
+            choose(dlg, 12);
+            click(dlg, "cmdVarInserter");
+            choose(dlg, 257);
+            click(dlg, "cmdVarInserter");
+            QVERIFY(dlg.isVisible()); // open for more
+            choose(dlg, 12);
+            click(dlg, "cmdGetCurrentValue");
+            click(dlg, "cmdClose");
+            QVERIFY(!dlg.isVisible());
+        });
+        plugin.StartFrameFeature(&frame);
+
+        QCOMPARE(frame.added, QStringList({"VBL012", "VBL257"}));
+        QCOMPARE(entries.size(), 416);
+        QCOMPARE(entries.at(6), QStringLiteral("Text Var7: Temperature=7"));
+        QCOMPARE(entries.at(256), QStringLiteral("Cell Var1: Price=257"));
+        QCOMPARE(entries.at(415), QStringLiteral("Cell Var160: Cell Var 160=416"));
+        QCOMPARE(m_box->shown().size(), 1);
+        QCOMPARE(m_box->shown().at(0).text, QStringLiteral("twelve is"));
+        QCOMPARE(m_box->shown().at(0).icon, msgbox::NoIcon);
+        QCOMPARE(m_box->shown().at(0).buttons, msgbox::OKOnly);
+    }
+
+    // A linked variable shows the linked value; a frame without the operation gives a message.
+    void linkedValueAndBadFrame()
+    {
+        clsVariableAccess set;
+        set.setVariableData(300, QStringLiteral("stored"));
+        set.setVariableOLELink(300, QStringLiteral("C:\\book.xls!Variables!R300C2"));
+        class OneCell final : public ILinkContainer {
+        public:
+            QString source;
+            void setLinkedOnly() override {}
+            bool canPaste() override { return false; }
+            void paste() override {}
+            QString sourceDoc() override { return source; }
+            void clear() override {}
+            void setDataFormat(const QString&) override {}
+            void createLink(const QString& s) override { source = s; }
+            QString dataText() override { return source.endsWith(u"R300C2") ? QStringLiteral("live 42") : QString(); }
+        } sheet;
+        QObject noFrame;
+        dlgVarCmdInserter dlg;
+        dlg.setVariableSet(&set);
+        dlg.setLinkContainer(&sheet);
+        dlg.setFrame(&noFrame);
+        whileOpen([&](dlgVarCmdInserter& open) {
+            choose(open, 300);
+            click(open, "cmdGetCurrentValue");
+            click(open, "cmdVarInserter");
+        });
+        dlg.exec();
+        QCOMPARE(m_box->texts().size(), 2);
+        QCOMPARE(m_box->texts().at(0), QStringLiteral("live 42"));
+        QVERIFY2(m_box->texts().at(1).startsWith(QStringLiteral("Error Occurred ")), qPrintable(m_box->texts().at(1)));
+        QCOMPARE(m_box->shown().at(1).icon, msgbox::Critical);
+    }
+
+private:
+    std::unique_ptr<TestEnvironment> m_env;
+    std::unique_ptr<ScriptedMessageBox> m_box;
+};
+
+QTEST_MAIN(TestVarCmdInserter)
+#include "tst_dlgvarcmdinserter.moc"
