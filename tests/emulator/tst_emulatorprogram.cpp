@@ -1,5 +1,6 @@
-// The lumarex-emulator program: starts with its window, announces its links,
-// shows and renders the demo, and quits by itself.
+// The lumarex-emulator program: starts with its window and every kind of link,
+// shows and renders the demo, and quits by itself. (Every test that starts it
+// headless reads the links it announces.)
 
 #include "testenvironment.h"
 
@@ -25,9 +26,6 @@ void TestEmulatorProgram::smoke()
     QCOMPARE(p.exitStatus(), QProcess::NormalExit);
     QCOMPARE(p.exitCode(), 0);
     const QString out = QString::fromUtf8(p.readAllStandardOutput() + p.readAllStandardError());
-    for (const char* link : {"tcp 127\\.0\\.0\\.1:[1-9][0-9]*", "pty /dev/pts/[0-9]+", "modem /dev/pts/[0-9]+"})
-        QVERIFY2(out.contains(QRegularExpression(QStringLiteral("LISTENING %1\n").arg(QLatin1String(link)))),
-                 qPrintable(out));
     QVERIFY2(out.contains(QStringLiteral("SHOW 1 TEMP 21\u00B0C  SHOP OPEN|COFFEE $4.99|FLIGHT GATE 7 ON TIME")),
              qPrintable(out));
     QVERIFY2(out.contains(QStringLiteral("SCREENSHOT ") + file), qPrintable(out));

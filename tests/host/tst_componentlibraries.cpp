@@ -82,8 +82,8 @@ void TestComponentLibraries::registration()
     }
     QCOMPARE(canUnload(), 0);
     auto getClassObject = reinterpret_cast<int (*)(const char*, QObject**)>(lib.resolve("DllGetClassObject"));
-    QObject* none = nullptr;
-    QVERIFY(getClassObject("X.Nothing", &none) != 0);
+    auto* none = reinterpret_cast<QObject*>(0x1);                   // cleared on refusal
+    QCOMPARE(getClassObject("X.Nothing", &none), int(0x80040111u)); // class not available
     QVERIFY(!none);
 }
 

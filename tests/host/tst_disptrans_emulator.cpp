@@ -1,7 +1,6 @@
-// The transmission control against a real emulated display over loopback, as
-// the plug-in uses it (late-bound, objects by reference): every command reaches
-// the display at the address last set, and the error texts of a closed or
-// refused connection and of a display that does not answer.
+// The transmission control against a real emulated display over loopback:
+// commands go to the address last set (as text or as a number), and the error
+// texts of a closed or refused connection and of a display that does not answer.
 
 #include "emulatorprocess.h"
 #include "hosttest.h"
@@ -29,14 +28,6 @@ disptrans::VarAttributeList attribute(int16_t index, int16_t color, int16_t blin
     list.setEntryInverse(1, inverse);
     return list;
 }
-
-// A call by name; false when the control says its last command failed.
-template <class T> QVariant call(zolDispTrans& control, const char* name, const T& argument)
-{
-    QVariantList args{QVariant::fromValue(argument)};
-    const QVariant answer = latebound::callMethod(&control, name, args);
-    return latebound::getProperty(&control, "LastCommandSucceeded").toBool() ? answer : QVariant(false);
-}
 } // namespace
 
 class TestDispTransEmulator final : public QObject {
@@ -48,7 +39,6 @@ private slots:
                  qPrintable(m_emulator.error()));
     }
     void notOpen();
-    void commandsReachTheDisplay();
     void addressAndSilentUnit();
 
 private:
@@ -98,41 +88,13 @@ void TestDispTransEmulator::notOpen()
     }
 }
 
-void TestDispTransEmulator::commandsReachTheDisplay()
-{
-    zolDispTrans control;
-    QVERIFY(call(control, "OpenConnection", tcpTo(m_emulator.tcpPort(), 6)).toBool());
-    QCOMPARE(latebound::getProperty(&control, "DisplayAddress").toInt(), 6); // the address of the settings
-    const QString text = QStringLiteral("21\u00b0C \u20ac ");
-    QVERIFY(call(control, "SendTextVarData", disptrans::TextVarDataItem{4, text}).toBool());
-    QVERIFY(call(control, "SendCellVarData", disptrans::CellVarDataItem{4, QStringLiteral("$4.99")}).toBool());
-    QVERIFY(call(control, "SendTextVarAttributes", attribute(4, 3, 1, 2)).toBool()); // only 1 means "yes"
-    QVERIFY(call(control, "SendCellVarAttributes", attribute(4, 5, 2, 1)).toBool());
-    QStringList read;
-    for (const char* name : {"ReadTextVariable", "ReadCellVariable"}) {
-        const auto r = call(control, name, disptrans::VarReadRequest{4}).value<disptrans::VarReadReply>();
-        read << QStringLiteral("%1 %2%3%4")
-                    .arg(r.Data)
-                    .arg(r.Color)
-                    .arg(r.Blink == 1 ? " blink" : "")
-                    .arg(r.Inverse == 1 ? " inverse" : "");
-    }
-    QCOMPARE(read, (QStringList{text + QStringLiteral(" 3 blink"), QStringLiteral("$4.99 5 inverse")}));
-    const auto t = latebound::callMethod(&control, "ReadDownloadTime").value<disptrans::DownloadTime>();
-    QVERIFY2(control.LastCommandSucceeded(), qPrintable(control.LastErrorText()));
-    QVERIFY(t.Year >= 2024 && t.Month >= 1 && t.Month <= 12 && t.Day >= 1 && t.Day <= 31);
-    const QString message = QStringLiteral("TODAY ") + QChar(30) + QStringLiteral("A004\r\nBYE");
-    QVERIFY(call(control, "SendMessage", message).toBool());
-    QVERIFY2(!m_emulator.waitForLine(QStringLiteral("SHOW 6 TODAY 21\u00b0C \u20ac |BYE"), 5000).isEmpty(),
-             qPrintable(m_emulator.log().join(u'\n')));
-}
-
 void TestDispTransEmulator::addressAndSilentUnit()
 {
     zolDispTrans control;
     latebound::setProperty(&control, "TimeoutMs", 400);
-    auto settings = tcpTo(m_emulator.tcpPort(), 1);
+    auto settings = tcpTo(m_emulator.tcpPort(), 6);
     QVERIFY(control.OpenConnection(settings));
+    QCOMPARE(latebound::getProperty(&control, "DisplayAddress").toInt(), 6); // the address of the settings
     // Written as text or as a number; a bad text leaves the address as it was.
     latebound::setProperty(&control, "DisplayAddress", QStringLiteral(" 12 "));
     QCOMPARE(int(control.DisplayAddress()), 12);

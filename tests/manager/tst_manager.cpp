@@ -246,9 +246,6 @@ private slots:
             {"optDelay", "Prompt for Delay Setup every time"},
             {"optNoDelay", "Never ask for Delay Setup"},
             {"fraDelay", "Retry Interval"},
-            {"txtHour", "1"},
-            {"txtMin", "0"},
-            {"txtSec", "0"},
             {"cmdOK", "OK"},
             {"cmdCancel", "Cancel"},
         };

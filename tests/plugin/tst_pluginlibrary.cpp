@@ -48,30 +48,6 @@ private slots:
         QVERIFY(m_library.resolve("DllRegisterServer") && m_library.resolve("DllUnregisterServer"));
     }
 
-    void registrationWritesAndRemovesExactlyItsClasses()
-    {
-        TestEnvironment env;
-        ClassRegistry registry;
-        registry.registerClass(QStringLiteral("Other.Class"), QStringLiteral("/elsewhere/libother.so"));
-        QCOMPARE(ComponentLoader::registerLibrary(m_library.fileName()), 0);
-        QCOMPARE(QFileInfo(registry.libraryOf(QStringLiteral("zolQMDVariablePlugin.zolQMDVariables"))),
-                 QFileInfo(m_library.fileName()));
-        QCOMPARE(QFileInfo(registry.libraryOf(QStringLiteral("zolQMDVariablePlugin.PluginData"))),
-                 QFileInfo(m_library.fileName()));
-
-        QCOMPARE(ComponentLoader::unregisterLibrary(m_library.fileName()), 0);
-        QVERIFY(registry.libraryOf(QStringLiteral("zolQMDVariablePlugin.zolQMDVariables")).isEmpty());
-        QVERIFY(registry.libraryOf(QStringLiteral("zolQMDVariablePlugin.PluginData")).isEmpty());
-        QCOMPARE(registry.libraryOf(QStringLiteral("Other.Class")), QStringLiteral("/elsewhere/libother.so"));
-    }
-
-    void unknownClassIsRefused()
-    {
-        QObject* object = reinterpret_cast<QObject*>(0x1);
-        QCOMPARE(m_getClassObject("zolQMDVariablePlugin.Nothing", &object), int(0x80040111u));
-        QCOMPARE(object, nullptr);
-    }
-
     void pluginDataLateBound()
     {
         TestEnvironment env;
