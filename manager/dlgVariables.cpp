@@ -4,6 +4,7 @@
 #include "clsFrm_Var_Editor.h"
 #include "clsVariableAccess.h"
 #include "displayselection.h"
+#include "dlgViewAllVar.h"
 #include "filedialog.h"
 #include "frmVariableSettings.h"
 #include "legacy.h"
@@ -173,19 +174,19 @@ void dlgVariables::buildMenus(QMenuBar* bar)
     connect(addItem(tools, "mnuToolsNewConfiguration", QStringLiteral("&New Configuration")), &QAction::triggered, this,
             [this] {
                 onLoadConfiguration(QStringLiteral("Choose name for new configuration!"),
-                                    QStringLiteral("No name chosen! Not loading new configuration!"), true);
+                                    QStringLiteral("No name chosen! Not loading new configuration!"));
             });
     connect(addItem(tools, "mnuToolsLoad", QStringLiteral("&Load Configuration")), &QAction::triggered, this, [this] {
         onLoadConfiguration(QStringLiteral("Choose file to load!"),
-                            QStringLiteral("No file chosen! No configuration will be loaded!"), false);
+                            QStringLiteral("No file chosen! No configuration will be loaded!"));
     });
     connect(addItem(tools, "mnuToolsSave", QStringLiteral("&Save Configuration")), &QAction::triggered, this,
             &dlgVariables::onSaveConfiguration);
     addSeparator(tools, "mnuSpacer1");
-    // The viewer of all variables and the spreadsheet generator are not part of
-    // this build: their items are shown disabled.
-    addItem(tools, "mnuViewAllVar", QStringLiteral("&View All Variables"))->setEnabled(false);
+    connect(addItem(tools, "mnuViewAllVar", QStringLiteral("&View All Variables")), &QAction::triggered, this,
+            &dlgVariables::onViewAllVariables);
     addSeparator(tools, "mnuSpacer");
+    // The spreadsheet generator is not part of this build: its item is shown disabled.
     addItem(tools, "mnuToolsAuto", QStringLiteral("&AutoConfigured Spreadsheet"))->setEnabled(false);
 
     // The Edit menu, also the right-button menu of the sheets and data boxes.
@@ -606,20 +607,44 @@ void dlgVariables::onSaveConfiguration()
     variableSet().SaveVariables();
 }
 
-void dlgVariables::onLoadConfiguration(const QString& title, const QString& noNameMessage, bool newName)
+// A name under "New Configuration" is loaded like any other: an existing file
+// is read, and a name with no file behind it leaves the set at its defaults
+// while the current file stays the previous one, so the next save writes the
+// fresh set over the previous file. That file's content is then kept as its
+// ".bak" (VariableFile::write).
+void dlgVariables::onLoadConfiguration(const QString& title, const QString& noNameMessage)
 {
     try {
         onSaveConfiguration();
-        // A new configuration may name a file that does not exist yet.
-        const QString folder = settings::pluginFolder();
-        const QString name = newName ? filedialog::getSaveFileName(title, kConfigurationFilter, folder, {}, this)
-                                     : filedialog::getOpenFileName(title, kConfigurationFilter, folder, {}, this);
+        // One dialog for both commands, set up in this order. It takes names of
+        // files that do not exist: that is how a new configuration is named.
+        filedialog::Request request;
+        request.kind = filedialog::Request::Open;
+        request.fileName.clear();
+        request.initialDir = settings::pluginFolder();
+        request.filter = kConfigurationFilter;
+        request.title = title;
+        request.mustExist = false;
+        const QString name = filedialog::choose(request, this);
         if (name.isEmpty()) {
             msgbox::show(noNameMessage, msgbox::OKOnly, msgbox::NoIcon, {}, this);
             return;
         }
         variableSet().LoadVariables(name);
         refresh();
+    } catch (const RuntimeError& e) {
+        showError(kErrorOccurred, e.description());
+    }
+}
+
+void dlgVariables::onViewAllVariables()
+{
+    try {
+        onSaveConfiguration();
+        dlgViewAllVar viewer(this);
+        viewer.setVariableSet(&variableSet());
+        viewer.SetVar(m_oleVarGrab.get());
+        viewer.exec();
     } catch (const RuntimeError& e) {
         showError(kErrorOccurred, e.description());
     }

@@ -107,7 +107,8 @@ private:
     void onSettings();
     void onAbout();
     void onSaveConfiguration();
-    void onLoadConfiguration(const QString& title, const QString& noNameMessage, bool newName);
+    void onViewAllVariables();
+    void onLoadConfiguration(const QString& title, const QString& noNameMessage);
     void refresh();
 
     void showError(const QString& prefix, const QString& description);
