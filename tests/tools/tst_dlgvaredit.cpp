@@ -199,32 +199,6 @@ private slots:
         QCOMPARE(form.textBox()->toPlainText(), u"abcdef"_s);
     }
 
-    void okAndCancel_data()
-    {
-        QTest::addColumn<QByteArray>("button");
-        QTest::addColumn<QString>("result");
-        const QString given = QString::fromLatin1(kWordPad) + u"Price \\cf1 5\\'80\\cf0}"_s;
-        QTest::newRow("OK: plain text") << QByteArray("OKButton") << u"Price 5€!"_s;
-        QTest::newRow("Cancel: the rich text given") << QByteArray("cmdCancel") << given;
-    }
-
-    void okAndCancel()
-    {
-        QFETCH(QByteArray, button);
-        QFETCH(QString, result);
-        dlgVarEdit form;
-        form.SetText(QString::fromLatin1(kWordPad) + u"Price \\cf1 5\\'80\\cf0}"_s);
-        whenModal([&](QWidget* w) {
-            auto* box = w->findChild<tools::VarTextBox*>(u"rtxtTextBox"_s);
-            box->moveCursor(QTextCursor::End);
-            QTest::keyClicks(box, u"!"_s);
-            press(w, button.constData());
-        });
-        form.Show(1); // comes back when the form closes
-        QVERIFY(!form.isVisible());
-        QCOMPARE(form.GetText(), result);
-    }
-
     void centredOnTheScreen()
     {
         dlgVarEdit form;
