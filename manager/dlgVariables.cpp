@@ -4,9 +4,11 @@
 #include "hostobjects.h"
 
 #include "aboutbox.h"
+#include "clsFrm_Var_Editor.h"
 #include "clsVariableAccess.h"
 #include "displayselection.h"
 #include "dlgVariableAudit.h"
+#include "dlgViewAllVar.h"
 #include "filedialog.h"
 #include "frmVariableSettings.h"
 #include "legacy.h"
@@ -18,13 +20,17 @@
 
 #include <QButtonGroup>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QComboBox>
 #include <QCoreApplication>
+#include <QGuiApplication>
+#include <QKeyEvent>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMouseEvent>
 #include <QPointer>
 #include <QPushButton>
 #include <QRadioButton>
@@ -162,37 +168,42 @@ void dlgVariables::buildMenus(QMenuBar* bar)
     connect(addItem(tools, "mnuToolsNewConfiguration", QStringLiteral("&New Configuration")), &QAction::triggered, this,
             [this] {
                 onLoadConfiguration(QStringLiteral("Choose name for new configuration!"),
-                                    QStringLiteral("No name chosen! Not loading new configuration!"), true);
+                                    QStringLiteral("No name chosen! Not loading new configuration!"));
             });
     connect(addItem(tools, "mnuToolsLoad", QStringLiteral("&Load Configuration")), &QAction::triggered, this, [this] {
         onLoadConfiguration(QStringLiteral("Choose file to load!"),
-                            QStringLiteral("No file chosen! No configuration will be loaded!"), false);
+                            QStringLiteral("No file chosen! No configuration will be loaded!"));
     });
     connect(addItem(tools, "mnuToolsSave", QStringLiteral("&Save Configuration")), &QAction::triggered, this,
             &dlgVariables::onSaveConfiguration);
     addSeparator(tools, "mnuSpacer1");
-    // The viewer of all variables and the spreadsheet generator are not part of
-    // this build: their items are shown disabled.
-    addItem(tools, "mnuViewAllVar", QStringLiteral("&View All Variables"))->setEnabled(false);
+    connect(addItem(tools, "mnuViewAllVar", QStringLiteral("&View All Variables")), &QAction::triggered, this,
+            &dlgVariables::onViewAllVariables);
     addSeparator(tools, "mnuSpacer");
+    // The spreadsheet generator is not part of this build: its item is shown disabled.
     addItem(tools, "mnuToolsAuto", QStringLiteral("&AutoConfigured Spreadsheet"))->setEnabled(false);
 
-    // The Edit menu, also the sheets' right-button menu. Its commands (undo store,
-    // clipboard, the variable text editor) are not part of this build: disabled.
+    // The Edit menu, also the right-button menu of the sheets and data boxes.
     m_popUp = bar->addMenu(QStringLiteral("Edit"));
     m_popUp->setObjectName(QStringLiteral("mnuPopUp"));
     m_viewEdit = addItem(m_popUp, "mnuPopUpVariableViewer", QStringLiteral("View/Edit Variable"));
     addSeparator(m_popUp, "mnuSep1");
-    addItem(m_popUp, "mnuUndo", QStringLiteral("Undo"));
+    m_undo = addItem(m_popUp, "mnuUndo", QStringLiteral("Undo"));
     addSeparator(m_popUp, "mnuSep2");
-    addItem(m_popUp, "mnuCut", QStringLiteral("Cut"));
-    addItem(m_popUp, "mnuCopy", QStringLiteral("Copy"));
-    addItem(m_popUp, "mnuPaste", QStringLiteral("Paste"));
-    addItem(m_popUp, "mnuDelete", QStringLiteral("Delete"));
+    m_cut = addItem(m_popUp, "mnuCut", QStringLiteral("Cut"));
+    m_copy = addItem(m_popUp, "mnuCopy", QStringLiteral("Copy"));
+    m_paste = addItem(m_popUp, "mnuPaste", QStringLiteral("Paste"));
+    m_delete = addItem(m_popUp, "mnuDelete", QStringLiteral("Delete"));
     addSeparator(m_popUp, "mnuSep3");
-    addItem(m_popUp, "mnuSelectAll", QStringLiteral("Select All"));
-    for (QAction* action : m_popUp->actions())
-        action->setEnabled(false);
+    m_selectAll = addItem(m_popUp, "mnuSelectAll", QStringLiteral("Select All"));
+    connect(m_viewEdit, &QAction::triggered, this, &dlgVariables::onViewEditVariable);
+    connect(m_undo, &QAction::triggered, this, &dlgVariables::onUndo);
+    connect(m_cut, &QAction::triggered, this, &dlgVariables::onCut);
+    connect(m_copy, &QAction::triggered, this, &dlgVariables::onCopy);
+    connect(m_paste, &QAction::triggered, this, &dlgVariables::onPaste);
+    connect(m_delete, &QAction::triggered, this, &dlgVariables::onDelete);
+    connect(m_selectAll, &QAction::triggered, this, &dlgVariables::onSelectAll);
+    connect(m_popUp, &QMenu::aboutToShow, this, &dlgVariables::refreshEditMenu);
 
     QMenu* choose = bar->addMenu(QStringLiteral("Update"));
     choose->setObjectName(QStringLiteral("mnuChoose"));
@@ -239,6 +250,10 @@ void dlgVariables::loadForm()
     m_tabs->setCurrentIndex(0);
     setTitle();
     loadOptions();
+    for (manager::UndoStore& store : m_undoStores)
+        store.clear();
+    hookDataBoxes(true);
+    refreshEditMenu();
 }
 
 void dlgVariables::unloadForm()
@@ -246,6 +261,19 @@ void dlgVariables::unloadForm()
     m_loaded = false;
     m_text->shownNumber = 0;
     m_cell->shownNumber = 0;
+    hookDataBoxes(false);
+}
+
+// The data boxes' keys and mouse buttons pass through the dialog first: keys
+// that change the text save its state, and a right-button release brings up
+// the Edit menu. Removed before hooking, so a box is never hooked twice.
+void dlgVariables::hookDataBoxes(bool hook)
+{
+    for (PropertyPage* page : {m_text, m_cell}) {
+        page->dataBox()->removeEventFilter(this);
+        if (hook)
+            page->dataBox()->installEventFilter(this);
+    }
 }
 
 void dlgVariables::fillPages()
@@ -327,6 +355,148 @@ void dlgVariables::popUpEditMenu(const QPoint& globalPos, bool withDefault)
 {
     m_popUp->setDefaultAction(withDefault ? m_viewEdit : nullptr);
     m_popUp->popup(globalPos);
+}
+
+PropertyPage* dlgVariables::currentPage() const { return m_tabs->currentIndex() == 1 ? m_cell : m_text; }
+
+PropertyPage* dlgVariables::pageOfDataBox(QObject* box) const
+{
+    if (box == m_text->dataBox())
+        return m_text;
+    if (box == m_cell->dataBox())
+        return m_cell;
+    return nullptr;
+}
+
+manager::UndoStore& dlgVariables::undoStore(PropertyPage* page) { return m_undoStores[page == m_cell ? 1 : 0]; }
+
+void dlgVariables::saveState(PropertyPage* page) { undoStore(page).save(page->dataBox()->text()); }
+
+void dlgVariables::refreshEditMenu()
+{
+    PropertyPage* page = currentPage();
+    const QLineEdit* box = page->dataBox();
+    const qsizetype selected = box->selectedText().size();
+    const QClipboard* clipboard = QGuiApplication::clipboard();
+    m_selectAll->setEnabled(selected < box->text().size());
+    m_cut->setEnabled(selected >= 1);
+    m_copy->setEnabled(selected >= 1);
+    m_delete->setEnabled(selected >= 1);
+    m_paste->setEnabled(clipboard && !clipboard->text().isEmpty());
+    m_undo->setEnabled(undoStore(page).canUndo());
+}
+
+bool dlgVariables::eventFilter(QObject* watched, QEvent* event)
+{
+    PropertyPage* page = pageOfDataBox(watched);
+    if (!page)
+        return QDialog::eventFilter(watched, event);
+    switch (event->type()) {
+    case QEvent::KeyPress: {
+        const auto* key = static_cast<QKeyEvent*>(event);
+        const QString text = key->text();
+        if (key->key() == Qt::Key_Backspace || key->key() == Qt::Key_Delete
+            || (!text.isEmpty() && text.front().unicode() >= 32))
+            saveState(page); // before the key changes the text
+        break;
+    }
+    case QEvent::KeyRelease: refreshEditMenu(); break;
+    case QEvent::MouseButtonRelease:
+    case QEvent::ContextMenu:
+        if (ShowPopMenu(watched, event))
+            return true;
+        if (event->type() == QEvent::MouseButtonRelease)
+            refreshEditMenu();
+        break;
+    default: break;
+    }
+    return QDialog::eventFilter(watched, event);
+}
+
+bool dlgVariables::ShowPopMenu(QObject* box, QEvent* event)
+{
+    if (event->type() == QEvent::ContextMenu) {
+        // The box's own menu would follow the right button on some platforms
+        // (on press); the Edit menu comes with the release instead. A menu
+        // asked for from the keyboard is the box's own.
+        return static_cast<QContextMenuEvent*>(event)->reason() == QContextMenuEvent::Mouse;
+    }
+    const auto* mouse = static_cast<QMouseEvent*>(event);
+    if (event->type() != QEvent::MouseButtonRelease || mouse->button() != Qt::RightButton)
+        return false;
+    refreshEditMenu();
+    popUpEditMenu(static_cast<QWidget*>(box)->mapToGlobal(mouse->position().toPoint()), false);
+    return true;
+}
+
+void dlgVariables::onCopy()
+{
+    PropertyPage* page = currentPage();
+    saveState(page);
+    QGuiApplication::clipboard()->setText(page->dataBox()->selectedText());
+    refreshEditMenu();
+}
+
+void dlgVariables::onCut()
+{
+    PropertyPage* page = currentPage();
+    saveState(page);
+    QLineEdit* box = page->dataBox();
+    QGuiApplication::clipboard()->setText(box->selectedText());
+    if (box->hasSelectedText())
+        box->insert(QString());
+    refreshEditMenu();
+}
+
+void dlgVariables::onPaste()
+{
+    PropertyPage* page = currentPage();
+    saveState(page);
+    page->dataBox()->insert(QGuiApplication::clipboard()->text());
+    refreshEditMenu();
+}
+
+void dlgVariables::onDelete()
+{
+    PropertyPage* page = currentPage();
+    saveState(page);
+    QLineEdit* box = page->dataBox();
+    if (box->hasSelectedText())
+        box->insert(QString());
+    refreshEditMenu();
+}
+
+void dlgVariables::onSelectAll()
+{
+    QLineEdit* box = currentPage()->dataBox();
+    box->setSelection(0, int(box->text().size()));
+    refreshEditMenu();
+}
+
+void dlgVariables::onUndo()
+{
+    PropertyPage* page = currentPage();
+    if (const std::optional<QString> text = undoStore(page).undo())
+        page->dataBox()->setText(*text);
+    refreshEditMenu();
+}
+
+// The data in the variable text editor. Its text comes back whatever way the
+// editor closed: closed without OK or Cancel it gives back nothing and the box
+// is emptied, as the editor's users know it; the text before is the newest
+// state of the page's undo store, so Undo brings it back.
+void dlgVariables::onViewEditVariable()
+{
+    PropertyPage* page = currentPage();
+    QLineEdit* box = page->dataBox();
+    saveState(page);
+    clsFrm_Var_Editor editor;
+    editor.SetText(box->text());
+    editor.SetMaxLength(static_cast<int16_t>(page->lengthList()->currentText().toInt()));
+    editor.EnableEdit(box->isEnabled());
+    editor.Show(1);
+    box->setText(editor.GetText());
+    refreshEditMenu();
 }
 
 void dlgVariables::onDone()
@@ -411,20 +581,44 @@ void dlgVariables::onSaveConfiguration()
     variableSet().SaveVariables();
 }
 
-void dlgVariables::onLoadConfiguration(const QString& title, const QString& noNameMessage, bool newName)
+// A name under "New Configuration" is loaded like any other: an existing file
+// is read, and a name with no file behind it leaves the set at its defaults
+// while the current file stays the previous one, so the next save writes the
+// fresh set over the previous file. That file's content is then kept as its
+// ".bak" (VariableFile::write).
+void dlgVariables::onLoadConfiguration(const QString& title, const QString& noNameMessage)
 {
     try {
         onSaveConfiguration();
-        // A new configuration may name a file that does not exist yet.
-        const QString folder = settings::pluginFolder();
-        const QString name = newName ? filedialog::getSaveFileName(title, kConfigurationFilter, folder, {}, this)
-                                     : filedialog::getOpenFileName(title, kConfigurationFilter, folder, {}, this);
+        // One dialog for both commands, set up in this order. It takes names of
+        // files that do not exist: that is how a new configuration is named.
+        filedialog::Request request;
+        request.kind = filedialog::Request::Open;
+        request.fileName.clear();
+        request.initialDir = settings::pluginFolder();
+        request.filter = kConfigurationFilter;
+        request.title = title;
+        request.mustExist = false;
+        const QString name = filedialog::choose(request, this);
         if (name.isEmpty()) {
             msgbox::show(noNameMessage, msgbox::OKOnly, msgbox::NoIcon, {}, this);
             return;
         }
         variableSet().LoadVariables(name);
         refresh();
+    } catch (const RuntimeError& e) {
+        showError(kErrorOccurred, e.description());
+    }
+}
+
+void dlgVariables::onViewAllVariables()
+{
+    try {
+        onSaveConfiguration();
+        dlgViewAllVar viewer(this);
+        viewer.setVariableSet(&variableSet());
+        viewer.SetVar(m_oleVarGrab.get());
+        viewer.exec();
     } catch (const RuntimeError& e) {
         showError(kErrorOccurred, e.description());
     }

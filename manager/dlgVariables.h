@@ -1,5 +1,6 @@
 #pragma once
 
+#include "undostore.h"
 #include "updateflow.h"
 
 #include <QDialog>
@@ -53,8 +54,20 @@ public:
 
     void done(int result) override;
 
+    // The page showing and its data box, on which the Edit menu works.
+    manager::PropertyPage* currentPage() const;
+    // Keeps the data box's text in its page's undo store (see UndoStore).
+    void saveState(manager::PropertyPage* page);
+    // The Edit menu's commands enabled by the showing page's data box, its
+    // selection, the clipboard and the page's undo store.
+    void refreshEditMenu();
+    // A right-button release on a hooked data box: the Edit menu instead of the
+    // box's own menu. True when the event was handled and must go no further.
+    bool ShowPopMenu(QObject* box, QEvent* event);
+
 protected:
     void showEvent(QShowEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void buildMenus(QMenuBar* bar);
@@ -72,6 +85,17 @@ private:
     void selectionChanged(manager::PropertyPage* page);
     void pasteOrClear(manager::PropertyPage* page);
     void popUpEditMenu(const QPoint& globalPos, bool withDefault);
+    void hookDataBoxes(bool hook);
+    manager::UndoStore& undoStore(manager::PropertyPage* page);
+    manager::PropertyPage* pageOfDataBox(QObject* box) const;
+
+    void onCopy();
+    void onCut();
+    void onPaste();
+    void onDelete();
+    void onSelectAll();
+    void onUndo();
+    void onViewEditVariable();
 
     void onDone();
     void onUpdate();
@@ -81,7 +105,8 @@ private:
     void onSettings();
     void onAbout();
     void onSaveConfiguration();
-    void onLoadConfiguration(const QString& title, const QString& noNameMessage, bool newName);
+    void onViewAllVariables();
+    void onLoadConfiguration(const QString& title, const QString& noNameMessage);
     void refresh();
 
     void showError(const QString& prefix, const QString& description);
@@ -98,6 +123,14 @@ private:
     QTimer* m_tmrVarUpdate;
     QMenu* m_popUp = nullptr;
     QAction* m_viewEdit = nullptr;
+    QAction* m_undo = nullptr;
+    QAction* m_cut = nullptr;
+    QAction* m_copy = nullptr;
+    QAction* m_paste = nullptr;
+    QAction* m_delete = nullptr;
+    QAction* m_selectAll = nullptr;
+    // One per page: text, cell.
+    std::array<manager::UndoStore, 2> m_undoStores;
 };
 
 namespace manager {

@@ -102,10 +102,7 @@ PropertyPage::PropertyPage(PageKind kind, QWidget* parent) : QWidget(parent), m_
     m_grid->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(m_grid, &QWidget::customContextMenuRequested, this,
             [this](const QPoint& pos) { emit menuRequested(m_grid->viewport()->mapToGlobal(pos), true); });
-    // The data box offers the dialog's Edit menu instead of the standard text menu.
-    m_data->setContextMenuPolicy(Qt::CustomContextMenu);
-    connect(m_data, &QWidget::customContextMenuRequested, this,
-            [this](const QPoint& pos) { emit menuRequested(m_data->mapToGlobal(pos), false); });
+    // The data box's right button is the dialog's (dlgVariables::ShowPopMenu).
 }
 
 QWidget* PropertyPage::cellEditor(QWidget* editor)

@@ -58,7 +58,7 @@ signals:
     // The user (or code) chose a variable or a length.
     void selectionChanged();
     void pasteClicked();
-    // A right-button click on the sheet (`onSheet`) or in the data box, at a global position.
+    // A right-button click on the sheet, at a global position (`onSheet` true).
     void menuRequested(const QPoint& globalPos, bool onSheet);
 
 private:

@@ -40,7 +40,7 @@ public:
         QFileDialog dialog(parent, r.title, initialFolder(r), toQtFilter(r.filter));
         dialog.setObjectName(QStringLiteral("dlgCommon"));
         dialog.setAcceptMode(r.kind == Request::Save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
-        dialog.setFileMode(r.kind == Request::Save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
+        dialog.setFileMode(r.kind == Request::Save || !r.mustExist ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
         dialog.setOption(QFileDialog::DontConfirmOverwrite);
         if (!r.fileName.isEmpty())
             dialog.selectFile(r.fileName);
@@ -70,6 +70,8 @@ QString getSaveFileName(const QString& title, const QString& filter, const QStri
 {
     return run({Request::Save, title, fileName, filter, initialDir}, parent);
 }
+
+QString choose(const Request& request, QWidget* parent) { return run(request, parent); }
 
 void setService(Service* service) { g_service = service; }
 

@@ -15,6 +15,8 @@ struct Request {
     QString fileName; // proposed name
     QString filter;   // "Log Files (*.doc)|*.doc"
     QString initialDir;
+    // An open dialog takes only existing files unless this is false.
+    bool mustExist = true;
 };
 
 class Service {
@@ -28,6 +30,9 @@ QString getOpenFileName(const QString& title, const QString& filter, const QStri
 // Does not ask about overwriting: callers that must ask do so themselves.
 QString getSaveFileName(const QString& title, const QString& filter, const QString& initialDir = {},
                         const QString& fileName = {}, QWidget* parent = nullptr);
+
+// Any request, as it is.
+QString choose(const Request& request, QWidget* parent = nullptr);
 
 // "Logs|*.doc;*.rtf" -> "Logs (*.doc *.rtf)", Qt's form; a description that
 // already names its patterns ("Log Files (*.doc)|*.doc") is kept as it is.

@@ -13,5 +13,6 @@ inline constexpr const char* kBadWordChecker = "zolBadWordCheckerPLG.zolBadWordC
 inline constexpr const char* kDisplayChooser = "Lumarex.DisplayChooser";
 inline constexpr const char* kVariablePlugin = "zolQMDVariablePlugin.zolQMDVariables";
 inline constexpr const char* kVariablePluginData = "zolQMDVariablePlugin.PluginData";
+inline constexpr const char* kVarEditor = "zolQMDVariablePlugin.clsFrm_Var_Editor";
 
 } // namespace progid

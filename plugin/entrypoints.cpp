@@ -1,6 +1,7 @@
 // The library's four exported entry points and its table of public classes.
 
 #include "PluginData.h"
+#include "clsFrm_Var_Editor.h"
 #include "componentlibrary.h"
 #include "messageboxwidget.h"
 #include "zolQMDVariables.h"
@@ -8,9 +9,10 @@
 #include <array>
 
 namespace {
-const std::array<component::ClassEntry, 2> kClasses{{
+const std::array<component::ClassEntry, 3> kClasses{{
     {zolQMDVariables::kProgId, []() -> QObject* { return new zolQMDVariables; }},
     {PluginData::kProgId, []() -> QObject* { return new PluginData; }},
+    {clsFrm_Var_Editor::kProgId, []() -> QObject* { return new clsFrm_Var_Editor; }},
 }};
 
 // The plug-in runs inside a windowed host: its messages are message boxes.

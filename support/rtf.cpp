@@ -239,7 +239,8 @@ public:
             }
             m_groupStart = false;
             ++i;
-            if (c == '\r' || c == '\n')
+            // Line ends are not text in RTF, nor are other control bytes (junk).
+            if (uchar(c) < 0x20)
                 continue;
             text(codepage::chr(uchar(c)));
         }
@@ -308,12 +309,13 @@ private:
                 m_state.destination = Destination::Skip;
             return i + 1;
         case '\'': {
+            // Exactly two hex digits; a cut-off "\'h" carries no character.
             const QByteArray hex = m_data.mid(i + 1, 2);
-            bool ok = false;
-            const int code = hex.toInt(&ok, 16);
+            bool ok = hex.size() == 2 && std::isxdigit(uchar(hex[0])) && std::isxdigit(uchar(hex[1]));
+            const int code = ok ? hex.toInt(&ok, 16) : 0;
             if (ok)
                 text(codepage::chr(code));
-            return i + 1 + hex.size();
+            return i + 1 + int(hex.size());
         }
         case '\r':
         case '\n': text(QChar(u'\n')); return i + 1;
@@ -377,7 +379,7 @@ private:
             f.underline = false;
         } else if (word == "cf") {
             f.color = m_colors.value(param); // entry 0 is the automatic colour
-        } else if (word == "fs" && hasParam) {
+        } else if (word == "fs" && hasParam && param > 0) {
             f.pointSize = param / 2.0;
         } else if (word == "f" && hasParam) {
             f.family = m_fonts.value(param);

@@ -2,19 +2,26 @@
 
 #include "codepage.h"
 
+#include "clock.h"
+
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <algorithm>
+
 namespace {
 
 const QByteArray kLineEnd = QByteArrayLiteral("\r\n");
 
-// Gives the text between the first pair of double quotes of each line.
+// Gives the text between the first pair of double quotes of each line. A line
+// ends at CR LF, LF or CR alone: files that went through other systems' editors
+// keep their records.
 class QuotedLineReader {
 public:
-    explicit QuotedLineReader(QFile& file) : m_file(file), m_chunk(64 * 1024, Qt::Uninitialized) {}
+    explicit QuotedLineReader(QIODevice& device) : m_device(device) {}
 
     bool next(QByteArray& value)
     {
@@ -22,7 +29,7 @@ public:
             if (!readLine())
                 return false;
             if (m_line.trimmed().isEmpty())
-                continue;
+                continue; // also the empty "line" between the CR and the LF of a pair
             const qsizetype open = m_line.indexOf('"');
             const qsizetype close = open < 0 ? -1 : m_line.indexOf('"', open + 1);
             if (close < 0)
@@ -33,26 +40,33 @@ public:
     }
 
 private:
-    // One line into m_line, in chunks: QIODevice::readLine(maxSize) would set
-    // aside the whole maximum for every line.
     bool readLine()
     {
         m_line.resize(0);
-        while (!m_file.atEnd()) {
-            const qint64 got = m_file.readLine(m_chunk.data(), m_chunk.size());
-            if (got <= 0)
-                return false; // read error
-            m_line.append(m_chunk.constData(), got);
+        bool any = false;
+        for (;;) {
+            if (m_pos >= m_chunk.size()) {
+                m_chunk = m_device.read(64 * 1024);
+                m_pos = 0;
+                if (m_chunk.isEmpty())
+                    return any; // the last line may lack its line end; a read error ends the file
+            }
+            any = true;
+            const char* begin = m_chunk.constData() + m_pos;
+            const char* end = m_chunk.constData() + m_chunk.size();
+            const char* stop = std::find_if(begin, end, [](char c) { return c == '\r' || c == '\n'; });
+            m_line.append(begin, stop - begin);
             if (m_line.size() > VariableFile::kMaxLineBytes)
                 return false;
-            if (m_line.endsWith('\n'))
+            m_pos = stop - m_chunk.constData() + (stop != end ? 1 : 0);
+            if (stop != end)
                 return true;
         }
-        return !m_line.isEmpty(); // the last line may lack its line end
     }
 
-    QFile& m_file;
+    QIODevice& m_device;
     QByteArray m_chunk;
+    qsizetype m_pos = 0;
     QByteArray m_line;
 };
 
@@ -66,15 +80,19 @@ void setError(QString* error, const QString& text)
 
 VariableFile::ReadResult VariableFile::read(const QString& path, vls::RecordSet& records)
 {
-    ReadResult result;
     if (path.isEmpty())
-        return result;
+        return {};
     QFile file(nativePath(path));
     if (!file.open(QIODevice::ReadOnly))
-        return result;
-    result.opened = true;
+        return {};
+    return read(file, records);
+}
 
-    QuotedLineReader lines(file);
+VariableFile::ReadResult VariableFile::read(QIODevice& device, vls::RecordSet& records)
+{
+    ReadResult result;
+    result.opened = true;
+    QuotedLineReader lines(device);
     QByteArray value;
     if (!lines.next(value))
         return result;
@@ -91,22 +109,24 @@ VariableFile::ReadResult VariableFile::read(const QString& path, vls::RecordSet&
     return result;
 }
 
-bool VariableFile::write(const QString& path, const vls::RecordSet& records, QString* error)
+bool VariableFile::readsCompletely(const QByteArray& bytes)
 {
-    const QString target = nativePath(path);
-    if (target.isEmpty()) {
-        setError(error, QStringLiteral("No file name"));
-        return false;
-    }
-    if (QFileInfo::exists(target)) {
-        // Opening for appending writes nothing, but fails for a read-only file
-        // just as overwriting it in place would.
-        QFile probe(target);
-        if (!probe.open(QIODevice::WriteOnly | QIODevice::Append)) {
-            setError(error, probe.errorString());
-            return false;
-        }
-    }
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    vls::RecordSet scratch;
+    return read(buffer, scratch).complete();
+}
+
+QString VariableFile::backupPath(const QString& path) { return nativePath(path) + QStringLiteral(".bak"); }
+
+QString VariableFile::unreadableCopyPath(const QString& path, const QDateTime& when)
+{
+    return nativePath(path) + QStringLiteral(".unreadable-") + when.toString(QStringLiteral("yyyyMMdd-hhmmss"));
+}
+
+bool VariableFile::writeWhole(const QString& target, const QByteArray& bytes, QString* error)
+{
     QSaveFile out(target);
     // A writable file in a folder that refuses new files is written in place:
     // the operator can still save, without the crash safety of a rename.
@@ -117,7 +137,6 @@ bool VariableFile::write(const QString& path, const vls::RecordSet& records, QSt
         setError(error, out.errorString());
         return false;
     }
-    const QByteArray bytes = encode(records);
     if (out.write(bytes) != bytes.size() || out.size() != bytes.size()) {
         setError(error, QStringLiteral("The file could not be written completely"));
         out.cancelWriting();
@@ -128,6 +147,65 @@ bool VariableFile::write(const QString& path, const vls::RecordSet& records, QSt
         return false;
     }
     return true;
+}
+
+bool VariableFile::keepReplaced(const QString& target, const QByteArray& old, QString* error)
+{
+    if (!readsCompletely(old)) {
+        // What the set could not read may still be worth something to its
+        // owner: it is kept under a name of its own, never rotated away.
+        const QString base = unreadableCopyPath(target, Clock::now());
+        QString copy = base;
+        for (int i = 2; QFileInfo::exists(copy); ++i)
+            copy = base + u'-' + QString::number(i);
+        if (!writeWhole(copy, old, error))
+            return false;
+        qWarning("The variable file %s could not be read completely; its content is kept as %s", qUtf8Printable(target),
+                 qUtf8Printable(copy));
+    }
+    // The previous generation of a readable file is kept where the folder takes
+    // new files; where it refuses them, saving in place still goes ahead.
+    if (!writeWhole(backupPath(target), old, nullptr))
+        qWarning("The previous content of %s could not be kept beside it", qUtf8Printable(target));
+    return true;
+}
+
+bool VariableFile::write(const QString& path, const vls::RecordSet& records, QString* error)
+{
+    const QString target = nativePath(path);
+    if (target.isEmpty()) {
+        setError(error, QStringLiteral("No file name"));
+        return false;
+    }
+    const QByteArray bytes = encode(records);
+    if (QFileInfo::exists(target)) {
+        // Opening for appending writes nothing, but fails for a read-only file
+        // just as overwriting it in place would.
+        QFile probe(target);
+        if (!probe.open(QIODevice::WriteOnly | QIODevice::Append)) {
+            setError(error, probe.errorString());
+            return false;
+        }
+        probe.close();
+        // The content about to be replaced is kept first; a file that cannot
+        // be kept is not replaced.
+        QFile current(target);
+        if (!current.open(QIODevice::ReadOnly)) {
+            setError(error, current.errorString());
+            return false;
+        }
+        const QByteArray old = current.readAll();
+        if (current.error() != QFileDevice::NoError) {
+            setError(error, current.errorString());
+            return false;
+        }
+        current.close();
+        if (old == bytes)
+            return true; // nothing would change
+        if (!keepReplaced(target, old, error))
+            return false;
+    }
+    return writeWhole(target, bytes, error);
 }
 
 QByteArray VariableFile::encode(const vls::RecordSet& records)

@@ -1,12 +1,15 @@
 #pragma once
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QString>
 
 #include <array>
 
+class QIODevice;
+
 // The variable configuration file (".vls"): Windows-1252 text with CR LF line
-// ends, one double-quoted value per line. Line 1 is the header, lines 2 ... 417
+// ends (LF or CR alone are read too), one double-quoted value per line. Line 1 is the header, lines 2 ... 417
 // the records of variables 1 ... 416: seven fields joined by Chr(1), with every
 // double quote carried as Chr(0).
 namespace vls {
@@ -30,18 +33,33 @@ public:
         bool headerRead = false; // its first value could be read
         bool compatible = false; // ... and was kHeader
         int recordsRead = 0;     // records stored, from variable 1 on
+
+        bool complete() const { return compatible && recordsRead == vls::kRecordCount; }
     };
 
     // Reads the file's records into `records` from variable 1 on and stops at
     // the first line that cannot be read (end of file, no pair of double
     // quotes, a line over kMaxLineBytes). Records not read stay as they were.
     // Blank lines are skipped, as the platform's quoted-string input does.
+    // Lines may end in CR LF, LF or CR.
     static ReadResult read(const QString& path, vls::RecordSet& records);
+    static ReadResult read(QIODevice& device, vls::RecordSet& records);
+    // Whether the bytes hold the header and all 416 records.
+    static bool readsCompletely(const QByteArray& bytes);
 
     // Writes the whole set. The old file is replaced only once the new one is
     // complete, so a failed save leaves it as it was; a read-only file is not
     // replaced. False on any failure, with the reason in `error`.
+    //
+    // Nothing that was in the file is lost: a file whose bytes would change is
+    // first kept as "<path>.bak" (one generation; a save that changes nothing
+    // writes nothing). A file that does not read completely (wrong header, a
+    // line without quotes, fewer than 416 records) is also kept as
+    // "<path>.unreadable-<yyyyMMdd-hhmmss>", with a warning saying where.
+    // When a copy cannot be written the file is not replaced.
     static bool write(const QString& path, const vls::RecordSet& records, QString* error = nullptr);
+    static QString backupPath(const QString& path);
+    static QString unreadableCopyPath(const QString& path, const QDateTime& when);
 
     // The complete file as written.
     static QByteArray encode(const vls::RecordSet& records);
@@ -63,4 +81,8 @@ public:
     static QString defaultPathIn(const QString& folder);
     // A path from the settings store or a file, with "\" or "/", as a native path.
     static QString nativePath(const QString& path);
+
+private:
+    static bool writeWhole(const QString& target, const QByteArray& bytes, QString* error);
+    static bool keepReplaced(const QString& target, const QByteArray& old, QString* error);
 };
