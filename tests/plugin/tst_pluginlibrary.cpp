@@ -23,20 +23,23 @@ private:
     GetClassObjectFn m_getClassObject = nullptr;
     ServerFn m_canUnloadNow = nullptr;
 
-    // Closes the modal window the plug-in opens, so calls that show a dialog
-    // come back, and remembers which window it was.
-    static inline QString s_closed;
-    static void closeModalsSoon()
-    {
-        QTimer::singleShot(50, [] {
-            if (QWidget* w = QApplication::activeModalWidget()) {
-                s_closed = w->objectName();
-                w->close();
-            } else {
-                closeModalsSoon();
+    // Records every window the plug-in shows and closes the modal ones, so calls
+    // that show a dialog come back.
+    struct WindowWatcher final : QObject {
+        QStringList shown;
+        bool eventFilter(QObject* watched, QEvent* event) override
+        {
+            auto* w = qobject_cast<QWidget*>(watched);
+            if (event->type() == QEvent::Show && w && w->isWindow()) {
+                shown << w->objectName();
+                QTimer::singleShot(50, w, [w] {
+                    if (w->isModal())
+                        w->close();
+                });
             }
-        });
-    }
+            return false;
+        }
+    };
 
 private slots:
     void initTestCase()
@@ -110,13 +113,16 @@ private slots:
         latebound::callMethod(plugin.get(), "ExecuteMethod", args);
         QCOMPARE(args[1].toString(), QStringLiteral("p1"));
 
-        // The three entry points that show dialogs come back when they close.
+        // Each of the three feature entry points shows its own window and comes back when it closes.
+        WindowWatcher watcher;
+        qApp->installEventFilter(&watcher);
         QObject frame;
-        closeModalsSoon();
         latebound::callMethod(plugin.get(), "StartPlugin", {QVariant::fromValue<QObject*>(nullptr)});
-        QCOMPARE(s_closed, QStringLiteral("dlgVariables"));
-        closeModalsSoon();
         latebound::callMethod(plugin.get(), "StartFrameFeature", {QVariant::fromValue<QObject*>(&frame)});
+        latebound::callMethod(plugin.get(), "StartPreTransmit",
+                              {QVariant::fromValue<QObject*>(nullptr), QVariant::fromValue<QObject*>(nullptr)});
+        qApp->removeEventFilter(&watcher);
+        QCOMPARE(watcher.shown, (QStringList{"dlgVariables", "dlgVarCmdInserter", "dlgTransmitVars"}));
     }
 };
 
