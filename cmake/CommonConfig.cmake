@@ -13,6 +13,14 @@ if(LUMAREX_SANITIZE)
   target_link_options(lumarex_common INTERFACE -fsanitize=address,undefined)
 endif()
 
+# Fuzz builds (clang): every library is instrumented for libFuzzer and checked
+# by the sanitizers; the fuzz targets themselves link the fuzzer's main.
+option(LUMAREX_FUZZ "Build the libFuzzer targets under fuzz/ (clang)" OFF)
+if(LUMAREX_FUZZ)
+  target_compile_options(lumarex_common INTERFACE -fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer)
+  target_link_options(lumarex_common INTERFACE -fsanitize=address,undefined)
+endif()
+
 # Adds a Qt Test executable as a CTest test that runs offscreen with its own
 # settings stores, and fails fast when a modal dialog is left open.
 function(lumarex_add_test name)

@@ -314,7 +314,7 @@ private:
             bool ok = hex.size() == 2 && std::isxdigit(uchar(hex[0])) && std::isxdigit(uchar(hex[1]));
             const int code = ok ? hex.toInt(&ok, 16) : 0;
             if (ok)
-                text(codepage::chr(code));
+                escapedText(codepage::chr(code));
             return i + 1 + int(hex.size());
         }
         case '\r':
@@ -362,7 +362,7 @@ private:
         CharFormat& f = m_state.format;
         const bool on = !hasParam || param != 0;
         if (word == "u" && hasParam) {
-            text(QChar(char16_t(param < 0 ? param + 65536 : param)));
+            escapedText(QChar(char16_t(param < 0 ? param + 65536 : param)));
             m_skipChars = m_state.uc;
         } else if (word == "uc") {
             m_state.uc = qMax(param, 0);
@@ -388,6 +388,16 @@ private:
         } else if (const auto it = symbolWords().constFind(word); it != symbolWords().constEnd()) {
             text(QChar(*it));
         }
+    }
+
+    // Control characters carry nothing in rich text however they are escaped;
+    // the writer drops them too. A tab is text.
+    void escapedText(QChar c)
+    {
+        if (c.unicode() >= 0x20 || c == u'\t')
+            text(c);
+        else if (m_skipChars > 0)
+            --m_skipChars;
     }
 
     void text(QChar c)

@@ -72,6 +72,8 @@ private slots:
         // A group ends its fallback count and any fallback still to skip.
         QTest::newRow("unicode fallbacks")
             << QByteArray("{\\rtf1\\uc1 a\\u8364\\'80{\\uc2 \\u937??\\u937?}\\u937?x}") << "a€ΩΩΩx";
+        // Escaped control characters are dropped as the writer drops them, fallback and all (found by fuzzing).
+        QTest::newRow("escaped control characters") << QByteArray("{\\rtf1 a\\u8?b\\'07c\\u9?d\\'09e}") << "abc\td\te";
     }
     void reader()
     {
