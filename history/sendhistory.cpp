@@ -1,0 +1,195 @@
+#include "sendhistory.h"
+
+#include "registryroutines.h"
+
+#include <QAtomicInt>
+#include <QDir>
+#include <QFileInfo>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QStandardPaths>
+#include <QStringList>
+#include <QVariant>
+
+namespace history {
+
+namespace {
+QAtomicInt g_connections;
+
+const char* const kSchema[] = {
+    "CREATE TABLE IF NOT EXISTS sends ("
+    " id INTEGER PRIMARY KEY, at TEXT NOT NULL, kind TEXT NOT NULL, display TEXT NOT NULL,"
+    " units TEXT, mode TEXT, result TEXT, error TEXT)",
+    "CREATE TABLE IF NOT EXISTS send_variables ("
+    " send_id INTEGER NOT NULL REFERENCES sends(id) ON DELETE CASCADE, variable INTEGER NOT NULL, text TEXT)",
+    "CREATE INDEX IF NOT EXISTS sends_at ON sends(at)",
+    "CREATE INDEX IF NOT EXISTS sends_display ON sends(display, at)",
+    "CREATE INDEX IF NOT EXISTS send_variables_send ON send_variables(send_id)",
+    "CREATE INDEX IF NOT EXISTS send_variables_variable ON send_variables(variable)",
+};
+
+// Sorts as text in time order, with the offset kept for the reader.
+QString stamp(const QDateTime& when) { return when.toUTC().toString(Qt::ISODateWithMs); }
+} // namespace
+
+QString SendHistory::defaultPath()
+{
+    const QString store = RegistryRoutines::location(RegistryRoutines::LocalMachine);
+    const QString folder = store.startsWith(u"HKEY_")
+                               ? QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
+                               : QFileInfo(store).absolutePath();
+    return folder + QStringLiteral("/send-history.sqlite");
+}
+
+SendHistory::SendHistory() : m_connection(QStringLiteral("send-history-%1").arg(g_connections.fetchAndAddRelaxed(1))) {}
+
+SendHistory::~SendHistory()
+{
+    if (QSqlDatabase::contains(m_connection)) {
+        QSqlDatabase::database(m_connection, false).close();
+        QSqlDatabase::removeDatabase(m_connection);
+    }
+}
+
+bool SendHistory::isOpen() const
+{
+    return QSqlDatabase::contains(m_connection) && QSqlDatabase::database(m_connection, false).isOpen();
+}
+
+bool SendHistory::exec(const QString& sql)
+{
+    QSqlQuery query(QSqlDatabase::database(m_connection, false));
+    if (query.exec(sql))
+        return true;
+    m_error = query.lastError().text();
+    return false;
+}
+
+bool SendHistory::open(const QString& path)
+{
+    if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QSQLITE"))) {
+        m_error = QStringLiteral("the SQLite driver of Qt SQL is not installed");
+        return false;
+    }
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QSqlDatabase db = QSqlDatabase::contains(m_connection)
+                          ? QSqlDatabase::database(m_connection, false)
+                          : QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connection);
+    db.setDatabaseName(path);
+    // Other programs may be writing: wait for them rather than fail.
+    db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=5000"));
+    if (!db.open()) {
+        m_error = QStringLiteral("cannot open %1: %2").arg(path, db.lastError().text());
+        return false;
+    }
+    bool ok = exec(QStringLiteral("PRAGMA journal_mode=WAL")) && exec(QStringLiteral("PRAGMA foreign_keys=ON"));
+    for (const char* sql : kSchema)
+        ok = ok && exec(QString::fromLatin1(sql));
+    if (!ok)
+        db.close();
+    return ok;
+}
+
+bool SendHistory::record(const Entry& entry)
+{
+    QSqlDatabase db = QSqlDatabase::database(m_connection, false);
+    if (!db.isOpen()) {
+        m_error = QStringLiteral("the history is not open");
+        return false;
+    }
+    // BEGIN IMMEDIATE takes the write lock at once, so a busy writer is waited
+    // for here and not half-way through.
+    if (!exec(QStringLiteral("BEGIN IMMEDIATE")))
+        return false;
+    QSqlQuery send(db);
+    send.prepare(QStringLiteral("INSERT INTO sends (at, kind, display, units, mode, result, error)"
+                                " VALUES (?, ?, ?, ?, ?, ?, ?)"));
+    for (const QString& v :
+         {stamp(entry.when), entry.kind, entry.display, entry.units, entry.mode, entry.result, entry.error})
+        send.addBindValue(v);
+    bool ok = send.exec();
+    const qint64 id = send.lastInsertId().toLongLong();
+    QHash<int, QString> texts;
+    for (const auto& [variable, text] : entry.sentTexts)
+        texts.insert(variable, text);
+    QSqlQuery variable(db);
+    variable.prepare(QStringLiteral("INSERT INTO send_variables (send_id, variable, text) VALUES (?, ?, ?)"));
+    for (int n : entry.variables) {
+        if (!ok)
+            break;
+        variable.addBindValue(id);
+        variable.addBindValue(n);
+        variable.addBindValue(texts.contains(n) ? QVariant(texts.value(n)) : QVariant());
+        ok = variable.exec();
+    }
+    if (!ok) {
+        m_error = (send.lastError().isValid() ? send.lastError() : variable.lastError()).text();
+        exec(QStringLiteral("ROLLBACK"));
+        return false;
+    }
+    return exec(QStringLiteral("COMMIT"));
+}
+
+QList<Entry> SendHistory::entries(const Filter& filter) const
+{
+    QList<Entry> out;
+    QSqlDatabase db = QSqlDatabase::database(m_connection, false);
+    if (!db.isOpen())
+        return out;
+    QStringList where;
+    if (!filter.display.isEmpty())
+        where << QStringLiteral("display = :display");
+    if (filter.since.isValid())
+        where << QStringLiteral("at >= :since");
+    if (filter.variable)
+        where << QStringLiteral("id IN (SELECT send_id FROM send_variables WHERE variable = :variable)");
+    QSqlQuery query(db);
+    query.prepare(QStringLiteral("SELECT id, at, kind, display, units, mode, result, error FROM sends")
+                  + (where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where.join(QStringLiteral(" AND ")))
+                  + QStringLiteral(" ORDER BY at DESC, id DESC"));
+    if (!filter.display.isEmpty())
+        query.bindValue(QStringLiteral(":display"), filter.display);
+    if (filter.since.isValid())
+        query.bindValue(QStringLiteral(":since"), stamp(filter.since));
+    if (filter.variable)
+        query.bindValue(QStringLiteral(":variable"), *filter.variable);
+    if (!query.exec())
+        return out;
+    QSqlQuery variables(db);
+    variables.prepare(QStringLiteral("SELECT variable, text FROM send_variables WHERE send_id = ? ORDER BY variable"));
+    while (query.next()) {
+        Entry e;
+        e.when = QDateTime::fromString(query.value(1).toString(), Qt::ISODateWithMs).toLocalTime();
+        e.kind = query.value(2).toString();
+        e.display = query.value(3).toString();
+        e.units = query.value(4).toString();
+        e.mode = query.value(5).toString();
+        e.result = query.value(6).toString();
+        e.error = query.value(7).toString();
+        variables.addBindValue(query.value(0));
+        if (variables.exec()) {
+            while (variables.next()) {
+                const int n = variables.value(0).toInt();
+                e.variables << n;
+                if (!variables.value(1).isNull())
+                    e.sentTexts.append({n, variables.value(1).toString()});
+            }
+        }
+        out << e;
+    }
+    return out;
+}
+
+int SendHistory::pruneOlderThan(int days, const QDateTime& now)
+{
+    QSqlDatabase db = QSqlDatabase::database(m_connection, false);
+    if (!db.isOpen())
+        return 0;
+    QSqlQuery query(db);
+    query.prepare(QStringLiteral("DELETE FROM sends WHERE at < ?"));
+    query.addBindValue(stamp(now.addDays(-days)));
+    return query.exec() ? query.numRowsAffected() : 0;
+}
+
+} // namespace history

@@ -1,0 +1,141 @@
+// The send history: what is recorded comes back through every filter, old rows
+// go, and writers working at once lose nothing.
+
+#include "sendhistory.h"
+#include "testenvironment.h"
+
+#include <QTest>
+
+#include <thread>
+
+using history::Entry;
+using history::Filter;
+using history::SendHistory;
+
+namespace {
+const QDateTime kNoon(QDate(2026, 11, 20), QTime(12, 0));
+
+Entry update(const QString& display, int minutes, QList<int> variables, const QString& text = {})
+{
+    Entry e{kNoon.addSecs(60 * minutes),
+            "update",
+            display,
+            "1",
+            text.isEmpty() ? "attributes" : "data",
+            variables,
+            "Updated",
+            {},
+            {}};
+    if (!text.isEmpty())
+        for (int n : variables)
+            e.sentTexts.append({n, text + QString::number(n)});
+    return e;
+}
+
+// "display@minutes" of each entry, newest first.
+QStringList summary(const QList<Entry>& entries)
+{
+    QStringList out;
+    for (const Entry& e : entries)
+        out << QStringLiteral("%1@%2").arg(e.display).arg(kNoon.secsTo(e.when) / 60);
+    return out;
+}
+} // namespace
+
+class TestSendHistory final : public QObject {
+    Q_OBJECT
+    TestEnvironment env;
+
+private slots:
+    void filters_data()
+    {
+        QTest::addColumn<QString>("display");
+        QTest::addColumn<int>("variable");     // 0: any
+        QTest::addColumn<int>("sinceMinutes"); // -1: from the start
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("everything, newest first") << "" << 0 << -1 << QStringList{"5@30", "2@20", "5@10", "2@0"};
+        QTest::newRow("one display") << "5" << 0 << -1 << QStringList{"5@30", "5@10"};
+        QTest::newRow("one variable") << "" << 257 << -1 << QStringList{"5@30", "2@0"};
+        QTest::newRow("since, inclusive") << "" << 0 << 20 << QStringList{"5@30", "2@20"};
+        QTest::newRow("all three") << "2" << 3 << 1 << QStringList{"2@20"};
+        QTest::newRow("a display never sent to") << "7" << 0 << -1 << QStringList{};
+    }
+    void filters()
+    {
+        QFETCH(QString, display);
+        QFETCH(int, variable);
+        QFETCH(int, sinceMinutes);
+        QFETCH(QStringList, expected);
+        SendHistory h;
+        QVERIFY2(h.open(env.path(QStringLiteral("filters-%1.sqlite").arg(QTest::currentDataTag()))),
+                 qPrintable(h.errorText()));
+        for (const Entry& e : {update("2", 0, {1, 257}, "t"), update("5", 10, {1, 2}), update("2", 20, {3}, "u"),
+                               update("5", 30, {257})})
+            QVERIFY2(h.record(e), qPrintable(h.errorText()));
+        Filter f{display, variable ? std::optional<int>(variable) : std::nullopt,
+                 sinceMinutes < 0 ? QDateTime() : kNoon.addSecs(60 * sinceMinutes)};
+        QCOMPARE(summary(h.entries(f)), expected);
+    }
+
+    void entryComesBackWhole()
+    {
+        SendHistory h;
+        QVERIFY(h.open(env.path("whole.sqlite")));
+        Entry sent = update("12", 5, {1, 2, 300}, QStringLiteral("Café €"));
+        sent.error = QStringLiteral("no answer from display 12 within 2 s");
+        sent.result = QStringLiteral("FAILED");
+        QVERIFY(h.record(sent));
+        const QList<Entry> got = h.entries();
+        QCOMPARE(got.size(), 1);
+        const Entry& e = got[0];
+        QCOMPARE(e.when, sent.when);
+        QCOMPARE((QStringList{e.kind, e.display, e.units, e.mode, e.result, e.error}),
+                 (QStringList{sent.kind, sent.display, sent.units, sent.mode, sent.result, sent.error}));
+        QCOMPARE(e.variables, sent.variables);
+        QCOMPARE(e.sentTexts, sent.sentTexts);
+    }
+
+    void pruneRemovesOnlyOldRows()
+    {
+        SendHistory h;
+        QVERIFY(h.open(env.path("prune.sqlite")));
+        for (int days : {100, 91, 89, 0})
+            QVERIFY(h.record(update("1", -days * 24 * 60, {days + 1}, "x")));
+        QCOMPARE(h.pruneOlderThan(SendHistory::kDefaultKeepDays, kNoon), 2);
+        QCOMPARE(summary(h.entries()), (QStringList{"1@0", QStringLiteral("1@%1").arg(-89 * 24 * 60)}));
+        QCOMPARE(h.entries({{}, 101, {}}).size(), 0); // their variables went with them
+    }
+
+    // Two writers on one file, as two programs sending at the same time.
+    void concurrentWritersLoseNothing()
+    {
+        const QString path = env.path("shared.sqlite");
+        auto writer = [&](const QString& display, bool* ok) {
+            SendHistory h;
+            *ok = h.open(path);
+            for (int i = 0; i < 100 && *ok; ++i)
+                *ok = h.record(update(display, i, {1, 2, 3}, "v"));
+        };
+        bool ok1 = false, ok2 = false;
+        std::thread a(writer, QStringLiteral("1"), &ok1), b(writer, QStringLiteral("2"), &ok2);
+        a.join();
+        b.join();
+        QVERIFY(ok1 && ok2);
+        SendHistory reader;
+        QVERIFY(reader.open(path));
+        QCOMPARE(reader.entries({"1", {}, {}}).size(), 100);
+        QCOMPARE(reader.entries({"2", {}, {}}).size(), 100);
+    }
+
+    void unusablePathIsAnError()
+    {
+        SendHistory h;
+        QVERIFY(!h.open(env.folder())); // a folder, not a file
+        QVERIFY(!h.errorText().isEmpty());
+        QVERIFY(!h.record(update("1", 0, {1})));
+        QCOMPARE(h.entries().size(), 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSendHistory)
+#include "tst_sendhistory.moc"
