@@ -75,6 +75,10 @@ public:
     void setEntryInverse(int16_t entry, int16_t value) { at(entry).inverse = value; }
     const QList<Entry>& entries() const { return m_entries; }
 
+    // CommandText().size() without building it: every entry is five characters.
+    int CommandTextLength() const { return int(m_entries.size()) * kEntryLength; }
+    static constexpr int kEntryLength = 5;
+
     QString CommandText() const
     {
         QString text;

@@ -2,6 +2,8 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QHash>
+#include <QMutex>
 #include <QStandardPaths>
 
 namespace {
@@ -20,6 +22,21 @@ QString groupOf(const QString& keyPath)
 // A marker value that lets an empty key exist in an INI file, which has no
 // notion of a key without values.
 const QString kKeyMarker = QStringLiteral(".key");
+
+// Qt parses an INI file once and shares it between the QSettings objects open on
+// it, but forgets a large file as soon as the last of them goes (the machine-wide
+// file holds the host's copy of all 416 values), so every read would parse it
+// again. One object kept open per file keeps the parsed file; each new object
+// still reloads it when the file changed on disk.
+void pinParsedFile(const QString& where)
+{
+    // Never destroyed: at exit Qt's own cache of parsed files may already be gone.
+    static auto* pinned = new QHash<QString, QSettings*>;
+    static QMutex mutex;
+    const QMutexLocker lock(&mutex);
+    if (!pinned->contains(where) && QFileInfo::exists(where))
+        pinned->insert(where, new QSettings(where, QSettings::IniFormat));
+}
 } // namespace
 
 RegistryRoutines::RegistryRoutines(Hive hive) : m_hive(hive) {}
@@ -44,14 +61,18 @@ QString RegistryRoutines::location(Hive hive)
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QStringLiteral("/Morvel/user.ini");
 }
 
-std::unique_ptr<QSettings> RegistryRoutines::open() const
+std::unique_ptr<QSettings> RegistryRoutines::open(Access access) const
 {
     const QString where = location(m_hive);
 #ifdef Q_OS_WIN
     if (where.startsWith(u"HKEY_"))
         return std::make_unique<QSettings>(where, QSettings::NativeFormat);
 #endif
-    QDir().mkpath(QFileInfo(where).absolutePath());
+    pinParsedFile(where);
+    // Only a write needs the folder; reads are frequent (every variable sent
+    // reads the host's folder) and must not touch the file system more than once.
+    if (access == Access::Write)
+        QDir().mkpath(QFileInfo(where).absolutePath());
     return std::make_unique<QSettings>(where, QSettings::IniFormat);
 }
 
@@ -66,7 +87,7 @@ bool RegistryRoutines::createKey(const QString& keyPath)
 {
     if (keyExists(keyPath))
         return true;
-    auto s = open();
+    auto s = open(Access::Write);
     s->setValue(groupOf(keyPath) + u'/' + kKeyMarker, QString());
     s->sync();
     return s->status() == QSettings::NoError;
@@ -74,7 +95,7 @@ bool RegistryRoutines::createKey(const QString& keyPath)
 
 bool RegistryRoutines::deleteKey(const QString& keyPath)
 {
-    auto s = open();
+    auto s = open(Access::Write);
     s->remove(groupOf(keyPath));
     s->sync();
     return s->status() == QSettings::NoError;
@@ -114,20 +135,25 @@ bool RegistryRoutines::valueExists(const QString& keyPath, const QString& name) 
 
 bool RegistryRoutines::writeValue(const QString& keyPath, const QString& name, const QString& text)
 {
-    auto s = open();
-    const QString group = groupOf(keyPath);
-    s->setValue(group + u'/' + name, text);
-    s->remove(group + u'/' + kKeyMarker);
-    s->sync();
-    return s->status() == QSettings::NoError;
+    return writeValues(keyPath, {{name, text}});
 }
 
 bool RegistryRoutines::writeValues(const QString& keyPath, const QList<std::pair<QString, QString>>& values)
 {
-    auto s = open();
+    auto s = open(Access::Write);
     const QString group = groupOf(keyPath);
-    for (const auto& [name, text] : values)
-        s->setValue(group + u'/' + name, text);
+    // Rewriting the whole file (and waiting for the disk) only when a value
+    // really changes keeps the frequent unchanged writes cheap.
+    bool changed = s->contains(group + u'/' + kKeyMarker);
+    for (const auto& [name, text] : values) {
+        const QVariant old = s->value(group + u'/' + name);
+        if (!old.isValid() || old.toString() != text) {
+            s->setValue(group + u'/' + name, text);
+            changed = true;
+        }
+    }
+    if (!changed)
+        return s->status() == QSettings::NoError;
     s->remove(group + u'/' + kKeyMarker);
     s->sync();
     return s->status() == QSettings::NoError;
@@ -135,7 +161,7 @@ bool RegistryRoutines::writeValues(const QString& keyPath, const QList<std::pair
 
 bool RegistryRoutines::deleteValue(const QString& keyPath, const QString& name)
 {
-    auto s = open();
+    auto s = open(Access::Write);
     s->remove(groupOf(keyPath) + u'/' + name);
     s->sync();
     return s->status() == QSettings::NoError;

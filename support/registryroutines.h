@@ -44,6 +44,7 @@ public:
     static QString location(Hive hive);
 
 private:
-    std::unique_ptr<QSettings> open() const;
+    enum class Access { Read, Write };
+    std::unique_ptr<QSettings> open(Access access = Access::Read) const;
     Hive m_hive;
 };

@@ -97,7 +97,7 @@ bool clsVarUpdater::UpdateVariableAttributesOnDisplay(int16_t address)
 
     // Adds one variable to the batch, sending the batch first when it is full.
     auto addEntry = [&](const clsVarSetupInfo& member, bool text) {
-        if (batchIsFull(list.CommandText().size())) {
+        if (batchIsFull(list.CommandTextLength())) {
             lastFlush = text ? control().SendTextVarAttributes(list) : control().SendCellVarAttributes(list);
             batch = 0;
         }
