@@ -154,14 +154,14 @@ int main(int argc, char** argv)
     const QCommandLineOption shotOpt(QStringLiteral("screenshot"),
                                      QStringLiteral("Save the window as a PNG once a message is shown, then quit."),
                                      QStringLiteral("file"));
-    const QCommandLineOption nameOpt(QStringLiteral("name"),
-                                     QStringLiteral("The display's name, shown in the window title."),
+    const QCommandLineOption nameOpt(QStringLiteral("label"),
+                                     QStringLiteral("A name for the display, shown in the window title."),
                                      QStringLiteral("text"));
     const QCommandLineOption quitOpt(QStringLiteral("quit-after"),
                                      QStringLiteral("Quit after this many ms (self-test)."), QStringLiteral("ms"));
     for (const auto* o : {&tcpOpt,    &ptyOpt,      &modemOpt,  &dialOpt, &unitsOpt, &groupOpt, &refuseOpt,
                           &dropOpt,   &nakOpt,      &garbleOpt, &seedOpt, &delayOpt, &baudOpt,  &busyOpt,
-                          &silentOpt, &headlessOpt, &traceOpt,  &demoOpt, &shotOpt,  &quitOpt, &nameOpt})
+                          &silentOpt, &headlessOpt, &traceOpt,  &demoOpt, &shotOpt,  &quitOpt,  &nameOpt})
         parser.addOption(*o);
     parser.process(*app);
 

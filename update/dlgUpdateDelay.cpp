@@ -137,9 +137,11 @@ QHash<QString, QString> dlgUpdateDelay::displayNames(const QStringList& entries)
                 list->setCurrentRecord(list->FindDisplay(entry.trimmed()));
                 names.insert(entry, list->DisplayName());
             } catch (const RuntimeError&) {
+                // an entry the list does not know has no name
             }
         }
     } catch (const RuntimeError&) {
+        // no readable list: no names
     }
     return names;
 }

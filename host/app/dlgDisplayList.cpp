@@ -191,7 +191,8 @@ void dlgDisplayList::setRecords(const QList<DisplayRecord>& records)
 void dlgDisplayList::markUnusedFields(int row)
 {
     const auto kind = kindOf(m_grid->item(row, Kind) ? m_grid->item(row, Kind)->text() : QString());
-    const bool serial = kind == disptrans::SerialPort, tcp = kind == disptrans::Network, modem = kind && !serial && !tcp;
+    const bool serial = kind == disptrans::SerialPort, tcp = kind == disptrans::Network,
+               modem = kind && !serial && !tcp;
     const std::pair<int, bool> used[] = {{SerialParams, serial}, {TcpPort, tcp}, {DialNumber, modem}};
     for (const auto& [column, inUse] : used) {
         if (QTableWidgetItem* item = m_grid->item(row, column))
@@ -205,8 +206,10 @@ void dlgDisplayList::fillKindDefaults(int row)
     if (kind) {
         // Only empty fields are filled: what the operator typed stays.
         const DisplayRecord d = defaultsFor(*kind, QString());
-        const std::pair<int, QString> fields[] = {
-            {Target, d.linkTarget}, {SerialParams, d.kind1Param}, {TcpPort, d.kind3Param}, {DialNumber, d.otherKindParam}};
+        const std::pair<int, QString> fields[] = {{Target, d.linkTarget},
+                                                  {SerialParams, d.kind1Param},
+                                                  {TcpPort, d.kind3Param},
+                                                  {DialNumber, d.otherKindParam}};
         m_filling = true;
         for (const auto& [column, value] : fields) {
             QTableWidgetItem* item = m_grid->item(row, column);

@@ -160,7 +160,8 @@ void frmMain::rebuildPluginMenus()
     m_frameMenu->clear();
     auto* transmitAction = m_frameMenu->addAction(QStringLiteral("&Transmit"), this, [this] { transmit(); });
     transmitAction->setObjectName(QStringLiteral("mnuTransmit"));
-    auto* editText = m_frameMenu->addAction(QStringLiteral("&Edit Line Text..."), this, [this] { editCurrentLineText(); });
+    auto* editText = m_frameMenu->addAction(QStringLiteral("&Edit Line Text..."), this,
+                                            [this] { editCurrentLineText(); });
     editText->setObjectName(QStringLiteral("mnuEditLineText"));
     editText->setStatusTip(QStringLiteral("Edit the current line in the variable text editor"));
     m_frameMenu->addSeparator();
@@ -186,8 +187,8 @@ void frmMain::rebuildPluginMenus()
         }
         if (!framed)
             continue;
-        auto* frame = m_frameMenu->addAction(p.icon, QStringLiteral("Insert from ") + p.descriptiveName
-                                                         + QStringLiteral("..."),
+        auto* frame = m_frameMenu->addAction(p.icon,
+                                             QStringLiteral("Insert from ") + p.descriptiveName + QStringLiteral("..."),
                                              this, [this, id = p.progId] { startFrameFeature(id); });
         frame->setObjectName(QStringLiteral("mnuFrameFeature%1").arg(i));
         frame->setData(p.progId);
@@ -386,9 +387,9 @@ bool frmMain::maySetPlayfileAside()
 {
     if (!m_playfile->document()->isModified())
         return true;
-    const msgbox::Answer answer =
-        msgbox::show(QStringLiteral("The playfile has unsaved changes. Do you want to save them?"), msgbox::YesNoCancel,
-                     msgbox::Exclamation, QStringLiteral("Lumarex"), this);
+    const msgbox::Answer answer = msgbox::show(
+        QStringLiteral("The playfile has unsaved changes. Do you want to save them?"), msgbox::YesNoCancel,
+        msgbox::Exclamation, QStringLiteral("Lumarex"), this);
     if (answer == msgbox::Yes)
         return savePlayfile();
     return answer == msgbox::No;
@@ -409,9 +410,9 @@ bool frmMain::openPlayfile(const QString& path)
 {
     if (!maySetPlayfileAside())
         return false;
-    const QString chosen =
-        path.isEmpty() ? filedialog::getOpenFileName(QStringLiteral("Open Playfile"), kPlayfileFilter, {}, {}, this)
-                       : path;
+    const QString chosen = path.isEmpty() ? filedialog::getOpenFileName(QStringLiteral("Open Playfile"),
+                                                                        kPlayfileFilter, {}, {}, this)
+                                          : path;
     if (chosen.isEmpty())
         return false;
     QFile file(chosen);
@@ -428,16 +429,14 @@ bool frmMain::openPlayfile(const QString& path)
     return true;
 }
 
-bool frmMain::savePlayfile()
-{
-    return m_playfilePath.isEmpty() ? savePlayfileAs() : writePlayfile(m_playfilePath);
-}
+bool frmMain::savePlayfile() { return m_playfilePath.isEmpty() ? savePlayfileAs() : writePlayfile(m_playfilePath); }
 
 bool frmMain::savePlayfileAs(const QString& path)
 {
-    const QString chosen = path.isEmpty() ? filedialog::getSaveFileName(QStringLiteral("Save Playfile As"),
-                                                                        kPlayfileFilter, {}, QStringLiteral("Playfile.lpf"), this)
-                                          : path;
+    const QString chosen = path.isEmpty()
+                               ? filedialog::getSaveFileName(QStringLiteral("Save Playfile As"), kPlayfileFilter, {},
+                                                             QStringLiteral("Playfile.lpf"), this)
+                               : path;
     if (chosen.isEmpty())
         return false;
     if (chosen != m_playfilePath && QFileInfo::exists(chosen)

@@ -63,10 +63,11 @@ void TestPlayfileEndToEnd::tokenTypedVariableShownOnSign_data()
     QTest::addColumn<QString>("typed");     // its data, typed in the manager
     QTest::addColumn<QString>("addresses"); // the display's address list
     QTest::addColumn<QStringList>("shown"); // the emulator's SHOW lines, one per unit
-    QTest::newRow("text variable on one unit")
-        << 7 << "GATE 12" << "1" << QStringList{"SHOW 1 BOARDING AT GATE 12|NEXT VBL999"};
+    QTest::newRow("text variable on one unit") << 7 << "GATE 12"
+                                               << "1" << QStringList{"SHOW 1 BOARDING AT GATE 12|NEXT VBL999"};
     QTest::newRow("cell variable on two units")
-        << 258 << "$3.75" << "5,6" << QStringList{"SHOW 5 BOARDING AT $3.75", "SHOW 6 BOARDING AT $3.75"};
+        << 258 << "$3.75"
+        << "5,6" << QStringList{"SHOW 5 BOARDING AT $3.75", "SHOW 6 BOARDING AT $3.75"};
 }
 
 void TestPlayfileEndToEnd::tokenTypedVariableShownOnSign()
@@ -115,8 +116,8 @@ void TestPlayfileEndToEnd::tokenTypedVariableShownOnSign()
         const bool text = variable < 257;
         if (!text)
             control<QTabWidget>(manager, "tabVariables")->setCurrentIndex(1);
-        control<QComboBox>(manager, text ? "cmbTextVars" : "cmbCellVars")->setCurrentIndex(text ? variable - 1
-                                                                                               : variable - 257);
+        control<QComboBox>(manager, text ? "cmbTextVars" : "cmbCellVars")
+            ->setCurrentIndex(text ? variable - 1 : variable - 257);
         auto* data = control<QLineEdit>(manager, text ? "txtTextVarData" : "txtCellVarData");
         data->clear();
         QTest::keyClicks(data, typed);

@@ -133,9 +133,12 @@ void TestHostApp::tokens_data()
     QTest::addColumn<QString>("playfile");
     QTest::addColumn<QString>("sent");
     const QString rs(QChar(30));
-    QTest::newRow("text and cell tokens") << "A VBL001 B VBL257" << "A " + rs + "A000 B " + rs + "V000";
-    QTest::newRow("not in the table: as typed") << "VBL999 VBL01 vbl001" << "VBL999 VBL01 vbl001";
-    QTest::newRow("token inside a word, twice") << "xVBL002VBL002" << "x" + rs + "A001" + rs + "A001";
+    QTest::newRow("text and cell tokens") << "A VBL001 B VBL257"
+                                          << "A " + rs + "A000 B " + rs + "V000";
+    QTest::newRow("not in the table: as typed") << "VBL999 VBL01 vbl001"
+                                                << "VBL999 VBL01 vbl001";
+    QTest::newRow("token inside a word, twice") << "xVBL002VBL002"
+                                                << "x" + rs + "A001" + rs + "A001";
     QTest::newRow("four digits: the first three") << "VBL0012" << rs + "A0002";
 }
 
@@ -156,9 +159,12 @@ void TestHostApp::displayListKinds_data()
 {
     QTest::addColumn<QString>("typed"); // into the kind cell of a new row
     QTest::addColumn<QString>("line");  // the row as saved
-    QTest::newRow("by name: serial") << "1 - Serial port" << "7|Display 7|1|127.0.0.1|9600,N,8,1|47010||1";
-    QTest::newRow("by number: modem") << "2" << "7|Display 7|2|127.0.0.1||47010||1";
-    QTest::newRow("any other number") << " -5 modem" << "7|Display 7|-5|127.0.0.1||47010||1";
+    QTest::newRow("by name: serial") << "1 - Serial port"
+                                     << "7|Display 7|1|127.0.0.1|9600,N,8,1|47010||1";
+    QTest::newRow("by number: modem") << "2"
+                                      << "7|Display 7|2|127.0.0.1||47010||1";
+    QTest::newRow("any other number") << " -5 modem"
+                                      << "7|Display 7|-5|127.0.0.1||47010||1";
 }
 
 void TestHostApp::displayListKinds()
