@@ -17,6 +17,8 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QTest>
+#include <QTextEdit>
+#include <QAction>
 #include <QTimer>
 #include <QTreeWidget>
 
@@ -55,7 +57,38 @@ class TestPlayfileEndToEnd final : public QObject {
 private slots:
     void tokenTypedVariableShownOnSign_data();
     void tokenTypedVariableShownOnSign();
+    void lineEditedInVariableTextEditor_data();
+    void lineEditedInVariableTextEditor();
 };
+
+void TestPlayfileEndToEnd::lineEditedInVariableTextEditor_data()
+{
+    QTest::addColumn<QByteArray>("button"); // of the editor
+    QTest::addColumn<QString>("playfile");  // afterwards
+    QTest::newRow("OK: the edited text") << QByteArray("OKButton") << "FIRST\nNOW VBL002";
+    QTest::newRow("Cancel: unchanged") << QByteArray("cmdCancel") << "FIRST\nSALE VBL001";
+}
+
+void TestPlayfileEndToEnd::lineEditedInVariableTextEditor()
+{
+    QFETCH(QByteArray, button);
+    TestEnvironment env;
+    settings::write(hostsettings::kAppPath, env.folder());
+    frmMain host;
+    host.loadPlugins(QStringLiteral(LUMAREX_FOLDER));
+    host.setPlayfileText(QStringLiteral("FIRST\nSALE VBL001")); // the cursor on the last line
+    QString shown;
+    whenModal(QStringLiteral("dlgVarEdit"), [&](QWidget* editor) {
+        auto* box = control<QTextEdit>(editor, "rtxtTextBox");
+        shown = box->toPlainText();
+        box->selectAll();
+        QTest::keyClicks(box, QStringLiteral("NOW VBL002"));
+        QTest::mouseClick(control(editor, button.constData()), Qt::LeftButton);
+    });
+    host.findChild<QAction*>(QStringLiteral("mnuEditLineText"))->trigger();
+    QCOMPARE(shown, QStringLiteral("SALE VBL001"));
+    QTEST(host.findChild<QPlainTextEdit*>(QStringLiteral("txtPlayfile"))->toPlainText(), "playfile");
+}
 
 void TestPlayfileEndToEnd::tokenTypedVariableShownOnSign_data()
 {

@@ -1,6 +1,7 @@
 // The LED sign: colours, blinking and inverse on the LED matrix (one pixel per
 // LED, transparent when dark). The rendered window is checked by the emulator's smoke test.
 
+#include "emulatorwindow.h"
 #include "ledsignwidget.h"
 #include "testenvironment.h"
 
@@ -37,7 +38,36 @@ private slots:
     void everyColourCodeHasItsOwnLed();
     void blinkingRunsGoDarkInTheOffPhase();
     void inverseLightsTheBackground();
+    void windowTitleNamesTheDisplay_data();
+    void windowTitleNamesTheDisplay();
 };
+
+// Two emulator windows side by side can be told apart by their titles.
+void TestLedSignWidget::windowTitleNamesTheDisplay_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QStringList>("links");
+    QTest::addColumn<int>("shownAt"); // the unit whose message is shown; -1 none yet
+    QTest::addColumn<QString>("title");
+    QTest::newRow("name and link") << "Lobby" << QStringList{"TCP 127.0.0.1:47010"} << -1
+                                   << "Lumarex display emulator - Lobby - TCP 127.0.0.1:47010";
+    QTest::newRow("two links, a message shown")
+        << "" << QStringList{"TCP 127.0.0.1:1", "pty /dev/pts/3"} << 4
+        << "Lumarex display emulator - TCP 127.0.0.1:1, pty /dev/pts/3 - address 4";
+}
+
+void TestLedSignWidget::windowTitleNamesTheDisplay()
+{
+    QFETCH(QString, name);
+    QFETCH(QStringList, links);
+    QFETCH(int, shownAt);
+    emulator::EmulatorCore core;
+    emulator::EmulatorWindow window(core);
+    window.setIdentity(name, links);
+    if (shownAt >= 0)
+        window.showAddress(quint16(shownAt));
+    QTEST(window.windowTitle(), "title");
+}
 
 void TestLedSignWidget::everyColourCodeHasItsOwnLed()
 {
