@@ -33,5 +33,6 @@ frmAbout::frmAbout(QWidget* parent) : QDialog(parent)
     buttons->button(QDialogButtonBox::Ok)->setObjectName(QStringLiteral("cmdOK"));
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     layout->addWidget(buttons);
-    setMinimumWidth(fontMetrics().horizontalAdvance(windowTitle()) + 160);
+    // Wide enough for the title bar's text too, which the window system may draw larger.
+    buttons->setMinimumWidth(fontMetrics().horizontalAdvance(windowTitle()) * 3 / 2 + 120);
 }

@@ -16,6 +16,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <tuple>
 
 namespace {
 enum Column { Number, Name, Kind, Target, SerialParams, TcpPort, DialNumber, Addresses, ColumnCount };
@@ -132,7 +133,7 @@ dlgDisplayList::dlgDisplayList(const QString& path, QWidget* parent)
         QStringLiteral("Kind: 1 serial port (Target = device, Serial = 9600,N,8,1), "
                        "3 TCP (Target = host, TCP Port), any other: modem (Target = device, Dial). "
                        "Addresses: the units' addresses joined by \",\". Fields a kind does not use are grey; "
-                       "choosing a kind fills its empty fields with defaults."),
+                       "choosing a kind fills the fields it needs with its defaults."),
         this);
     kinds->setObjectName(QStringLiteral("lblKinds"));
     kinds->setWordWrap(true);
@@ -178,6 +179,7 @@ void dlgDisplayList::setRecords(const QList<DisplayRecord>& records)
                                 r.kind1Param, r.kind3Param, r.otherKindParam, r.addressList};
         for (int c = 0; c < ColumnCount; ++c)
             m_grid->setItem(row, c, new QTableWidgetItem(cells[c]));
+        m_grid->item(row, Kind)->setData(Qt::UserRole, r.kind);
         markUnusedFields(row);
     }
     m_filling = false;
@@ -202,20 +204,26 @@ void dlgDisplayList::markUnusedFields(int row)
 
 void dlgDisplayList::fillKindDefaults(int row)
 {
-    const auto kind = kindOf(m_grid->item(row, Kind)->text());
+    QTableWidgetItem* kindItem = m_grid->item(row, Kind);
+    const auto kind = kindOf(kindItem->text());
     if (kind) {
-        // Only empty fields are filled: what the operator typed stays.
+        // A field that is empty or still holds the previous kind's default gets
+        // the new kind's default; what the operator typed stays.
+        const auto previous = kindItem->data(Qt::UserRole);
+        const DisplayRecord was = defaultsFor(previous.isValid() ? int16_t(previous.toInt()) : *kind, QString());
         const DisplayRecord d = defaultsFor(*kind, QString());
-        const std::pair<int, QString> fields[] = {{Target, d.linkTarget},
-                                                  {SerialParams, d.kind1Param},
-                                                  {TcpPort, d.kind3Param},
-                                                  {DialNumber, d.otherKindParam}};
+        const std::tuple<int, QString, QString> fields[] = {{Target, was.linkTarget, d.linkTarget},
+                                                            {SerialParams, was.kind1Param, d.kind1Param},
+                                                            {TcpPort, was.kind3Param, d.kind3Param},
+                                                            {DialNumber, was.otherKindParam, d.otherKindParam}};
         m_filling = true;
-        for (const auto& [column, value] : fields) {
+        for (const auto& [column, oldDefault, value] : fields) {
             QTableWidgetItem* item = m_grid->item(row, column);
-            if (item && item->text().trimmed().isEmpty() && !value.isEmpty())
+            const QString text = item ? item->text().trimmed() : QString();
+            if (item && (text.isEmpty() || text == oldDefault))
                 item->setText(value);
         }
+        kindItem->setData(Qt::UserRole, *kind);
         m_filling = false;
     }
     markUnusedFields(row);

@@ -3,6 +3,7 @@
 #include "DisplayList.h"
 #include "FrameEditor.h"
 #include "classregistry.h"
+#include "displaychoice.h"
 #include "dlgDisplayList.h"
 #include "disptrans.h"
 #include "filedialog.h"
@@ -237,8 +238,10 @@ void frmMain::reloadDisplays()
     DisplayList list;
     try {
         list.setListFile(DisplayList::kDefaultListFile);
-        for (const DisplayRecord& r : list.records())
-            m_display->addItem(r.number + QStringLiteral(" - ") + r.name, r.number);
+        for (const DisplayRecord& r : list.records()) {
+            m_display->addItem(displaychoice::caption(r), r.number);
+            m_display->setItemData(m_display->count() - 1, displaychoice::connectionText(r), Qt::ToolTipRole);
+        }
         for (const QString& e : list.ParseErrors())
             log(QStringLiteral("Displays.dat ") + e);
         log(QStringLiteral("Display list: %1 display(s) from %2")

@@ -4,6 +4,7 @@
 // window's commands with the plug-ins it lists.
 
 #include "DisplayChooser.h"
+#include "displaychoice.h"
 #include "FrameEditor.h"
 #include "classregistry.h"
 #include "dlgDisplayChooser.h"
@@ -126,7 +127,25 @@ private slots:
     void displayListKinds_data();
     void displayListKinds();
     void playfileFileCommands();
+    void connectionTexts_data();
+    void connectionTexts();
 };
+
+void TestHostApp::connectionTexts_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("tcp") << 3 << "TCP host port 47010, units 1,2";
+    QTest::newRow("serial") << 1 << "serial port host at 9600,N,8,1, units 1,2";
+    QTest::newRow("any other kind: modem") << 0 << "modem (kind 0) on host dialling 555, units 1,2";
+}
+
+void TestHostApp::connectionTexts()
+{
+    QFETCH(int, kind);
+    const DisplayRecord r{"3", "D3", int16_t(kind), "host", "9600,N,8,1", "47010", "555", "1,2"};
+    QTEST(displaychoice::connectionText(r), "text");
+}
 
 void TestHostApp::tokens_data()
 {
@@ -159,12 +178,15 @@ void TestHostApp::displayListKinds_data()
 {
     QTest::addColumn<QString>("typed"); // into the kind cell of a new row
     QTest::addColumn<QString>("line");  // the row as saved
+    // The TCP row's defaults give way to the new kind's; a typed field would stay.
     QTest::newRow("by name: serial") << "1 - Serial port"
-                                     << "7|Display 7|1|127.0.0.1|9600,N,8,1|47010||1";
+                                     << "7|Display 7|1|/dev/ttyS0|9600,N,8,1|||1";
     QTest::newRow("by number: modem") << "2"
-                                      << "7|Display 7|2|127.0.0.1||47010||1";
+                                      << "7|Display 7|2|/dev/ttyS0||||1";
     QTest::newRow("any other number") << " -5 modem"
-                                      << "7|Display 7|-5|127.0.0.1||47010||1";
+                                      << "7|Display 7|-5|/dev/ttyS0||||1";
+    QTest::newRow("tcp again: unchanged") << "3"
+                                          << "7|Display 7|3|127.0.0.1||47010||1";
 }
 
 void TestHostApp::displayListKinds()
