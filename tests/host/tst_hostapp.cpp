@@ -4,7 +4,6 @@
 // window's commands with the plug-ins it lists.
 
 #include "DisplayChooser.h"
-#include "displaychoice.h"
 #include "FrameEditor.h"
 #include "classregistry.h"
 #include "dlgDisplayChooser.h"
@@ -127,25 +126,7 @@ private slots:
     void displayListKinds_data();
     void displayListKinds();
     void playfileFileCommands();
-    void connectionTexts_data();
-    void connectionTexts();
 };
-
-void TestHostApp::connectionTexts_data()
-{
-    QTest::addColumn<int>("kind");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("tcp") << 3 << "TCP host port 47010, units 1,2";
-    QTest::newRow("serial") << 1 << "serial port host at 9600,N,8,1, units 1,2";
-    QTest::newRow("any other kind: modem") << 0 << "modem (kind 0) on host dialling 555, units 1,2";
-}
-
-void TestHostApp::connectionTexts()
-{
-    QFETCH(int, kind);
-    const DisplayRecord r{"3", "D3", int16_t(kind), "host", "9600,N,8,1", "47010", "555", "1,2"};
-    QTEST(displaychoice::connectionText(r), "text");
-}
 
 void TestHostApp::tokens_data()
 {
