@@ -39,7 +39,26 @@ void EmulatorWindow::refresh()
     const DisplayUnit* unit = m_core.model().existingUnit(m_address);
     const QList<MessageLine> lines = layoutMessage(unit ? unit->message : QString(), unit);
     m_sign->setLines(lines);
-    setWindowTitle(QStringLiteral("Lumarex display emulator - address %1").arg(m_address));
+    setWindowTitle(titleFor(m_name, m_links, m_address));
+}
+
+void EmulatorWindow::setIdentity(const QString& name, const QStringList& links)
+{
+    m_name = name;
+    m_links = links;
+    setWindowTitle(titleFor(m_name, m_links, m_hasMessage ? m_address : -1));
+}
+
+QString EmulatorWindow::titleFor(const QString& name, const QStringList& links, int address)
+{
+    QStringList parts{QStringLiteral("Lumarex display emulator")};
+    if (!name.isEmpty())
+        parts << name;
+    if (!links.isEmpty())
+        parts << links.join(QStringLiteral(", "));
+    if (address >= 0)
+        parts << QStringLiteral("address %1").arg(address);
+    return parts.join(QStringLiteral(" - "));
 }
 
 void EmulatorWindow::setStatus(const QString& text) { m_status->setText(text); }

@@ -18,6 +18,11 @@ public:
     explicit EmulatorWindow(EmulatorCore& core, QWidget* parent = nullptr);
     void showAddress(quint16 address);
     void setStatus(const QString& text);
+    // What the title names the display by: an optional name and the links it
+    // listens on ("TCP 127.0.0.1:47010", "pty /dev/pts/3").
+    void setIdentity(const QString& name, const QStringList& links);
+    // "Lumarex display emulator - <name> - <links>[ - address n]".
+    static QString titleFor(const QString& name, const QStringList& links, int address);
     LedSignWidget* sign() const { return m_sign; }
     void refresh();
 
@@ -26,6 +31,8 @@ private:
     LedSignWidget* m_sign;
     QLabel* m_status;
     quint16 m_address = 0;
+    QString m_name;
+    QStringList m_links;
     bool m_hasMessage = false;
 };
 

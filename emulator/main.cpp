@@ -154,11 +154,14 @@ int main(int argc, char** argv)
     const QCommandLineOption shotOpt(QStringLiteral("screenshot"),
                                      QStringLiteral("Save the window as a PNG once a message is shown, then quit."),
                                      QStringLiteral("file"));
+    const QCommandLineOption nameOpt(QStringLiteral("label"),
+                                     QStringLiteral("A name for the display, shown in the window title."),
+                                     QStringLiteral("text"));
     const QCommandLineOption quitOpt(QStringLiteral("quit-after"),
                                      QStringLiteral("Quit after this many ms (self-test)."), QStringLiteral("ms"));
     for (const auto* o : {&tcpOpt,    &ptyOpt,      &modemOpt,  &dialOpt, &unitsOpt, &groupOpt, &refuseOpt,
                           &dropOpt,   &nakOpt,      &garbleOpt, &seedOpt, &delayOpt, &baudOpt,  &busyOpt,
-                          &silentOpt, &headlessOpt, &traceOpt,  &demoOpt, &shotOpt,  &quitOpt})
+                          &silentOpt, &headlessOpt, &traceOpt,  &demoOpt, &shotOpt,  &quitOpt,  &nameOpt})
         parser.addOption(*o);
     parser.process(*app);
 
@@ -260,8 +263,17 @@ int main(int argc, char** argv)
     }
     for (const QString& line : std::as_const(listening))
         say(line);
-    if (window)
+    if (window) {
         window->setStatus(listening.join(QStringLiteral("   ")));
+        // "LISTENING tcp 127.0.0.1:47010" names the link as "TCP 127.0.0.1:47010".
+        QStringList links;
+        for (const QString& line : std::as_const(listening)) {
+            const QStringList words = line.split(u' ');
+            const QString kind = words.value(1) == u"tcp" ? QStringLiteral("TCP") : words.value(1);
+            links << kind + u' ' + words.value(2);
+        }
+        window->setIdentity(parser.value(nameOpt), links);
+    }
 
     if (parser.isSet(demoOpt))
         loadDemo(core, 1);

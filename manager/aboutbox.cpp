@@ -12,6 +12,8 @@ frmAbout::frmAbout(QWidget* parent) : QDialog(parent)
     setObjectName(QStringLiteral("frmAbout"));
     setWindowTitle(QStringLiteral("About ") + privatelabel::kProductName);
     auto* layout = new QVBoxLayout(this);
+    // The box is as large as its text: nothing is cut, not even the title bar's text.
+    layout->setSizeConstraint(QLayout::SetMinimumSize);
     auto addLabel = [&](const QString& name, const QString& text) {
         auto* label = new QLabel(text, this);
         label->setObjectName(name);
@@ -31,4 +33,6 @@ frmAbout::frmAbout(QWidget* parent) : QDialog(parent)
     buttons->button(QDialogButtonBox::Ok)->setObjectName(QStringLiteral("cmdOK"));
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     layout->addWidget(buttons);
+    // Wide enough for the title bar's text too, which the window system may draw larger.
+    buttons->setMinimumWidth(fontMetrics().horizontalAdvance(windowTitle()) * 3 / 2 + 120);
 }

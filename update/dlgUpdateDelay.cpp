@@ -1,6 +1,9 @@
 #include "dlgUpdateDelay.h"
 
+#include "classregistry.h"
 #include "delaychoices.h"
+#include "runtimeerror.h" // before disptrans.h, which uses it
+#include "disptrans.h"
 #include "legacy.h"
 #include "messagebox.h"
 #include "runtimeerror.h"
@@ -15,6 +18,8 @@
 #include <QScrollBar>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+
+#include <memory>
 
 const QList<DelayChoice>& delayChoices()
 {
@@ -117,6 +122,30 @@ bool dlgUpdateDelay::Cancelled() const { return m_cancelled; }
 QString dlgUpdateDelay::DelayList() const { return m_delayList; }
 QString dlgUpdateDelay::DisplayList() const { return m_displays.join(u','); }
 
+QHash<QString, QString> dlgUpdateDelay::displayNames(const QStringList& entries)
+{
+    // Names only help the operator: a list that cannot be read gives none.
+    QHash<QString, QString> names;
+    std::unique_ptr<QObject> object(ComponentLoader::tryCreate(disptrans::kDisplayListProgId));
+    auto* list = object ? qobject_cast<disptrans::IDisplayList*>(object.get()) : nullptr;
+    if (!list)
+        return names;
+    try {
+        list->setListFile(QStringLiteral("Displays.dat"));
+        for (const QString& entry : entries) {
+            try {
+                list->setCurrentRecord(list->FindDisplay(entry.trimmed()));
+                names.insert(entry, list->DisplayName());
+            } catch (const RuntimeError&) {
+                // an entry the list does not know has no name
+            }
+        }
+    } catch (const RuntimeError&) {
+        // no readable list: no names
+    }
+    return names;
+}
+
 void dlgUpdateDelay::fillList(const std::function<QString()>& displaySelection)
 {
     try {
@@ -124,9 +153,12 @@ void dlgUpdateDelay::fillList(const std::function<QString()>& displaySelection)
         if (selection.isEmpty())
             return;
         const int rowHeight = m_delay->sizeHint().height();
-        for (const QString& name : selection.split(u',')) {
+        const QStringList entries = selection.split(u',');
+        const QHash<QString, QString> names = displayNames(entries);
+        for (const QString& name : entries) {
             auto* row = new QTreeWidgetItem(m_list, {name, kNow, QStringLiteral("0")});
             row->setSizeHint(NameColumn, QSize(0, rowHeight));
+            row->setToolTip(NameColumn, names.value(name));
             setMark(row, kNow);
             m_displays << name;
         }

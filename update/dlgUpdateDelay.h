@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDialog>
+#include <QHash>
 #include <QString>
 
 #include <functional>
@@ -25,6 +26,10 @@ public:
     QString DisplayList() const; // the displays it listed, joined by ","
 
     void reject() override; // the window's close box counts as "Cancel"
+
+    // The names of the host's displays for these display entries, read from the
+    // host's display list; entries it does not know are left out.
+    static QHash<QString, QString> displayNames(const QStringList& entries);
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;

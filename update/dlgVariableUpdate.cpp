@@ -3,6 +3,7 @@
 #include "linkcontainer.h"
 
 #include "clock.h"
+#include "dlgUpdateDelay.h"
 #include "datetimetext.h"
 #include "filedialog.h"
 #include "messagebox.h"
@@ -14,6 +15,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSaveFile>
@@ -79,8 +81,10 @@ dlgVariableUpdate::dlgVariableUpdate(QWidget* parent)
         m_status->setText(caption);
         m_progress->setRange(0, 100);
         m_progress->setValue(qBound(0, percent, 100));
+        refreshActivity();
     });
     connect(run, &UpdateRun::passFinished, this, [this] {
+        showPassOver();
         if (!m_closeAfterPass)
             return;
         m_closeAfterPass = false;
@@ -95,7 +99,9 @@ dlgVariableUpdate::dlgVariableUpdate(QWidget* parent)
     connect(m_details, &QPushButton::clicked, this, &dlgVariableUpdate::toggleDetails);
     connect(m_save, &QPushButton::clicked, this, &dlgVariableUpdate::saveReport);
     connect(m_close, &QPushButton::clicked, this, &dlgVariableUpdate::reject);
+    connect(m_list, &QWidget::customContextMenuRequested, this, &dlgVariableUpdate::showStatusMenu);
     refreshControls();
+    refreshActivity();
 }
 
 dlgVariableUpdate::~dlgVariableUpdate()
@@ -122,6 +128,18 @@ void dlgVariableUpdate::buildUi()
     m_list->setColumnWidth(1, 110);
     m_list->setColumnWidth(3, 60);
     m_list->setMinimumHeight(150);
+    m_list->setContextMenuPolicy(Qt::CustomContextMenu);
+
+    // The status list's right-button menu: the chosen display again, at once.
+    m_statusMenu = new QMenu(this);
+    m_statusMenu->setObjectName(QStringLiteral("mnuPopupReTransmit"));
+    QAction* again = m_statusMenu->addAction(QStringLiteral("Re-Transmit to this Display Now"));
+    again->setObjectName(QStringLiteral("mnuReTransmit"));
+    connect(again, &QAction::triggered, this, [this] {
+        const int row = m_list->indexOfTopLevelItem(m_list->currentItem());
+        if (row >= 0)
+            m_run->reTransmit(row);
+    });
 
     m_connection = new QLabel(this);
     m_connection->setObjectName(QStringLiteral("lblConnectionStatus"));
@@ -254,6 +272,10 @@ void dlgVariableUpdate::done(int result)
 
 void dlgVariableUpdate::refreshRows()
 {
+    QStringList entries;
+    for (const DisplayRow& row : m_run->rows())
+        entries << row.display;
+    m_displayNames = dlgUpdateDelay::displayNames(entries);
     m_list->clear();
     for (const DisplayRow& row : m_run->rows()) {
         auto* item = new QTreeWidgetItem(m_list);
@@ -270,11 +292,47 @@ void dlgVariableUpdate::refreshRow(int row)
         return;
     const DisplayRow& r = m_run->rows().at(row);
     item->setText(0, r.display);
+    item->setToolTip(0, m_displayNames.value(r.display));
     item->setIcon(0, statusIcon(r.status));
     item->setText(1, r.status);
     item->setText(2, r.when);
     item->setToolTip(2, r.when);
     item->setText(3, r.delay);
+    refreshActivity();
+}
+
+void dlgVariableUpdate::refreshActivity()
+{
+    const bool sending = m_run->passRunning();
+    m_cancel->setEnabled(sending);
+    m_cancelAll->setEnabled(sending);
+    m_statusMenu->actions().constFirst()->setEnabled(!sending);
+}
+
+void dlgVariableUpdate::showPassOver()
+{
+    int updated = 0, failed = 0, waiting = 0;
+    for (const DisplayRow& row : m_run->rows()) {
+        updated += row.status == UpdateRun::kUpdated;
+        failed += row.status == UpdateRun::kFailed;
+        waiting += row.status == UpdateRun::kScheduled;
+    }
+    QString text = QStringLiteral("Update pass finished: %1 Updated, %2 FAILED").arg(updated).arg(failed);
+    if (waiting > 0)
+        text += QStringLiteral(", %1 Scheduled").arg(waiting);
+    m_status->setText(text);
+    m_progress->setRange(0, 100);
+    m_progress->setValue(100);
+    refreshActivity();
+}
+
+void dlgVariableUpdate::showStatusMenu(const QPoint& position)
+{
+    QTreeWidgetItem* item = m_list->itemAt(position);
+    if (!item)
+        return;
+    m_list->setCurrentItem(item);
+    m_statusMenu->popup(m_list->viewport()->mapToGlobal(position));
 }
 
 void dlgVariableUpdate::refreshControls()

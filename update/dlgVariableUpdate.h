@@ -3,6 +3,7 @@
 #include "clsVarSetupInfo.h"
 
 #include <QDialog>
+#include <QHash>
 #include <QString>
 
 #include <cstdint>
@@ -14,6 +15,7 @@ struct UpdateRequest;
 class clsVariableAccess;
 class ILinkContainer;
 class QLabel;
+class QMenu;
 class QProgressBar;
 class QPushButton;
 class QTextEdit;
@@ -59,6 +61,10 @@ private:
     void refreshRows();
     void refreshRow(int row);
     void refreshControls();
+    // Cancel buttons only while something is being sent; a finished pass says so.
+    void refreshActivity();
+    void showPassOver();
+    void showStatusMenu(const QPoint& position);
     void appendReport(const QString& text, ReportStyle style);
     void toggleDetails();
     void saveReport();
@@ -78,9 +84,11 @@ private:
     QPushButton* m_details = nullptr;
     QPushButton* m_save = nullptr;
     QPushButton* m_close = nullptr;
+    QMenu* m_statusMenu = nullptr; // mnuPopupReTransmit
     bool m_startPending = false;
     bool m_detailsShown = false;
     bool m_closeAfterPass = false;
     int m_detailsHeight = 260;
     int m_collapsedHeight = 0;
+    QHash<QString, QString> m_displayNames; // the rows' tooltips
 };

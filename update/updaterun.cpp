@@ -203,6 +203,14 @@ void UpdateRun::RunUpdate()
     setControls(c);
 }
 
+void UpdateRun::reTransmit(int row)
+{
+    if (m_passRunning || row < 0 || row >= m_rows.size())
+        return;
+    SetRowStatus(row, kNotUpdated);
+    RunUpdate();
+}
+
 bool UpdateRun::UpdatePass()
 {
     m_passRunning = true;

@@ -102,6 +102,9 @@ public:
     void RunUpdate();
     // Every display that is due and not yet updated; true when none failed.
     bool UpdatePass();
+    // Sends the display of `row` again at once, whatever its status: the row is
+    // made due and the pass runs as a retry does. Nothing while a pass runs.
+    void reTransmit(int row);
 
     void retryTick();
     void scheduleTick();

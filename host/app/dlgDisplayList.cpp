@@ -4,21 +4,90 @@
 #include "disptrans.h"
 #include "messagebox.h"
 
+#include <QComboBox>
 #include <QHBoxLayout>
 #include <QHash>
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
+#include <QRegularExpression>
+#include <QStyledItemDelegate>
 #include <QTableWidget>
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <tuple>
 
 namespace {
 enum Column { Number, Name, Kind, Target, SerialParams, TcpPort, DialNumber, Addresses, ColumnCount };
 // A kind cell that is not a number; no display uses this kind.
 constexpr int16_t kBadKind = -32768;
+constexpr int16_t kKinds[] = {disptrans::Network, disptrans::SerialPort, disptrans::Modem};
+
+// The kind column is edited by choosing a kind by name; other numbers can still be typed.
+class KindDelegate final : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+    QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem&, const QModelIndex&) const override
+    {
+        auto* box = new QComboBox(parent);
+        box->setObjectName(QStringLiteral("cmbKind"));
+        box->setEditable(true);
+        for (int16_t kind : kKinds)
+            box->addItem(dlgDisplayList::kindText(kind));
+        return box;
+    }
+    void setEditorData(QWidget* editor, const QModelIndex& index) const override
+    {
+        static_cast<QComboBox*>(editor)->setCurrentText(index.data().toString());
+    }
+    void setModelData(QWidget* editor, QAbstractItemModel* model, const QModelIndex& index) const override
+    {
+        const QString text = static_cast<QComboBox*>(editor)->currentText();
+        const auto kind = dlgDisplayList::kindOf(text);
+        model->setData(index, kind ? dlgDisplayList::kindText(*kind) : text);
+    }
+};
 } // namespace
+
+QString dlgDisplayList::kindText(int16_t kind)
+{
+    switch (kind) {
+    case disptrans::SerialPort: return QStringLiteral("1 - Serial port");
+    case disptrans::Network: return QStringLiteral("3 - TCP");
+    case disptrans::Modem: return QStringLiteral("2 - Modem");
+    default: return QStringLiteral("%1 - Modem").arg(kind); // any other kind is opened as a modem
+    }
+}
+
+std::optional<int16_t> dlgDisplayList::kindOf(const QString& text)
+{
+    static const QRegularExpression leading(QStringLiteral("^\\s*(-?\\d+)(\\s|-|$)"));
+    const QRegularExpressionMatch m = leading.match(text);
+    bool ok = false;
+    const int kind = m.hasMatch() ? m.captured(1).toInt(&ok) : 0;
+    if (!ok || kind <= kBadKind || kind > 32767)
+        return std::nullopt;
+    return int16_t(kind);
+}
+
+DisplayRecord dlgDisplayList::defaultsFor(int16_t kind, const QString& number)
+{
+    DisplayRecord r;
+    r.number = number;
+    r.name = QStringLiteral("Display %1").arg(number);
+    r.kind = kind;
+    r.addressList = QStringLiteral("1");
+    if (kind == disptrans::Network) {
+        r.linkTarget = QStringLiteral("127.0.0.1");
+        r.kind3Param = QStringLiteral("47010");
+    } else {
+        r.linkTarget = QStringLiteral("/dev/ttyS0");
+        if (kind == disptrans::SerialPort)
+            r.kind1Param = QStringLiteral("9600,N,8,1");
+    }
+    return r;
+}
 
 QStringList dlgDisplayList::columnCaptions()
 {
@@ -45,6 +114,9 @@ dlgDisplayList::dlgDisplayList(const QString& path, QWidget* parent)
     m_grid->horizontalHeader()->setStretchLastSection(true);
     m_grid->verticalHeader()->setVisible(false);
     m_grid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_grid->setItemDelegateForColumn(Kind, new KindDelegate(m_grid));
+    m_grid->horizontalHeader()->setMinimumSectionSize(70);
+    m_grid->horizontalHeaderItem(Kind)->setToolTip(QStringLiteral("1 serial port, 3 TCP, any other number a modem"));
     m_add->setObjectName(QStringLiteral("cmdAdd"));
     m_remove->setObjectName(QStringLiteral("cmdRemove"));
     m_save->setObjectName(QStringLiteral("cmdSave"));
@@ -60,7 +132,8 @@ dlgDisplayList::dlgDisplayList(const QString& path, QWidget* parent)
     auto* kinds = new QLabel(
         QStringLiteral("Kind: 1 serial port (Target = device, Serial = 9600,N,8,1), "
                        "3 TCP (Target = host, TCP Port), any other: modem (Target = device, Dial). "
-                       "Addresses: the units' addresses joined by \",\"."),
+                       "Addresses: the units' addresses joined by \",\". Fields a kind does not use are grey; "
+                       "choosing a kind fills the fields it needs with its defaults."),
         this);
     kinds->setObjectName(QStringLiteral("lblKinds"));
     kinds->setWordWrap(true);
@@ -69,12 +142,16 @@ dlgDisplayList::dlgDisplayList(const QString& path, QWidget* parent)
     layout->addWidget(m_grid);
     layout->addWidget(m_problems);
     layout->addLayout(buttons);
-    resize(760, 360);
+    resize(900, 380);
 
     connect(m_add, &QPushButton::clicked, this, [this] { addRow(); });
     connect(m_remove, &QPushButton::clicked, this, [this] { removeSelectedRows(); });
     connect(m_save, &QPushButton::clicked, this, [this] { save(); });
     connect(m_close, &QPushButton::clicked, this, &QDialog::accept);
+    connect(m_grid, &QTableWidget::itemChanged, this, [this](QTableWidgetItem* item) {
+        if (item->column() == Kind && !m_filling)
+            fillKindDefaults(item->row());
+    });
     reload();
 }
 
@@ -93,16 +170,63 @@ void dlgDisplayList::reload()
 
 void dlgDisplayList::setRecords(const QList<DisplayRecord>& records)
 {
+    m_filling = true;
     m_grid->setRowCount(0);
     for (const DisplayRecord& r : records) {
         const int row = m_grid->rowCount();
         m_grid->insertRow(row);
-        const QStringList cells{r.number,     r.name,       QString::number(r.kind), r.linkTarget,
-                                r.kind1Param, r.kind3Param, r.otherKindParam,        r.addressList};
+        const QStringList cells{r.number,     r.name,       kindText(r.kind), r.linkTarget,
+                                r.kind1Param, r.kind3Param, r.otherKindParam, r.addressList};
         for (int c = 0; c < ColumnCount; ++c)
             m_grid->setItem(row, c, new QTableWidgetItem(cells[c]));
+        m_grid->item(row, Kind)->setData(Qt::UserRole, r.kind);
+        markUnusedFields(row);
     }
+    m_filling = false;
+    // Wide enough for the header and a typical value, whatever the rows hold.
     m_grid->resizeColumnsToContents();
+    const int minimum[ColumnCount] = {60, 150, 110, 130, 100, 80, 100, 90};
+    for (int c = 0; c < ColumnCount; ++c)
+        m_grid->setColumnWidth(c, qMax(m_grid->columnWidth(c), minimum[c]));
+}
+
+void dlgDisplayList::markUnusedFields(int row)
+{
+    const auto kind = kindOf(m_grid->item(row, Kind) ? m_grid->item(row, Kind)->text() : QString());
+    const bool serial = kind == disptrans::SerialPort, tcp = kind == disptrans::Network,
+               modem = kind && !serial && !tcp;
+    const std::pair<int, bool> used[] = {{SerialParams, serial}, {TcpPort, tcp}, {DialNumber, modem}};
+    for (const auto& [column, inUse] : used) {
+        if (QTableWidgetItem* item = m_grid->item(row, column))
+            item->setBackground(inUse ? QBrush() : QBrush(QColor(0xe8, 0xe8, 0xe8)));
+    }
+}
+
+void dlgDisplayList::fillKindDefaults(int row)
+{
+    QTableWidgetItem* kindItem = m_grid->item(row, Kind);
+    const auto kind = kindOf(kindItem->text());
+    if (kind) {
+        // A field that is empty or still holds the previous kind's default gets
+        // the new kind's default; what the operator typed stays.
+        const auto previous = kindItem->data(Qt::UserRole);
+        const DisplayRecord was = defaultsFor(previous.isValid() ? int16_t(previous.toInt()) : *kind, QString());
+        const DisplayRecord d = defaultsFor(*kind, QString());
+        const std::tuple<int, QString, QString> fields[] = {{Target, was.linkTarget, d.linkTarget},
+                                                            {SerialParams, was.kind1Param, d.kind1Param},
+                                                            {TcpPort, was.kind3Param, d.kind3Param},
+                                                            {DialNumber, was.otherKindParam, d.otherKindParam}};
+        m_filling = true;
+        for (const auto& [column, oldDefault, value] : fields) {
+            QTableWidgetItem* item = m_grid->item(row, column);
+            const QString text = item ? item->text().trimmed() : QString();
+            if (item && (text.isEmpty() || text == oldDefault))
+                item->setText(value);
+        }
+        kindItem->setData(Qt::UserRole, *kind);
+        m_filling = false;
+    }
+    markUnusedFields(row);
 }
 
 QList<DisplayRecord> dlgDisplayList::records() const
@@ -113,9 +237,7 @@ QList<DisplayRecord> dlgDisplayList::records() const
         DisplayRecord r;
         r.number = cell(Number).trimmed();
         r.name = cell(Name);
-        bool ok = false;
-        const int kind = cell(Kind).trimmed().toInt(&ok);
-        r.kind = ok && kind > kBadKind && kind <= 32767 ? int16_t(kind) : kBadKind;
+        r.kind = kindOf(cell(Kind)).value_or(kBadKind);
         r.linkTarget = cell(Target);
         r.kind1Param = cell(SerialParams);
         r.kind3Param = cell(TcpPort);
@@ -164,6 +286,7 @@ bool dlgDisplayList::save()
     m_problems->clear();
     m_problems->hide();
     reload();
+    emit saved(m_path, int(rows.size()));
     return true;
 }
 
@@ -173,14 +296,7 @@ void dlgDisplayList::addRow()
     int next = 1;
     for (const DisplayRecord& r : records())
         next = std::max(next, r.number.toInt() + 1);
-    DisplayRecord r;
-    r.number = QString::number(next);
-    r.name = QStringLiteral("Display %1").arg(next);
-    r.kind = disptrans::Network;
-    r.linkTarget = QStringLiteral("127.0.0.1");
-    r.kind1Param = QStringLiteral("9600,N,8,1");
-    r.kind3Param = QStringLiteral("47010");
-    r.addressList = QStringLiteral("1");
+    const DisplayRecord r = defaultsFor(disptrans::Network, QString::number(next));
     QList<DisplayRecord> all = records();
     all << r;
     setRecords(all);

@@ -4,6 +4,8 @@
 
 #include <QDialog>
 
+#include <optional>
+
 class QLabel;
 class QPushButton;
 class QTableWidget;
@@ -24,8 +26,19 @@ public:
     QString path() const { return m_path; }
 
     static QStringList columnCaptions();
+    // The kind cell's text, "3 - TCP", and the kind read back from such a text
+    // (its leading number; nullopt when there is none).
+    static QString kindText(int16_t kind);
+    static std::optional<int16_t> kindOf(const QString& text);
+    // A new display of that kind: the fields its connection needs, filled in.
+    static DisplayRecord defaultsFor(int16_t kind, const QString& number);
+
+signals:
+    void saved(const QString& path, int displays);
 
 private:
+    void fillKindDefaults(int row);
+    void markUnusedFields(int row);
     void reload();
     void addRow();
     void removeSelectedRows();
@@ -38,4 +51,5 @@ private:
     QPushButton* m_remove;
     QPushButton* m_save;
     QPushButton* m_close;
+    bool m_filling = false; // rows being filled by the dialog itself, not edited
 };

@@ -8,6 +8,7 @@
 #include <vector>
 
 class FrameEditor;
+class QCloseEvent;
 class QComboBox;
 class QLabel;
 class QMenu;
@@ -35,19 +36,39 @@ public:
 
     void startPlugin(const QString& progId);
     void startFrameFeature(const QString& progId);
+    // Edits the playfile's current line in the variable plug-in's text editor
+    // (created by its ProgID); OK puts the edited text back in the line.
+    void editCurrentLineText();
     // Sends the playfile to the display chosen in the display box.
     bool transmit();
     void chooseDisplays();
     void showDisplayList();
 
+    // The playfile's file commands. Each that would drop unsaved changes asks first.
+    void newPlayfile();
+    bool openPlayfile(const QString& path = {}); // asks for the file when none is given
+    bool savePlayfile();
+    bool savePlayfileAs(const QString& path = {});
+    // Asks whether to save unsaved changes; false when the operator cancels.
+    bool maySetPlayfileAside();
+    QString playfilePath() const { return m_playfilePath; }
+
     FrameEditor* frameEditor() const { return m_frameEditor; }
     void setPlayfileText(const QString& text);
     void log(const QString& line);
+
+    // Makes the window fit the screen it is on, entirely visible.
+    void fitOnScreen();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
 
 private:
     void buildMenus();
     void rebuildPluginMenus();
     void reportError(const QString& prefix, const std::exception& e);
+    bool writePlayfile(const QString& path);
+    void updateTitle();
 
     QPlainTextEdit* m_playfile;
     QPlainTextEdit* m_log;
@@ -57,6 +78,7 @@ private:
     QMenu* m_pluginMenu = nullptr;
     QMenu* m_frameMenu = nullptr;
     FrameEditor* m_frameEditor;
+    QString m_playfilePath;
     QList<plugincatalog::PluginInfo> m_plugins;
     std::vector<std::pair<QString, std::unique_ptr<QObject>>> m_pluginObjects;
     std::unique_ptr<QObject> m_control; // the host's zolDispTrans

@@ -107,6 +107,7 @@ int main(int argc, char* argv[])
     if (parser.isSet(playfileOption))
         window.setPlayfileText(parser.value(playfileOption).replace(QStringLiteral("\\n"), QStringLiteral("\n")));
     window.show();
+    window.fitOnScreen();
     const bool transmitAndQuit = parser.isSet(transmitOption);
     const QString screenshot = parser.value(screenshotOption);
     if (transmitAndQuit || !screenshot.isEmpty()) {

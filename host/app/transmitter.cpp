@@ -5,6 +5,8 @@
 #include "legacy.h"
 #include "runtimeerror.h"
 
+#include <QRegularExpression>
+
 Transmitter::Transmitter(QObject* control)
     : m_controlObject(control), m_control(control ? qobject_cast<disptrans::IDispTrans*>(control) : nullptr)
 {
@@ -45,6 +47,24 @@ QString Transmitter::messageText(const QString& playfileText)
     return text;
 }
 
+QString Transmitter::substituteTokens(const QString& text, const TokenLookup& lookup)
+{
+    static const QRegularExpression token(QStringLiteral("VBL\\d{3}"));
+    if (!lookup)
+        return text;
+    QString out;
+    qsizetype done = 0;
+    for (auto it = token.globalMatch(text); it.hasNext();) {
+        const QRegularExpressionMatch m = it.next();
+        const QString replacement = lookup(m.captured());
+        out += QStringView(text).mid(done, m.capturedStart() - done);
+        out += replacement.isEmpty() ? m.captured() : replacement;
+        done = m.capturedEnd();
+    }
+    out += QStringView(text).mid(done);
+    return out;
+}
+
 bool Transmitter::transmit(const DisplayRecord& display, const QString& playfileText, const QList<QObject*>& plugins)
 {
     const QString who = QStringLiteral("display %1 (%2)").arg(display.number, display.name);
@@ -53,13 +73,13 @@ bool Transmitter::transmit(const DisplayRecord& display, const QString& playfile
         addresses << 0;
     disptrans::ConnectionSettings settings = settingsFor(display);
     log(QStringLiteral("Opening %1").arg(who));
-    if (!m_control->OpenConnection(settings)) {
+    m_opened = m_control->OpenConnection(settings);
+    if (!m_opened) {
         log(QStringLiteral("FAILED to open %1: %2").arg(who, m_control->LastErrorText()));
         return false;
     }
 
     Playfile playfile(playfileText);
-    const QString message = messageText(playfileText);
     bool allSent = true;
     for (int16_t address : std::as_const(addresses)) {
         m_control->setDisplayAddress(address);
@@ -77,7 +97,8 @@ bool Transmitter::transmit(const DisplayRecord& display, const QString& playfile
                 log(QStringLiteral("Pre-transmit of %1 failed: %2").arg(plugin->objectName(), e.description()));
             }
         }
-        if (m_control->SendMessage(message)) {
+        // Read after the hooks, which may have seeded the token table.
+        if (m_control->SendMessage(messageText(substituteTokens(playfileText, m_tokens)))) {
             log(QStringLiteral("Sent to %1, address %2").arg(who).arg(address));
         } else {
             allSent = false;

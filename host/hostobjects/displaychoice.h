@@ -21,5 +21,9 @@ QStringList recent();
 
 // The text the chooser shows for a display: "3 - Lobby".
 QString caption(const DisplayRecord& record);
+// How the display is reached, every field of its kind: "TCP 127.0.0.1 port
+// 47010, units 1", "serial port /dev/ttyS0 at 9600,N,8,1, units 1,2", "modem
+// (kind 2) on /dev/ttyS1 dialling 5551234, units 1".
+QString connectionText(const DisplayRecord& record);
 
 } // namespace displaychoice

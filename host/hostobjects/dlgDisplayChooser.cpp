@@ -60,6 +60,7 @@ void dlgDisplayChooser::setDisplays(const QList<DisplayRecord>& records, const Q
     for (const DisplayRecord& r : records) {
         auto* item = new QListWidgetItem(displaychoice::caption(r), m_list);
         item->setData(Qt::UserRole, r.number);
+        item->setToolTip(displaychoice::connectionText(r));
         item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable | Qt::ItemIsSelectable);
         item->setCheckState(checkedNumbers.contains(r.number) ? Qt::Checked : Qt::Unchecked);
     }

@@ -1,6 +1,7 @@
 // The LED sign: colours, blinking and inverse on the LED matrix (one pixel per
 // LED, transparent when dark). The rendered window is checked by the emulator's smoke test.
 
+#include "emulatorwindow.h"
 #include "ledsignwidget.h"
 #include "testenvironment.h"
 
@@ -37,7 +38,20 @@ private slots:
     void everyColourCodeHasItsOwnLed();
     void blinkingRunsGoDarkInTheOffPhase();
     void inverseLightsTheBackground();
+    void windowTitleNamesTheDisplay();
 };
+
+// Two emulator windows side by side can be told apart by their titles.
+void TestLedSignWidget::windowTitleNamesTheDisplay()
+{
+    emulator::EmulatorCore core;
+    emulator::EmulatorWindow window(core);
+    window.setIdentity(QStringLiteral("Lobby"), {QStringLiteral("TCP 127.0.0.1:1"), QStringLiteral("pty /dev/pts/3")});
+    QCOMPARE(window.windowTitle(),
+             QStringLiteral("Lumarex display emulator - Lobby - TCP 127.0.0.1:1, pty /dev/pts/3"));
+    window.showAddress(4);
+    QVERIFY(window.windowTitle().endsWith(QStringLiteral("pty /dev/pts/3 - address 4")));
+}
 
 void TestLedSignWidget::everyColourCodeHasItsOwnLed()
 {

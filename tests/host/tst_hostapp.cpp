@@ -121,7 +121,101 @@ private slots:
     void displayChooser();
     void displayChooserFromEnvironment();
     void mainWindowPluginsAndTransmit();
+    void tokens_data();
+    void tokens();
+    void displayListKinds_data();
+    void displayListKinds();
+    void playfileFileCommands();
 };
+
+void TestHostApp::tokens_data()
+{
+    QTest::addColumn<QString>("playfile");
+    QTest::addColumn<QString>("sent");
+    const QString rs(QChar(30));
+    QTest::newRow("text and cell tokens") << "A VBL001 B VBL257"
+                                          << "A " + rs + "A000 B " + rs + "V000";
+    QTest::newRow("not in the table: as typed") << "VBL999 VBL01 vbl001"
+                                                << "VBL999 VBL01 vbl001";
+    QTest::newRow("token inside a word, twice") << "xVBL002VBL002"
+                                                << "x" + rs + "A001" + rs + "A001";
+    QTest::newRow("four digits: the first three") << "VBL0012" << rs + "A0002";
+}
+
+void TestHostApp::tokens()
+{
+    QFETCH(QString, playfile);
+    const QString rs(QChar(30));
+    const QHash<QString, QString> table{{"VBL001", rs + "A000"}, {"VBL002", rs + "A001"}, {"VBL257", rs + "V000"}};
+    fake = {};
+    FakeDispTrans control;
+    Transmitter t(&control);
+    t.setTokenLookup([&](const QString& token) { return table.value(token); });
+    QVERIFY(t.transmit({"3", "D3", 3, "target", {}, "1", {}, "1"}, playfile, {}));
+    QTEST(fake.texts.value(0), "sent");
+}
+
+void TestHostApp::displayListKinds_data()
+{
+    QTest::addColumn<QString>("typed"); // into the kind cell of a new row
+    QTest::addColumn<QString>("line");  // the row as saved
+    // The TCP row's defaults give way to the new kind's; a typed field would stay.
+    QTest::newRow("by name: serial") << "1 - Serial port"
+                                     << "7|Display 7|1|/dev/ttyS0|9600,N,8,1|||1";
+    QTest::newRow("by number: modem") << "2"
+                                      << "7|Display 7|2|/dev/ttyS0||||1";
+    QTest::newRow("any other number") << " -5 modem"
+                                      << "7|Display 7|-5|/dev/ttyS0||||1";
+    QTest::newRow("tcp again: unchanged") << "3"
+                                          << "7|Display 7|3|127.0.0.1||47010||1";
+}
+
+void TestHostApp::displayListKinds()
+{
+    TestEnvironment env;
+    ScriptedMessageBox boxes;
+    const QString path = env.path(QStringLiteral("Displays.dat"));
+    writeFile(path, "6|Dock|0|/dev/ttyS1|||555|1\n");
+    dlgDisplayList dialog(path);
+    auto* grid = dialog.findChild<QTableWidget*>(QStringLiteral("gridDisplays"));
+    QCOMPARE(grid->item(0, 2)->text(), QStringLiteral("0 - Modem")); // the kind by name
+    QTest::mouseClick(button(&dialog, "cmdAdd"), Qt::LeftButton);
+    QFETCH(QString, typed);
+    grid->item(1, 2)->setText(typed); // choosing a kind fills only its empty fields
+    QVERIFY(dialog.save());
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QFETCH(QString, line);
+    const QByteArray saved = file.readAll();
+    QVERIFY2(saved.endsWith(QByteArray(line.toLatin1() + '\n')), saved.constData());
+}
+
+void TestHostApp::playfileFileCommands()
+{
+    TestEnvironment env;
+    ScriptedMessageBox boxes;
+    ScriptedFileDialog files;
+    frmMain window;
+    auto* editor = window.findChild<QPlainTextEdit*>(QStringLiteral("txtPlayfile"));
+    auto trigger = [&](const char* name) { window.findChild<QAction*>(QString::fromLatin1(name))->trigger(); };
+    QTest::keyClicks(editor, "SALE VBL003");
+    QCOMPARE(window.windowTitle(), QStringLiteral("Lumarex - Untitled*"));
+    // New asks first; Cancel keeps the text, No drops it.
+    boxes.answerNext(msgbox::Cancel);
+    trigger("mnuFileNew");
+    QCOMPARE(editor->toPlainText(), QStringLiteral("SALE VBL003"));
+    files.answerNext(env.path("sale.lpf"));
+    trigger("mnuFileSave"); // no name yet: Save asks for one
+    QCOMPARE(window.windowTitle(), QStringLiteral("Lumarex - sale.lpf"));
+    boxes.answerNext(msgbox::No);
+    QTest::keyClicks(editor, "!");
+    trigger("mnuFileNew");
+    QCOMPARE(editor->toPlainText(), QString());
+    files.answerNext(env.path("sale.lpf"));
+    trigger("mnuFileOpen");
+    QCOMPARE(editor->toPlainText(), QStringLiteral("SALE VBL003"));
+    QCOMPARE(boxes.texts(), QStringList(2, "The playfile has unsaved changes. Do you want to save them?"));
+}
 
 void TestHostApp::transmit_data()
 {
@@ -227,7 +321,7 @@ void TestHostApp::displayListEditor()
     }
     QVERIFY(boxes.shown().isEmpty());
     // The added row: the next free number, TCP on this machine.
-    QVERIFY(file.readAll().endsWith("\n6|Sales %7C Service|3|127.0.0.1|9600,N,8,1|47010||1\n"));
+    QVERIFY(file.readAll().endsWith("\n6|Sales %7C Service|3|127.0.0.1||47010||1\n")); // no serial settings
     grid->selectRow(0);
     QTest::mouseClick(button(&dialog, "cmdRemove"), Qt::LeftButton);
     QTest::mouseClick(button(&dialog, "cmdSave"), Qt::LeftButton);

@@ -7,6 +7,7 @@
 #include "updaterun.h"
 
 #include <QLabel>
+#include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTest>
@@ -89,8 +90,8 @@ private slots:
         QTest::addColumn<QString>("shown");
         const std::pair<const char*, const char*> controls[] = {
             {"", "Variable Update"},
-            {"cmdCancel", "Cancel"},
-            {"cmdCancelAll", "Cancel All"},
+            {"cmdCancel", "Cancel (disabled)"}, // nothing is being sent yet
+            {"cmdCancelAll", "Cancel All (disabled)"},
             {"cmdRetry", "Retry Now (disabled)"},
             {"cmdStopRetry", "Stop Retry"},
             {"cmdDetails", ">> Show Details"},
@@ -180,6 +181,39 @@ private slots:
             QCOMPARE(rig.countdownShown(), countdown ? 2 : 0);
             QCOMPARE(rig.report()->toPlainText().contains(QStringLiteral("User Canceled")), !countdown);
             QCOMPARE(rig.dlg.isVisible(), button != "cmdClose");
+        });
+    }
+
+    // The right-button menu sends the chosen display again at once, whatever its
+    // status, through a pass like a retry's; a finished pass says so.
+    void reTransmitAndFinishedState_data()
+    {
+        QTest::addColumn<int>("row");
+        QTest::addColumn<QString>("rowsAfter");
+        QTest::addColumn<int>("opensAfter");
+        QTest::addColumn<QString>("status");
+        QTest::newRow("an updated display again")
+            << 0 << "Updated FAILED" << 2 + 2 << "Update pass finished: 1 Updated, 1 FAILED";
+        QTest::newRow("a failed one: the pass takes both")
+            << 1 << "Updated FAILED" << 2 + 1 << "Update pass finished: 1 Updated, 1 FAILED";
+    }
+    void reTransmitAndFinishedState()
+    {
+        QFETCH(int, row);
+        Rig rig(2);
+        fake.refusedTargets << QStringLiteral("host2");
+        rig.open(&dlgVariableUpdate::SendVarData, [&] {
+            QCOMPARE(rig.text("lblTransmitionstatus"), QStringLiteral("Update pass finished: 1 Updated, 1 FAILED"));
+            QCOMPARE(rig.child<QProgressBar>("prgTransmitionStatus")->value(), 100);
+            QVERIFY(!rig.child("cmdCancel")->isEnabled() && !rig.child("cmdCancelAll")->isEnabled());
+            auto* list = rig.child<QTreeWidget>("lstvDisplayStatus");
+            list->setCurrentItem(list->topLevelItem(row));
+            auto* menu = rig.dlg.findChild<QMenu*>(QStringLiteral("mnuPopupReTransmit"));
+            QVERIFY(menu);
+            menu->findChild<QAction*>(QStringLiteral("mnuReTransmit"))->trigger();
+            QTEST(QString(rig.row(0).section(u'|', 1, 1) + u' ' + rig.row(1).section(u'|', 1, 1)), "rowsAfter");
+            QTEST(int(fake.opens.size()), "opensAfter");
+            QTEST(rig.text("lblTransmitionstatus"), "status");
         });
     }
 
