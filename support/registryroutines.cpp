@@ -1,5 +1,7 @@
 #include "registryroutines.h"
 
+#include "installlayout.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
@@ -36,7 +38,7 @@ QString RegistryRoutines::location(Hive hive)
         const QString env = qEnvironmentVariable("ZOL_MACHINE_STORE");
         if (!env.isEmpty())
             return env;
-        return QStringLiteral("/etc/xdg/Morvel/machine.ini");
+        return install::sharedFolder() + QStringLiteral("/machine.ini");
     }
     const QString env = qEnvironmentVariable("ZOL_USER_STORE");
     if (!env.isEmpty())
@@ -51,7 +53,10 @@ std::unique_ptr<QSettings> RegistryRoutines::open() const
     if (where.startsWith(u"HKEY_"))
         return std::make_unique<QSettings>(where, QSettings::NativeFormat);
 #endif
-    QDir().mkpath(QFileInfo(where).absolutePath());
+    const QString folder = QFileInfo(where).absolutePath();
+    QDir().mkpath(folder);
+    if (m_hive == LocalMachine)
+        install::shareNewFilesIn(folder);
     return std::make_unique<QSettings>(where, QSettings::IniFormat);
 }
 
