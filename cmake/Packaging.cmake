@@ -94,8 +94,8 @@ set(CPACK_PACKAGE_VENDOR "Morvel Display Systems")
 set(CPACK_PACKAGE_CONTACT "${CPACK_DEBIAN_PACKAGE_MAINTAINER}")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${LUMAREX_PACKAGE_PREFIX})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "LED message display controller with a variable plug-in")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION_SUMMARY}
-Lumarex composes playfiles and transmits them to LED message displays over
+# The summary above is the synopsis line; this is the extended description.
+set(CPACK_PACKAGE_DESCRIPTION "Lumarex composes playfiles and transmits them to LED message displays over
 serial lines, modems and TCP. Its variable plug-in manages the 416 variables
 the displays substitute into their messages: names, data and attributes,
 variable files, and updates of many displays now or on a schedule, with
