@@ -42,7 +42,7 @@ bool shareNewFilesIn(const QString& folder)
     if (!isSharedFolder(folder))
         return false;
     const mode_t mask = ::umask(0);
-    ::umask(mask & ~mode_t(S_IWGRP));
+    ::umask(mask & ~mode_t(S_IRGRP | S_IWGRP));
     return true;
 }
 

@@ -29,7 +29,7 @@ QString sharedFolder();
 bool isSharedFolder(const QString& folder);
 
 // When `folder` is shared, files this process creates from now on keep group
-// write access (the group-write bit leaves the umask): the machine-wide hive and
+// read and write access (those bits leave the umask): the machine-wide hive and
 // the variable file are replaced by rename on every save, and a file one
 // operator creates must stay writable by the others whatever umask their
 // session has. True when the folder is shared.

@@ -79,21 +79,24 @@ private slots:
     void newFilesInSharedFolder_data()
     {
         QTest::addColumn<int>("folderMode");
+        QTest::addColumn<int>("umask");
         QTest::addColumn<bool>("groupWritable");
-        QTest::newRow("setgid, group-writable") << 02775 << true;
-        QTest::newRow("group-writable only") << 0775 << false;
-        QTest::newRow("setgid, not group-writable") << 02755 << false;
+        QTest::newRow("setgid, group-writable") << 02775 << 022 << true;
+        QTest::newRow("setgid, group-writable, private umask") << 02775 << 077 << true;
+        QTest::newRow("group-writable only") << 0775 << 022 << false;
+        QTest::newRow("setgid, not group-writable") << 02755 << 022 << false;
     }
 
     void newFilesInSharedFolder()
     {
         QFETCH(int, folderMode);
+        QFETCH(int, umask);
         QFETCH(bool, groupWritable);
         TestEnvironment env;
         const QString folder = env.path(QStringLiteral("shared"));
         QVERIFY(QDir().mkpath(folder));
         QCOMPARE(::chmod(QFile::encodeName(folder).constData(), mode_t(folderMode)), 0);
-        const mode_t oldMask = ::umask(022);
+        const mode_t oldMask = ::umask(mode_t(umask));
         qputenv("ZOL_MACHINE_STORE", (folder + QStringLiteral("/machine.ini")).toLocal8Bit());
 
         QVERIFY(RegistryRoutines().writeValue(QStringLiteral("Software\\A"), QStringLiteral("v"), QStringLiteral("1")));
