@@ -10,4 +10,6 @@ function(lumarex_component_library name)
   target_link_options(${name} PRIVATE
     -Wl,--version-script=${LUMAREX_COMPONENT_EXPORTS} -Wl,--no-undefined)
   set_target_properties(${name} PROPERTIES LINK_DEPENDS ${LUMAREX_COMPONENT_EXPORTS})
+  # The package installs every component library (cmake/Packaging.cmake).
+  set_property(GLOBAL APPEND PROPERTY LUMAREX_COMPONENT_LIBRARIES ${name})
 endfunction()

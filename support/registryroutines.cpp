@@ -1,5 +1,7 @@
 #include "registryroutines.h"
 
+#include "installlayout.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QHash>
@@ -53,7 +55,7 @@ QString RegistryRoutines::location(Hive hive)
         const QString env = qEnvironmentVariable("ZOL_MACHINE_STORE");
         if (!env.isEmpty())
             return env;
-        return QStringLiteral("/etc/xdg/Morvel/machine.ini");
+        return install::sharedFolder() + QStringLiteral("/machine.ini");
     }
     const QString env = qEnvironmentVariable("ZOL_USER_STORE");
     if (!env.isEmpty())
@@ -69,10 +71,15 @@ std::unique_ptr<QSettings> RegistryRoutines::open(Access access) const
         return std::make_unique<QSettings>(where, QSettings::NativeFormat);
 #endif
     pinParsedFile(where);
-    // Only a write needs the folder; reads are frequent (every variable sent
-    // reads the host's folder) and must not touch the file system more than once.
-    if (access == Access::Write)
-        QDir().mkpath(QFileInfo(where).absolutePath());
+    // Only a write needs the folder, and only a write may create a file that the
+    // other operators must be able to change; reads are frequent (every variable
+    // sent reads the host's folder) and must not touch the file system more than once.
+    if (access == Access::Write) {
+        const QString folder = QFileInfo(where).absolutePath();
+        QDir().mkpath(folder);
+        if (m_hive == LocalMachine)
+            install::shareNewFilesIn(folder);
+    }
     return std::make_unique<QSettings>(where, QSettings::IniFormat);
 }
 

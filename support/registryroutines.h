@@ -9,8 +9,9 @@
 // Access to the two settings hives: the machine-wide one (shared with the host
 // application) and the current user's. On Windows they are the registry
 // (HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER); elsewhere INI files, the machine-wide
-// one at $ZOL_MACHINE_STORE (default: the system configuration folder) and the
-// user's at $ZOL_USER_STORE (default: the user's configuration folder).
+// one at $ZOL_MACHINE_STORE (default: "machine.ini" in the operators' shared
+// folder, see installlayout.h) and the user's at $ZOL_USER_STORE (default: the
+// user's configuration folder).
 // Key paths use "\" between components ("Software\Morvel\Lumarex3\Settings").
 //
 // Failures are reported the way the original helper class did: operations that

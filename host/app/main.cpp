@@ -12,13 +12,15 @@
 //                            quits; exit code 0 when the display took it.
 //                            Messages go to the error output, not to boxes.
 //   Lumarex --app-path DIR   the host's folder for its files (Displays.dat,
-//                            Extended\); default the program's folder
+//                            Extended\); default the program's folder, or
+//                            the operators' shared folder when installed
 
 #include "progids.h"
 #include "frmMain.h"
 #include "classregistry.h"
 #include "messageboxwidget.h"
 #include "hostsettings.h"
+#include "installlayout.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -80,7 +82,8 @@ int main(int argc, char* argv[])
     QCommandLineOption transmitOption(QStringLiteral("transmit-and-quit"),
                                       QStringLiteral("Transmit the playfile to the first display, then quit."));
     QCommandLineOption appPathOption(QStringLiteral("app-path"),
-                                     QStringLiteral("The host's folder for its files (default: the program's folder)."),
+                                     QStringLiteral("The host's folder for its files (default: the program's folder, "
+                                                    "or the operators' shared folder when installed)."),
                                      QStringLiteral("folder"));
     parser.addOption(appPathOption);
     parser.addOption(selfTestOption);
@@ -90,8 +93,11 @@ int main(int argc, char* argv[])
     parser.process(app);
 
     // The plug-ins find the host's files (Displays.dat, Extended\) through this.
+    // Installed, they are the operators' shared files and the component libraries
+    // sit in a private library folder; in a build tree both are the program's folder.
+    const install::Layout layout = install::layoutFor(QApplication::applicationDirPath());
     const QString folder = parser.isSet(appPathOption) ? QDir(parser.value(appPathOption)).absolutePath()
-                                                       : QApplication::applicationDirPath();
+                                                       : layout.dataFolder;
     settings::write(hostsettings::kAppPath, QDir::toNativeSeparators(folder));
 
     // Unattended: a message box would wait for nobody.
@@ -100,7 +106,7 @@ int main(int argc, char* argv[])
         msgbox::setService(&printed);
 
     frmMain window;
-    window.loadPlugins(QApplication::applicationDirPath());
+    window.loadPlugins(layout.componentFolder);
     if (parser.isSet(selfTestOption))
         return selfTest(window);
 
