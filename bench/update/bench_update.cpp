@@ -12,10 +12,14 @@
 #include <QApplication>
 #include <QFile>
 #include <QProcess>
+#include <QTimer>
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <memory>
+
+#include <sys/resource.h>
 
 namespace {
 VarSelection allVariables()
@@ -82,65 +86,139 @@ void BM_RunPass(benchmark::State& state)
 BENCHMARK(BM_RunPass)->Arg(1)->Arg(10)->Unit(benchmark::kMillisecond);
 
 #ifdef EMULATOR_PATH
-// The whole run over emulated displays on loopback: one emulator process
-// listening on one port per display, the real transmission control, plug-in
-// master and bad-word checker, data and attributes of all 416 variables.
+// Emulated displays on loopback for a run with the real transmission control,
+// plug-in master and bad-word checker: one emulator process listening on one
+// port per display, and a "Displays.dat" naming them 1 ... count.
+struct EmulatedDisplays {
+    QProcess emulator;
+    QString numbers; // "1,2,...", the run's display list
+    QString error;
+
+    EmulatedDisplays(World& world, int count, const QStringList& extra = {})
+    {
+        ComponentLoader::clearFactories(); // the real libraries, not the fakes
+        for (const char* library : {TRANSMISSION_LIBRARY, PLUGINMASTER_LIBRARY, BADWORD_LIBRARY})
+            ComponentLoader::registerLibrary(QString::fromLocal8Bit(library));
+        settings::write(settings::kAppPath, world.env.folder());
+        QStringList args{QStringLiteral("--headless")};
+        for (int i = 0; i < count; ++i)
+            args << QStringLiteral("--tcp") << QStringLiteral("127.0.0.1:0");
+        emulator.start(QStringLiteral(EMULATOR_PATH), args + extra);
+        QList<quint16> ports;
+        while (ports.size() < count && emulator.waitForReadyRead(10000)) {
+            while (emulator.canReadLine()) {
+                const QString line = QString::fromLocal8Bit(emulator.readLine()).trimmed();
+                if (line.startsWith(QStringLiteral("LISTENING tcp ")))
+                    ports << quint16(line.section(u':', -1).toUInt());
+            }
+        }
+        if (ports.size() < count) {
+            error = QStringLiteral("the emulator did not start");
+            return;
+        }
+        QFile list(world.env.path(QStringLiteral("Displays.dat")));
+        list.open(QIODevice::WriteOnly);
+        QStringList all;
+        for (int i = 0; i < count; ++i) {
+            list.write(QStringLiteral("%1|D%1|3|127.0.0.1||%2||1\n").arg(i + 1).arg(ports[i]).toLatin1());
+            all << QString::number(i + 1);
+        }
+        numbers = all.join(u',');
+        // The emulator's output is not read during the run; keep it from filling the pipe.
+        emulator.setStandardOutputFile(QProcess::nullDevice());
+    }
+    ~EmulatedDisplays()
+    {
+        emulator.kill();
+        emulator.waitForFinished();
+    }
+};
+
+// Runs one update of all 416 variables; false with the first failed row's reason.
+bool runAll(World& world, const QString& displays, QString* error)
+{
+    UpdateRun run;
+    run.setVariableSet(world.vars.get());
+    run.setSelection(allVariables());
+    run.setDisplayList(displays);
+    run.start();
+    for (const DisplayRow& row : run.rows()) {
+        if (row.status != UpdateRun::kUpdated) {
+            *error = QStringLiteral("display ") + row.display + QStringLiteral(": ") + row.when;
+            return false;
+        }
+    }
+    return true;
+}
+
+double peakRssMb()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_maxrss) / 1024.0;
+}
+
+// The whole run over `displays` emulated displays, data and attributes of all
+// 416 variables. Run each size in its own process for its peak memory:
+//   bench_update --benchmark_filter='EmulatedRun/500'
 void BM_EmulatedRun(benchmark::State& state)
 {
     const int displays = int(state.range(0));
     World world;
-    ComponentLoader::clearFactories(); // the real libraries, not the fakes
-    for (const char* library : {TRANSMISSION_LIBRARY, PLUGINMASTER_LIBRARY, BADWORD_LIBRARY})
-        ComponentLoader::registerLibrary(QString::fromLocal8Bit(library));
-    settings::write(settings::kAppPath, world.env.folder());
-
-    QProcess emulator;
-    QStringList args{QStringLiteral("--headless")};
-    for (int i = 0; i < displays; ++i)
-        args << QStringLiteral("--tcp") << QStringLiteral("127.0.0.1:0");
-    emulator.start(QStringLiteral(EMULATOR_PATH), args);
-    QList<quint16> ports;
-    while (ports.size() < displays && emulator.waitForReadyRead(10000)) {
-        while (emulator.canReadLine()) {
-            const QString line = QString::fromLocal8Bit(emulator.readLine()).trimmed();
-            if (line.startsWith(QStringLiteral("LISTENING tcp ")))
-                ports << quint16(line.section(u':', -1).toUInt());
-        }
-    }
-    if (ports.size() < displays) {
-        state.SkipWithError("the emulator did not start");
+    EmulatedDisplays emulated(world, displays);
+    if (!emulated.error.isEmpty()) {
+        state.SkipWithError(qPrintable(emulated.error));
         return;
     }
-    QFile list(world.env.path(QStringLiteral("Displays.dat")));
-    list.open(QIODevice::WriteOnly);
-    QStringList numbers;
-    for (int i = 0; i < displays; ++i) {
-        list.write(QStringLiteral("%1|D%1|3|127.0.0.1||%2||1\n").arg(i + 1).arg(ports[i]).toLatin1());
-        numbers << QString::number(i + 1);
-    }
-    list.close();
-    // The emulator's output is not read during the run; keep it from filling the pipe.
-    emulator.setStandardOutputFile(QProcess::nullDevice());
-
     for (auto _ : state) {
-        UpdateRun run;
-        run.setVariableSet(world.vars.get());
-        run.setSelection(allVariables());
-        run.setDisplayList(numbers.join(u','));
-        run.start();
-        for (const DisplayRow& row : run.rows()) {
-            if (row.status != UpdateRun::kUpdated)
-                state.SkipWithError(
-                    qPrintable(QStringLiteral("display ") + row.display + QStringLiteral(": ") + row.when));
-        }
+        QString error;
+        if (!runAll(world, emulated.numbers, &error))
+            state.SkipWithError(qPrintable(error));
     }
     state.counters["s_per_display"] = benchmark::Counter(double(displays), benchmark::Counter::kIsIterationInvariantRate
                                                                                | benchmark::Counter::kInvert);
+    state.counters["peak_rss_mb"] = peakRssMb();
     state.SetItemsProcessed(state.iterations() * 416 * displays);
-    emulator.kill();
-    emulator.waitForFinished();
 }
-BENCHMARK(BM_EmulatedRun)->Arg(100)->Iterations(2)->Unit(benchmark::kSecond)->UseRealTime();
+BENCHMARK(BM_EmulatedRun)->Arg(100)->Arg(500)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+
+// The longest time the event loop waits during an update run on a line paced
+// to 9600 baud, against the longest single send of that run (the gap cannot be
+// shorter: a send is not interrupted). A zero-interval timer stamps every
+// turn of the event loop.
+void BM_EventGapAt9600(benchmark::State& state)
+{
+    World world;
+    EmulatedDisplays emulated(world, 1, {QStringLiteral("--baud"), QStringLiteral("9600")});
+    if (!emulated.error.isEmpty()) {
+        state.SkipWithError(qPrintable(emulated.error));
+        return;
+    }
+    using Clock = std::chrono::steady_clock;
+    double longestGap = 0;
+    Clock::time_point last = Clock::now();
+    QTimer stamp;
+    QObject::connect(&stamp, &QTimer::timeout, [&] {
+        const Clock::time_point now = Clock::now();
+        longestGap = std::max(longestGap, std::chrono::duration<double, std::milli>(now - last).count());
+        last = now;
+    });
+    stamp.start(0);
+    for (auto _ : state) {
+        last = Clock::now();
+        QString error;
+        if (!runAll(world, emulated.numbers, &error))
+            state.SkipWithError(qPrintable(error));
+    }
+    stamp.stop();
+    // The longest send: one attribute batch of 199 entries (5 characters each)
+    // in a frame, and its answer, at 10 bits a byte.
+    const double batchBytes = 199 * 5 + 8 + 2 + 10;
+    state.counters["longest_gap_ms"] = longestGap;
+    state.counters["longest_send_ms"] = batchBytes * 10.0 / 9600.0 * 1000.0;
+    state.counters["gap_per_send"] = longestGap / (batchBytes * 10.0 / 9600.0 * 1000.0);
+}
+BENCHMARK(BM_EventGapAt9600)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 #endif
 } // namespace
 
