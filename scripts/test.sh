@@ -2,8 +2,19 @@
 # Installs what is needed, builds incrementally and runs every test.
 #   scripts/test.sh          debug build (build/dev)
 #   scripts/test.sh --asan   with AddressSanitizer and UndefinedBehaviorSanitizer (build/asan)
+#   scripts/test.sh --all    both, then a few seconds of every fuzz target on its corpus (what CI runs)
 set -euo pipefail
 cd "$(dirname "$0")/.."
+if [ "${1:-}" = "--all" ]; then
+  start=$SECONDS
+  scripts/test.sh
+  echo "== normal build and tests: $((SECONDS - start)) s"
+  scripts/test.sh --asan
+  echo "== sanitizer build and tests: $((SECONDS - start)) s"
+  scripts/fuzz.sh 5
+  echo "== fuzz smoke: $((SECONDS - start)) s in all"
+  exit 0
+fi
 preset=dev
 [ "${1:-}" = "--asan" ] && preset=asan
 scripts/install-deps.sh
