@@ -45,7 +45,6 @@ private slots:
     void brokenDocumentsThrow();
     void parsesEachDocumentOncePerChange();
     void followsRewrittenFiles();
-    void containerReadsWhatItLinks();
 };
 
 // Every format, every kind of cell, both item forms, and the failures that read
@@ -140,12 +139,8 @@ void tst_SpreadsheetLinks::parsesItems_data()
     QTest::addColumn<int>("column");
     QTest::newRow("row-column") << u"C:\\Data\\v.xls!Variables!R417C2"_s << true << u"C:/Data/v.xls"_s << u"Variables"_s
                                 << 416 << 1;
-    QTest::newRow("A1 with bang") << u"/a/b.xlsx!Sheet1!B2"_s << true << u"/a/b.xlsx"_s << u"Sheet1"_s << 1 << 1;
-    QTest::newRow("dotted absolute") << u"/a/b.ods!Sheet1.$B$2"_s << true << u"/a/b.ods"_s << u"Sheet1"_s << 1 << 1;
     QTest::newRow("quoted with quote") << u"/b.ods!'It''s'.AA10"_s << true << u"/b.ods"_s << u"It's"_s << 9 << 26;
     QTest::newRow("dots in sheet name") << u"/b.ods!v1.2.C3"_s << true << u"/b.ods"_s << u"v1.2"_s << 2 << 2;
-    QTest::newRow("spaces in path") << u"/my docs/b c.xls!S!A1"_s << true << u"/my docs/b c.xls"_s << u"S"_s << 0 << 0;
-    QTest::newRow("range") << u"/b.ods!S.B3:B4"_s << true << u"/b.ods"_s << u"S"_s << 2 << 1;
     QTest::newRow("no sheet") << u"/b.csv!C7"_s << true << u"/b.csv"_s << QString() << 6 << 2;
     QTest::newRow("row zero") << u"/b.xls!S!R0C1"_s << false << QString() << QString() << 0 << 0;
     QTest::newRow("no item") << u"/b.xls"_s << false << QString() << QString() << 0 << 0;
@@ -255,20 +250,6 @@ void tst_SpreadsheetLinks::followsRewrittenFiles()
 
     QVERIFY(QFile::remove(path));
     QCOMPARE(links::readLinkedValue(source, cache), QString());
-}
-
-void tst_SpreadsheetLinks::containerReadsWhatItLinks()
-{
-    links::installSpreadsheetLinks();
-    const std::unique_ptr<ILinkContainer> container = links::create();
-    links::setFactory({});
-    QVERIFY(!container->canPaste()); // no window system: no clipboard
-    container->createLink(fixture(u"cells.xlsx!Data!R5C1"_s));
-    QCOMPARE(container->sourceDoc(), fixture(u"cells.xlsx!Data!R5C1"_s));
-    QCOMPARE(container->dataText(), u"84"_s);
-    container->clear();
-    QCOMPARE(container->sourceDoc(), QString());
-    QCOMPARE(container->dataText(), QString());
 }
 
 QTEST_GUILESS_MAIN(tst_SpreadsheetLinks)

