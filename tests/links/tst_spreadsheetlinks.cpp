@@ -41,6 +41,8 @@ private slots:
     void parsesItems();
     void takesClipboardFlavour_data();
     void takesClipboardFlavour();
+    void xlsFormulaResults_data();
+    void xlsFormulaResults();
     void brokenDocumentsThrow_data();
     void brokenDocumentsThrow();
     void parsesEachDocumentOncePerChange();
@@ -76,12 +78,10 @@ void tst_SpreadsheetLinks::readsFixtureCells_data()
         {"A2", "42"},       // no sheet: the first
         {"Data!", ""},      // no cell
     };
-    // Formula results as the documents cache them. The 97-2003 reader has no
-    // access to cached formula results, and the OpenDocument filter reports
-    // numeric ones only: those cases are left out rather than pinned to "".
+    // The OpenDocument filter reports numeric formula results only, and the
+    // office suite stores no text result in a .xls (see xlsFormulaResults).
     const auto unsupported = [](const QString& ext, const char* item) {
-        return (ext == u"xls" && (qstrcmp(item, "Data!R5C1") == 0 || qstrcmp(item, "Data.A6") == 0))
-               || (ext == u"ods" && qstrcmp(item, "Data.A6") == 0);
+        return ext != u"xlsx" && qstrcmp(item, "Data.A6") == 0;
     };
     for (const char* ext : {"xls", "xlsx", "ods"})
         for (const auto& [item, expected] : cells)
@@ -188,6 +188,32 @@ void tst_SpreadsheetLinks::takesClipboardFlavour()
     QTEST(links::linkSourceFromClipboard(&data), "source");
 }
 
+// The cached result of the .xls fixture's formula in A6, replaced in place by
+// each kind of result a formula record can hold.
+void tst_SpreadsheetLinks::xlsFormulaResults_data()
+{
+    QTest::addColumn<QByteArray>("result"); // the record's eight value bytes
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("number") << QByteArray::fromHex("0000000000005540") << u"84"_s;
+    QTest::newRow("true") << QByteArray::fromHex("010001000000ffff") << u"TRUE"_s;
+    QTest::newRow("false") << QByteArray::fromHex("010000000000ffff") << u"FALSE"_s;
+    QTest::newRow("error") << QByteArray::fromHex("020007000000ffff") << u"#DIV/0!"_s;
+    QTest::newRow("empty text") << QByteArray::fromHex("030000000000ffff") << QString();
+}
+
+void tst_SpreadsheetLinks::xlsFormulaResults()
+{
+    QFETCH(QByteArray, result);
+    QByteArray bytes = fixtureBytes(u"cells.xls"_s);
+    // Record type 6, length 33, row 5, column 0, then the format and the value.
+    const qsizetype at = bytes.indexOf(QByteArray::fromHex("0600210005000000"));
+    QVERIFY(at > 0);
+    bytes.replace(at + 10, 8, result);
+    const links::Workbook book = links::readXls(bytes);
+    QTEST(book.sheet(u"Data"_s)->cell(5, 0), "expected");
+    QCOMPARE(book.sheet(u"Data"_s)->cell(1, 0), u"42"_s);
+}
+
 void tst_SpreadsheetLinks::brokenDocumentsThrow_data()
 {
     QTest::addColumn<QByteArray>("bytes");
@@ -232,7 +258,10 @@ void tst_SpreadsheetLinks::followsRewrittenFiles()
 
     // Same size, written in the same instant: only the modification time tells.
     writeFile(path, "a,third value!\n");
-    QFile(path).setFileTime(QDateTime::currentDateTime().addSecs(5), QFileDevice::FileModificationTime);
+    QFile stamped(path);
+    QVERIFY(stamped.open(QIODevice::ReadWrite)
+            && stamped.setFileTime(QDateTime::currentDateTime().addSecs(5), QFileDevice::FileModificationTime));
+    stamped.close();
     QCOMPARE(links::readLinkedValue(source, cache), u"third value!"_s);
 
     const QString next = dir.filePath(u"live.csv.new"_s);

@@ -1,6 +1,7 @@
 #include "spreadsheetreader.h"
 
 #include "codepage.h"
+#include "xlsformulas.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -34,45 +35,6 @@ QString autoText(const QString& field)
     bool ok = false;
     const double value = field.trimmed().toDouble(&ok);
     return ok && !field.trimmed().isEmpty() ? cellText::number(value) : field;
-}
-
-// Whether a number format shows a date, a time or both: the letters y, d and
-// (outside brackets, quotes and escapes) h and s; "m" alone is ambiguous and
-// follows its neighbours, so a format with only "m" is taken as no date.
-struct DateShape {
-    bool date = false;
-    bool time = false;
-};
-
-DateShape shapeOfFormat(size_t builtinId, std::string_view code)
-{
-    // The built-in date and time formats of the Office Open XML file format.
-    if ((builtinId >= 14 && builtinId <= 17) || builtinId == 22)
-        return {true, builtinId == 22};
-    if ((builtinId >= 18 && builtinId <= 21) || (builtinId >= 45 && builtinId <= 47))
-        return {false, true};
-    DateShape shape;
-    bool quoted = false;
-    bool bracket = false;
-    for (size_t i = 0; i < code.size(); ++i) {
-        const char c = char(std::tolower(static_cast<unsigned char>(code[i])));
-        if (quoted) {
-            quoted = c != '"';
-        } else if (c == '"') {
-            quoted = true;
-        } else if (c == '\\' || c == '_' || c == '*') {
-            ++i;
-        } else if (c == '[') {
-            bracket = true;
-        } else if (c == ']') {
-            bracket = false;
-        } else if (!bracket && (c == 'y' || c == 'd')) {
-            shape.date = true;
-        } else if (!bracket && (c == 'h' || c == 's')) {
-            shape.time = true;
-        }
-    }
-    return shape;
 }
 
 class CollectingSheet;
@@ -229,7 +191,7 @@ public:
             const auto number = m_numbers.find(k);
             if (number == m_numbers.end())
                 continue;
-            const DateShape shape = shapeOf(xf);
+            const NumberFormatShape shape = shapeOf(xf);
             if (shape.date || shape.time)
                 sheet.setCell(int(k >> 32), int(k & 0xffffffff),
                               cellText::serialDate(number->second, shape.date, shape.time));
@@ -297,7 +259,7 @@ public:
     }
 
 private:
-    DateShape shapeOfCellFormat(size_t xf) const
+    NumberFormatShape shapeOfCellFormat(size_t xf) const
     {
         const ss::cell_format_t* format = m_styles.get_cell_format(xf);
         if (!format)
@@ -307,9 +269,9 @@ private:
         for (size_t i = 0; i < m_styles.get_number_format_count(); ++i) {
             const ss::number_format_t* nf = m_styles.get_number_format(i);
             if (nf && nf->identifier == format->number_format)
-                return shapeOfFormat(nf->identifier, nf->format_string);
+                return numberFormatShape(nf->identifier, nf->format_string);
         }
-        return shapeOfFormat(format->number_format, {});
+        return numberFormatShape(format->number_format, {});
     }
 
     orcus::string_pool m_pool;
@@ -371,7 +333,8 @@ QString xlsCellText(const FreeXL_CellValue& value)
     }
 }
 
-Workbook readXlsPath(const QString& path)
+// freexl skips formula cells: their cached results are read separately.
+Workbook readXlsPath(const QString& path, QByteArrayView bytes)
 {
     XlsHandle xls(path);
     unsigned int sheetCount = 0;
@@ -397,6 +360,10 @@ Workbook readXlsPath(const QString& path)
         }
         book.sheets.push_back(std::move(sheet));
     }
+    for (const XlsFormulaResult& formula : readXlsFormulaResults(bytes))
+        for (Sheet& sheet : book.sheets)
+            if (sheet.name() == formula.sheet)
+                sheet.setCell(formula.row, formula.column, formula.text);
     return book;
 }
 
@@ -425,7 +392,7 @@ Workbook readXls(QByteArrayView bytes)
     QTemporaryFile file;
     if (!file.open() || file.write(bytes.data(), bytes.size()) != bytes.size() || !file.flush())
         throw ReadError("no room for a temporary copy of the workbook");
-    return readXlsPath(file.fileName());
+    return readXlsPath(file.fileName(), bytes);
 }
 
 QString decodeCsvText(QByteArrayView bytes)
@@ -470,7 +437,7 @@ Workbook readFile(const QString& path)
     const QByteArray bytes = file.readAll();
     // A workbook on disk is read in place, with no temporary copy.
     if (detectKind(bytes) == DocumentKind::Xls)
-        return readXlsPath(path);
+        return readXlsPath(path, bytes);
     return readDocument(bytes, QFileInfo(path).completeBaseName());
 }
 

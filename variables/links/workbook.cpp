@@ -3,6 +3,7 @@
 #include <QDate>
 #include <QTime>
 
+#include <cctype>
 #include <cmath>
 
 namespace links {
@@ -21,6 +22,36 @@ const Sheet* Workbook::sheet(const QString& name) const
         if (s.name().compare(name, Qt::CaseInsensitive) == 0)
             return &s;
     return nullptr;
+}
+
+NumberFormatShape numberFormatShape(size_t builtinId, std::string_view code)
+{
+    if ((builtinId >= 14 && builtinId <= 17) || builtinId == 22)
+        return {true, builtinId == 22};
+    if ((builtinId >= 18 && builtinId <= 21) || (builtinId >= 45 && builtinId <= 47))
+        return {false, true};
+    NumberFormatShape shape;
+    bool quoted = false;
+    bool bracket = false;
+    for (size_t i = 0; i < code.size(); ++i) {
+        const char c = char(std::tolower(static_cast<unsigned char>(code[i])));
+        if (quoted) {
+            quoted = c != '"';
+        } else if (c == '"') {
+            quoted = true;
+        } else if (c == '\\' || c == '_' || c == '*') {
+            ++i;
+        } else if (c == '[') {
+            bracket = true;
+        } else if (c == ']') {
+            bracket = false;
+        } else if (!bracket && (c == 'y' || c == 'd')) {
+            shape.date = true;
+        } else if (!bracket && (c == 'h' || c == 's')) {
+            shape.time = true;
+        }
+    }
+    return shape;
 }
 
 namespace cellText {

@@ -4,6 +4,7 @@
 #include <QString>
 
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 namespace links {
@@ -40,6 +41,17 @@ class ReadError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// What a number format shows of a number: a date, a time of day, or both
+// (neither: a plain number). By the built-in format number of the 97-2003 and
+// Office Open XML formats, else by the letters of the format code outside
+// quotes, escapes and brackets: y and d for a date, h and s for a time ("m" is
+// either and decides nothing).
+struct NumberFormatShape {
+    bool date = false;
+    bool time = false;
+};
+NumberFormatShape numberFormatShape(size_t builtinId, std::string_view code);
 
 // How a cell's value is shown: numbers in the fewest digits (no ".0" for whole
 // numbers), dates and times in ISO form, truth values as TRUE and FALSE.
