@@ -220,6 +220,12 @@ void tst_SpreadsheetLinks::brokenDocumentsThrow_data()
     QTest::newRow("xlsx cut short") << fixtureBytes(u"cells.xlsx"_s).left(3000);
     QTest::newRow("ods cut short") << fixtureBytes(u"cells.ods"_s).left(3000);
     QTest::newRow("xls cut short") << fixtureBytes(u"cells.xls"_s).left(1500);
+    // A shared string whose flags claim formatting runs and extra data that run
+    // past the table (the cell reader would read past its buffer).
+    QByteArray longString = fixtureBytes(u"filled-workbook.xls"_s);
+    QVERIFY(longString.mid(0xbcb, 3) == QByteArray::fromHex("080000")); // "Value 60": 8 characters, flags
+    longString[0xbcd] = char(0xae);
+    QTest::newRow("xls string too long") << longString;
     QTest::newRow("zip of nothing") << "PK\x03\x04 not really a package"_ba;
     QTest::newRow("compound header only") << QByteArray::fromHex("d0cf11e0a1b11ae1") + QByteArray(504, '\0');
 }

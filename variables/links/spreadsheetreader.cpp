@@ -333,9 +333,14 @@ QString xlsCellText(const FreeXL_CellValue& value)
     }
 }
 
-// freexl skips formula cells: their cached results are read separately.
+// freexl skips formula cells: their cached results are read separately. That
+// reading also checks the records and the shared strings first: freexl reads
+// past the end of a string whose length is damaged.
 Workbook readXlsPath(const QString& path, QByteArrayView bytes)
 {
+    const std::optional<std::vector<XlsFormulaResult>> formulas = readXlsFormulaResults(bytes);
+    if (!formulas)
+        throw ReadError("a damaged 97-2003 workbook");
     XlsHandle xls(path);
     unsigned int sheetCount = 0;
     if (freexl_get_info(xls.get(), FREEXL_BIFF_SHEET_COUNT, &sheetCount) != FREEXL_OK)
@@ -360,7 +365,7 @@ Workbook readXlsPath(const QString& path, QByteArrayView bytes)
         }
         book.sheets.push_back(std::move(sheet));
     }
-    for (const XlsFormulaResult& formula : readXlsFormulaResults(bytes))
+    for (const XlsFormulaResult& formula : *formulas)
         for (Sheet& sheet : book.sheets)
             if (sheet.name() == formula.sheet)
                 sheet.setCell(formula.row, formula.column, formula.text);

@@ -3,6 +3,7 @@
 #include <QByteArrayView>
 #include <QString>
 
+#include <optional>
 #include <vector>
 
 namespace links {
@@ -17,9 +18,10 @@ struct XlsFormulaResult {
 };
 
 // The cached formula results of a 97-2003 workbook (the cell reader this
-// project uses skips formula cells). Reads the compound document's workbook
-// stream and walks its records; anything malformed ends the walk, keeping
-// what was found. Bytes in, results out.
-std::vector<XlsFormulaResult> readXlsFormulaResults(QByteArrayView bytes);
+// project uses skips formula cells), read from the compound document's
+// workbook stream record by record. Nothing when the stream is missing, its
+// records do not fit together or its shared strings run past their table: the
+// cell reader is not to be trusted with such a file. Bytes in, results out.
+std::optional<std::vector<XlsFormulaResult>> readXlsFormulaResults(QByteArrayView bytes);
 
 } // namespace links
