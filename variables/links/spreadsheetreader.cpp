@@ -16,6 +16,11 @@
 #include <orcus/spreadsheet/import_interface.hpp>
 #include <orcus/spreadsheet/styles.hpp>
 #include <orcus/string_pool.hpp>
+#include <orcus/zip_archive.hpp>
+#include <orcus/zip_archive_stream.hpp>
+#include <zlib.h>
+
+#include <QXmlStreamReader>
 
 #include <memory>
 #include <optional>
@@ -282,6 +287,66 @@ private:
     std::vector<std::unique_ptr<CollectingSheet>> m_sheets;
 };
 
+quint32 le(const quint8* p, int bytes)
+{
+    quint32 value = 0;
+    for (int i = bytes - 1; i >= 0; --i)
+        value = (value << 8) | p[i];
+    return value;
+}
+
+// The import filters trust the package's XML parts: one damaged on disk can
+// stop the program. So each part is first checked against the checksum its
+// package stores for it, and for being well-formed XML.
+void checkPackage(QByteArrayView bytes)
+{
+    const auto* data = reinterpret_cast<const quint8*>(bytes.data());
+    const size_t size = size_t(bytes.size());
+    // The end record of the central directory, at most 64 KiB of comment from the end.
+    size_t end = size >= 22 ? size - 22 : size;
+    while (end < size && end + 22 + 0xffff >= size && le(data + end, 4) != 0x06054b50)
+        end = end > 0 ? end - 1 : size;
+    if (end >= size)
+        throw ReadError("no package directory");
+    size_t pos = le(data + end + 16, 4);
+    const quint32 count = le(data + end + 10, 2);
+    try {
+        orcus::zip_archive_stream_blob blob(data, size);
+        orcus::zip_archive archive(&blob);
+        archive.load();
+        std::vector<unsigned char> part;
+        for (quint32 i = 0; i < count; ++i) {
+            if (pos + 46 > size || le(data + pos, 4) != 0x02014b50)
+                throw ReadError("a damaged package directory");
+            const quint32 crc = le(data + pos + 16, 4);
+            const size_t partSize = le(data + pos + 24, 4);
+            const size_t nameLength = le(data + pos + 28, 2);
+            const size_t next = pos + 46 + nameLength + le(data + pos + 30, 2) + le(data + pos + 32, 2);
+            if (next > size)
+                throw ReadError("a damaged package directory");
+            const std::string_view name(reinterpret_cast<const char*>(data + pos + 46), nameLength);
+            pos = next;
+            if (!name.ends_with(".xml") && !name.ends_with(".rels"))
+                continue;
+            part.clear();
+            // The part comes back with a terminating zero byte after it.
+            if (!archive.read_file_entry(name, part) || part.size() < partSize
+                || crc32(0, part.data(), uInt(partSize)) != crc)
+                throw ReadError("a damaged package part");
+            QXmlStreamReader xml(
+                QByteArray::fromRawData(reinterpret_cast<const char*>(part.data()), qsizetype(partSize)));
+            while (!xml.atEnd())
+                xml.readNext();
+            if (xml.hasError())
+                throw ReadError("a package part that is not XML");
+        }
+    } catch (const ReadError&) {
+        throw;
+    } catch (const std::exception& e) {
+        throw ReadError(e.what());
+    }
+}
+
 template <typename Filter> Workbook readWith(QByteArrayView bytes)
 {
     CollectingFactory factory;
@@ -388,9 +453,17 @@ DocumentKind detectKind(QByteArrayView bytes)
     return DocumentKind::Csv;
 }
 
-Workbook readXlsx(QByteArrayView bytes) { return readWith<orcus::orcus_xlsx>(bytes); }
+Workbook readXlsx(QByteArrayView bytes)
+{
+    checkPackage(bytes);
+    return readWith<orcus::orcus_xlsx>(bytes);
+}
 
-Workbook readOds(QByteArrayView bytes) { return readWith<orcus::orcus_ods>(bytes); }
+Workbook readOds(QByteArrayView bytes)
+{
+    checkPackage(bytes);
+    return readWith<orcus::orcus_ods>(bytes);
+}
 
 Workbook readXls(QByteArrayView bytes)
 {
