@@ -347,6 +347,63 @@ void checkPackage(QByteArrayView bytes)
     }
 }
 
+// The OpenDocument filter passes on numeric formula results only: text results
+// are taken from the content part, walked row by row and cell by cell with the
+// repeat counts that stand for runs of equal rows and cells.
+void addOdsTextFormulaResults(QByteArrayView bytes, Workbook& book)
+{
+    std::vector<unsigned char> content;
+    try {
+        orcus::zip_archive_stream_blob blob(reinterpret_cast<const uint8_t*>(bytes.data()), size_t(bytes.size()));
+        orcus::zip_archive archive(&blob);
+        archive.load();
+        if (!archive.read_file_entry("content.xml", content))
+            return;
+    } catch (const std::exception&) {
+        return;
+    }
+    const QString tableNs = QStringLiteral("urn:oasis:names:tc:opendocument:xmlns:table:1.0");
+    const QString officeNs = QStringLiteral("urn:oasis:names:tc:opendocument:xmlns:office:1.0");
+    const auto repeat = [](const QXmlStreamAttributes& a, const QString& ns, const QString& name) {
+        const int n = a.value(ns, name).toInt();
+        return n > 0 ? n : 1;
+    };
+    QXmlStreamReader xml(QByteArray::fromRawData(reinterpret_cast<const char*>(content.data()),
+                                                 qsizetype(content.size()) - 1)); // without the added zero
+    Sheet* sheet = nullptr;
+    int row = 0, rows = 1, column = 0;
+    while (xml.readNextStartElement() || !xml.atEnd()) {
+        if (xml.isEndElement() && xml.namespaceUri() == tableNs && xml.name() == u"table-row")
+            row += rows;
+        if (!xml.isStartElement() || xml.namespaceUri() != tableNs)
+            continue;
+        const QXmlStreamAttributes a = xml.attributes();
+        if (xml.name() == u"table") {
+            const QString name = a.value(tableNs, QStringLiteral("name")).toString();
+            sheet = nullptr;
+            for (Sheet& s : book.sheets)
+                if (s.name() == name)
+                    sheet = &s;
+            row = 0;
+        } else if (xml.name() == u"table-row") {
+            rows = repeat(a, tableNs, QStringLiteral("number-rows-repeated"));
+            column = 0;
+        } else if (xml.name() == u"table-cell" || xml.name() == u"covered-table-cell") {
+            const int columns = repeat(a, tableNs, QStringLiteral("number-columns-repeated"));
+            if (sheet && a.hasAttribute(tableNs, QStringLiteral("formula"))
+                && a.value(officeNs, QStringLiteral("value-type")) == u"string") {
+                const QString text = a.hasAttribute(officeNs, QStringLiteral("string-value"))
+                                         ? a.value(officeNs, QStringLiteral("string-value")).toString()
+                                         : xml.readElementText(QXmlStreamReader::IncludeChildElements);
+                for (int r = row; r < row + std::min(rows, 1000); ++r)
+                    for (int c = column; c < column + std::min(columns, 1000); ++c)
+                        sheet->setCell(r, c, text);
+            }
+            column += columns;
+        }
+    }
+}
+
 template <typename Filter> Workbook readWith(QByteArrayView bytes)
 {
     CollectingFactory factory;
@@ -462,7 +519,9 @@ Workbook readXlsx(QByteArrayView bytes)
 Workbook readOds(QByteArrayView bytes)
 {
     checkPackage(bytes);
-    return readWith<orcus::orcus_ods>(bytes);
+    Workbook book = readWith<orcus::orcus_ods>(bytes);
+    addOdsTextFormulaResults(bytes, book);
+    return book;
 }
 
 Workbook readXls(QByteArrayView bytes)
