@@ -45,6 +45,8 @@ private slots:
     void xlsFormulaResults();
     void brokenDocumentsThrow_data();
     void brokenDocumentsThrow();
+    void serialDates_data();
+    void serialDates();
     void parsesEachDocumentOncePerChange();
     void followsRewrittenFiles();
 };
@@ -236,6 +238,25 @@ void tst_SpreadsheetLinks::brokenDocumentsThrow()
 {
     QFETCH(QByteArray, bytes);
     QVERIFY_THROWS_EXCEPTION(links::ReadError, links::readDocument(bytes, u"x"_s));
+}
+
+// Date cells of a damaged document may carry any number (found by fuzzing).
+void tst_SpreadsheetLinks::serialDates_data()
+{
+    QTest::addColumn<double>("serial");
+    QTest::addColumn<QString>("shown");
+    QTest::newRow("a date") << 45000.0 << u"2023-03-15"_s;
+    QTest::newRow("a date and time") << 45000.75 << u"2023-03-15 18:00:00"_s;
+    QTest::newRow("before the phantom leap day") << 59.0 << u"1900-02-28"_s;
+    QTest::newRow("far beyond the last year") << 3.5e72 << u"3.5e+72"_s;
+    QTest::newRow("far before the first year") << -1e300 << u"-1e+300"_s;
+}
+
+void tst_SpreadsheetLinks::serialDates()
+{
+    QFETCH(double, serial);
+    QFETCH(QString, shown);
+    QCOMPARE(links::cellText::serialDate(serial, true, true), shown);
 }
 
 void tst_SpreadsheetLinks::parsesEachDocumentOncePerChange()

@@ -298,6 +298,8 @@ quint32 le(const quint8* p, int bytes)
 // The import filters trust the package's XML parts: one damaged on disk can
 // stop the program. So each part is first checked against the checksum its
 // package stores for it, and for being well-formed XML.
+constexpr size_t kMaxPartBytes = 64 * 1024 * 1024;
+
 void checkPackage(QByteArrayView bytes)
 {
     const auto* data = reinterpret_cast<const quint8*>(bytes.data());
@@ -315,10 +317,14 @@ void checkPackage(QByteArrayView bytes)
         orcus::zip_archive archive(&blob);
         archive.load();
         std::vector<unsigned char> part;
-        for (quint32 i = 0; i < count; ++i) {
-            if (pos + 46 > size || le(data + pos, 4) != 0x02014b50)
+        // The end record's count may be damaged too: every record of the
+        // directory is checked, as the unpacking reads them all.
+        const auto atRecord = [&] { return pos + 46 <= size && le(data + pos, 4) == 0x02014b50; };
+        for (quint32 i = 0; i < count || atRecord(); ++i) {
+            if (!atRecord())
                 throw ReadError("a damaged package directory");
             const quint32 crc = le(data + pos + 16, 4);
+            const size_t packedSize = le(data + pos + 20, 4);
             const size_t partSize = le(data + pos + 24, 4);
             const size_t nameLength = le(data + pos + 28, 2);
             const size_t next = pos + 46 + nameLength + le(data + pos + 30, 2) + le(data + pos + 32, 2);
@@ -326,6 +332,9 @@ void checkPackage(QByteArrayView bytes)
                 throw ReadError("a damaged package directory");
             const std::string_view name(reinterpret_cast<const char*>(data + pos + 46), nameLength);
             pos = next;
+            // The unpacking would first make room for what the directory claims.
+            if (partSize > kMaxPartBytes || packedSize > size)
+                throw ReadError("a package part larger than it can be");
             if (!name.ends_with(".xml") && !name.ends_with(".rels"))
                 continue;
             part.clear();
@@ -458,12 +467,18 @@ QString xlsCellText(const FreeXL_CellValue& value)
 // freexl skips formula cells: their cached results are read separately. That
 // reading also checks the records and the shared strings first: freexl reads
 // past the end of a string whose length is damaged.
-Workbook readXlsPath(const QString& path, QByteArrayView bytes)
+Workbook readXlsDocument(QByteArrayView bytes)
 {
     const std::optional<std::vector<XlsFormulaResult>> formulas = readXlsFormulaResults(bytes);
     if (!formulas)
         throw ReadError("a damaged 97-2003 workbook");
-    XlsHandle xls(path);
+    // freexl reads past its buffers on some damaged compound documents: it gets
+    // the workbook stream in a compound document made afresh.
+    const QByteArray document = rebuiltXlsDocument(bytes);
+    QTemporaryFile file;
+    if (document.isEmpty() || !file.open() || file.write(document) != document.size() || !file.flush())
+        throw ReadError("a damaged 97-2003 workbook");
+    XlsHandle xls(file.fileName());
     unsigned int sheetCount = 0;
     if (freexl_get_info(xls.get(), FREEXL_BIFF_SHEET_COUNT, &sheetCount) != FREEXL_OK)
         throw ReadError("a 97-2003 workbook without sheets");
@@ -524,13 +539,7 @@ Workbook readOds(QByteArrayView bytes)
     return book;
 }
 
-Workbook readXls(QByteArrayView bytes)
-{
-    QTemporaryFile file;
-    if (!file.open() || file.write(bytes.data(), bytes.size()) != bytes.size() || !file.flush())
-        throw ReadError("no room for a temporary copy of the workbook");
-    return readXlsPath(file.fileName(), bytes);
-}
+Workbook readXls(QByteArrayView bytes) { return readXlsDocument(bytes); }
 
 QString decodeCsvText(QByteArrayView bytes)
 {
@@ -572,9 +581,6 @@ Workbook readFile(const QString& path)
     if (!file.open(QIODevice::ReadOnly))
         throw ReadError("cannot open the document");
     const QByteArray bytes = file.readAll();
-    // A workbook on disk is read in place, with no temporary copy.
-    if (detectKind(bytes) == DocumentKind::Xls)
-        return readXlsPath(path, bytes);
     return readDocument(bytes, QFileInfo(path).completeBaseName());
 }
 

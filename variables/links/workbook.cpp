@@ -77,6 +77,9 @@ QString dateTime(int year, int month, int day, int hour, int minute, double seco
 
 QString serialDate(double serial, bool withDate, bool withTime)
 {
+    // Beyond the years 0001 ... 9999 a serial is no date: it shows as its number.
+    if (!(serial > -693594.0 && serial < 2958466.0))
+        return number(serial);
     // Serials from 61 on count from 1899-12-30; below that the phantom
     // 1900-02-29 has not happened yet.
     qint64 days = qint64(std::floor(serial));

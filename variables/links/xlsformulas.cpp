@@ -4,6 +4,9 @@
 #include <gsf/gsf-infile.h>
 #include <gsf/gsf-input-memory.h>
 #include <gsf/gsf-input.h>
+#include <gsf/gsf-outfile-msole.h>
+#include <gsf/gsf-outfile.h>
+#include <gsf/gsf-output-memory.h>
 #include <gsf/gsf-utils.h>
 
 #include "xlsformulas.h"
@@ -75,6 +78,8 @@ QByteArray workbookStream(QByteArrayView bytes)
         if (!stream)
             continue;
         const gsf_off_t size = gsf_input_size(stream.get());
+        if (size < 0 || size > bytes.size()) // a damaged directory entry
+            return {};
         QByteArray data(qsizetype(size), Qt::Uninitialized);
         if (size > 0 && !gsf_input_read(stream.get(), size_t(size), reinterpret_cast<guint8*>(data.data())))
             return {};
@@ -239,6 +244,27 @@ private:
 };
 
 } // namespace
+
+QByteArray rebuiltXlsDocument(QByteArrayView bytes)
+{
+    const QByteArray stream = workbookStream(bytes);
+    if (stream.isEmpty())
+        return {};
+    using Output = std::unique_ptr<GsfOutput, decltype(&g_object_unref)>;
+    Output memory(gsf_output_memory_new(), g_object_unref);
+    {
+        Output document(GSF_OUTPUT(gsf_outfile_msole_new(memory.get())), g_object_unref);
+        Output child(gsf_outfile_new_child(GSF_OUTFILE(document.get()), "Workbook", FALSE), g_object_unref);
+        const bool written = gsf_output_write(child.get(), size_t(stream.size()),
+                                              reinterpret_cast<const guint8*>(stream.constData()));
+        gsf_output_close(child.get());
+        gsf_output_close(document.get());
+        if (!written)
+            return {};
+    }
+    const auto* out = gsf_output_memory_get_bytes(GSF_OUTPUT_MEMORY(memory.get()));
+    return QByteArray(reinterpret_cast<const char*>(out), qsizetype(gsf_output_size(memory.get())));
+}
 
 std::optional<std::vector<XlsFormulaResult>> readXlsFormulaResults(QByteArrayView bytes)
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QByteArrayView>
 #include <QString>
 
@@ -23,5 +24,9 @@ struct XlsFormulaResult {
 // records do not fit together or its shared strings run past their table: the
 // cell reader is not to be trusted with such a file. Bytes in, results out.
 std::optional<std::vector<XlsFormulaResult>> readXlsFormulaResults(QByteArrayView bytes);
+
+// The workbook stream of a 97-2003 workbook in a compound document written
+// afresh, which every reader can trust; empty when there is no stream to take.
+QByteArray rebuiltXlsDocument(QByteArrayView bytes);
 
 } // namespace links
