@@ -68,8 +68,10 @@ bool updateAll(DisplayClient& client, QString* error)
 void BM_UpdateAllVariables(benchmark::State& state)
 {
     const int baud = int(state.range(0));
+    const bool pty = state.range(1) != 0; // a serial line (a pty) instead of TCP
     EmulatorProcess emulator(QStringLiteral(LUMAREX_EMULATOR_PATH));
-    QStringList args{QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:0")};
+    QStringList args = pty ? QStringList{QStringLiteral("--pty")}
+                           : QStringList{QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:0")};
     if (baud > 0)
         args << QStringLiteral("--baud") << QString::number(baud);
     if (!emulator.start(args)) {
@@ -77,8 +79,9 @@ void BM_UpdateAllVariables(benchmark::State& state)
         return;
     }
     disptrans::ConnectionSettings settings;
-    settings.ConnKind = disptrans::Network;
-    settings.ConnTarget = QStringLiteral("127.0.0.1");
+    settings.ConnKind = pty ? disptrans::SerialPort : disptrans::Network;
+    settings.ConnTarget = pty ? emulator.ptyPath() : QStringLiteral("127.0.0.1");
+    settings.ConnParam1 = QStringLiteral("9600,N,8,1");
     settings.ConnParam3 = QString::number(emulator.tcpPort());
     settings.ConnAddress = 1;
     DisplayClient client;
@@ -133,9 +136,10 @@ void BM_DecodeStream(benchmark::State& state)
 } // namespace
 
 BENCHMARK(BM_UpdateAllVariables)
-    ->ArgName("baud")
-    ->Arg(9600)
-    ->Arg(0)
+    ->ArgNames({"baud", "pty"})
+    ->Args({9600, 1})
+    ->Args({9600, 0})
+    ->Args({0, 0})
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
