@@ -102,10 +102,7 @@ void TestPlayfileEndToEnd::tokenTypedVariableShownOnSign()
     TestEnvironment env;
     EmulatorProcess emulator(QStringLiteral(LUMAREX_EMULATOR));
     QVERIFY2(emulator.start({QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:0")}), qPrintable(emulator.error()));
-    QFile list(env.path(QStringLiteral("Displays.dat")));
-    QVERIFY(list.open(QIODevice::WriteOnly));
-    list.write(QStringLiteral("1|Departures|3|127.0.0.1||%1||%2\n").arg(emulator.tcpPort()).arg(addresses).toLatin1());
-    list.close();
+    QVERIFY(writeDisplayList(env.folder(), {{"Departures", emulator.tcpPort(), addresses}}));
     // The host's folder, and the manager's update without questions: the chosen
     // variable, the display the host opened last, no delay.
     settings::write(hostsettings::kAppPath, env.folder());

@@ -4,8 +4,8 @@
 #include "classregistry.h"
 #include "clsVariableAccess.h"
 #include "dlgVarCmdInserter.h"
+#include "fakehostobjects.h"
 #include "fakepluginmaster.h"
-#include "linkcontainer.h"
 #include "testenvironment.h"
 #include "varcommand.h"
 #include "zolQMDVariables.h"
@@ -146,18 +146,8 @@ private slots:
         clsVariableAccess set;
         set.setVariableData(300, QStringLiteral("stored"));
         set.setVariableOLELink(300, QStringLiteral("C:\\book.xls!Variables!R300C2"));
-        class OneCell final : public ILinkContainer {
-        public:
-            QString source;
-            void setLinkedOnly() override {}
-            bool canPaste() override { return false; }
-            void paste() override {}
-            QString sourceDoc() override { return source; }
-            void clear() override {}
-            void setDataFormat(const QString&) override {}
-            void createLink(const QString& s) override { source = s; }
-            QString dataText() override { return source.endsWith(u"R300C2") ? QStringLiteral("live 42") : QString(); }
-        } sheet;
+        FakeLinkContainer sheet;
+        sheet.values.insert(set.VariableOLELink(300), QStringLiteral("live 42"));
         QObject noFrame;
         dlgVarCmdInserter dlg;
         dlg.setVariableSet(&set);

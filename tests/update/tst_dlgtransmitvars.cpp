@@ -6,8 +6,8 @@
 #include "clsVariableAccess.h"
 #include "dlgTransmitVars.h"
 #include "emulatorprocess.h"
+#include "fakehostobjects.h"
 #include "fakepluginmaster.h"
-#include "linkcontainer.h"
 #include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
 #include "testenvironment.h"
@@ -23,11 +23,9 @@ constexpr int16_t kUnit = 7; // the only address the emulated display answers
 
 std::unique_ptr<EmulatorProcess> display(const QStringList& extra = {})
 {
-    auto e = std::make_unique<EmulatorProcess>(QStringLiteral(EMULATOR_PATH));
-    if (!e->start(QStringList{QStringLiteral("--trace"), QStringLiteral("--units"), QString::number(kUnit)} + extra, 1,
-                  10000))
-        qWarning("%s", qPrintable(e->error()));
-    return e;
+    return startEmulator(QStringLiteral(EMULATOR_PATH),
+                         QStringList{QStringLiteral("--trace"), QStringLiteral("--units"), QString::number(kUnit)}
+                             + extra);
 }
 
 // A transmission control as the host hands it over: connected, at kUnit.
@@ -81,23 +79,6 @@ int framesOf(EmulatorProcess& e, const QString& command)
     return int(
         e.log().filter(QRegularExpression(QStringLiteral("^FRAME .* addr=%1 .*%2").arg(kUnit).arg(command))).size());
 }
-
-// A spreadsheet link whose value the test sets.
-class SheetLinks final : public ILinkContainer {
-public:
-    QHash<QString, QString> values;
-    void setLinkedOnly() override {}
-    bool canPaste() override { return false; }
-    void paste() override {}
-    QString sourceDoc() override { return m_source; }
-    void clear() override { m_source.clear(); }
-    void setDataFormat(const QString&) override {}
-    void createLink(const QString& source) override { m_source = source; }
-    QString dataText() override { return values.value(m_source); }
-
-private:
-    QString m_source;
-};
 } // namespace
 
 class TestTransmitVars final : public QObject {
@@ -163,7 +144,7 @@ private slots:
         set.setVariableOLELink(3, QStringLiteral("C:\\vars.xls!Variables!R3C2"));
         set.setVariableOLELink(260, QStringLiteral("C:\\vars.xls!Variables!R260C2"));
         set.setVariableMaxLength(260, QStringLiteral("4"));
-        SheetLinks links;
+        FakeLinkContainer links;
         links.values.insert(set.VariableOLELink(3), QStringLiteral("FROM SHEET"));
         links.values.insert(set.VariableOLELink(260), QStringLiteral("SHEET CELL"));
         auto control = connectedControl(e->tcpPort());
