@@ -1,6 +1,7 @@
 // The variable command inserter as the host's frame editor opens it: through
 // StartFrameFeature, with a frame object that records what it is asked to add.
 
+#include "datarow.h"
 #include "classregistry.h"
 #include "clsVariableAccess.h"
 #include "dlgVarCmdInserter.h"
@@ -75,21 +76,11 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("entry");
         QTest::addColumn<QString>("token");
-        QTest::newRow("first") << 1 << "Score"
-                               << "Text Var1: Score"
-                               << "VBL001";
-        QTest::newRow("two digits") << 12 << ""
-                                    << "Text Var12: "
-                                    << "VBL012";
-        QTest::newRow("last text") << 256 << "x"
-                                   << "Text Var256: x"
-                                   << "VBL256";
-        QTest::newRow("first cell") << 257 << "Cell A"
-                                    << "Cell Var1: Cell A"
-                                    << "VBL257";
-        QTest::newRow("last cell") << 416 << "End"
-                                   << "Cell Var160: End"
-                                   << "VBL416";
+        addRow("first", 1, "Score", "Text Var1: Score", "VBL001");
+        addRow("two digits", 12, "", "Text Var12: ", "VBL012");
+        addRow("last text", 256, "x", "Text Var256: x", "VBL256");
+        addRow("first cell", 257, "Cell A", "Cell Var1: Cell A", "VBL257");
+        addRow("last cell", 416, "End", "Cell Var160: End", "VBL416");
     }
     void tokensAndEntries()
     {

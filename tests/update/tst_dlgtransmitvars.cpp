@@ -2,6 +2,7 @@
 // is connected and addressed before the plug-in is called, and what the display
 // holds afterwards is read back over a second connection.
 
+#include "datarow.h"
 #include "classregistry.h"
 #include "clsVariableAccess.h"
 #include "dlgTransmitVars.h"
@@ -169,25 +170,13 @@ private slots:
         QTest::addColumn<int>("dataFrames");
         QTest::addColumn<QString>("heldText1"); // text variable 1 afterwards
         QTest::addColumn<QString>("heldCell1"); // cell variable 1 (257) afterwards
-        QTest::newRow("all attributes refused") << "AB"
-                                                << "FAILED!" << 0 << "1 2 2 []"
-                                                << "1 2 2 []";
-        QTest::newRow("cell attributes refused") << "B"
-                                                 << "FAILED!" << 0 << "2 1 2 []"
-                                                 << "1 2 2 []";
+        addRow("all attributes refused", "AB", "FAILED!", 0, "1 2 2 []", "1 2 2 []");
+        addRow("cell attributes refused", "B", "FAILED!", 0, "2 1 2 []", "1 2 2 []");
         // Only the last attribute batch decides, so refused text attributes go unnoticed.
-        QTest::newRow("text attributes refused") << "A"
-                                                 << "Successful" << 416 << "1 2 2 [value 1]"
-                                                 << "6 1 2 [value 257]";
-        QTest::newRow("text data refused") << "T"
-                                           << "FAILED!" << 1 << "2 1 2 []"
-                                           << "6 1 2 []";
-        QTest::newRow("cell data refused") << "C"
-                                           << "FAILED!" << 257 << "2 1 2 [value 1]"
-                                           << "6 1 2 []";
-        QTest::newRow("messages refused only") << "M"
-                                               << "Successful" << 416 << "2 1 2 [value 1]"
-                                               << "6 1 2 [value 257]";
+        addRow("text attributes refused", "A", "Successful", 416, "1 2 2 [value 1]", "6 1 2 [value 257]");
+        addRow("text data refused", "T", "FAILED!", 1, "2 1 2 []", "6 1 2 []");
+        addRow("cell data refused", "C", "FAILED!", 257, "2 1 2 [value 1]", "6 1 2 []");
+        addRow("messages refused only", "M", "Successful", 416, "2 1 2 [value 1]", "6 1 2 [value 257]");
     }
     void refusedCommands()
     {
