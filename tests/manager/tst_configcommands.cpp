@@ -184,18 +184,14 @@ private slots:
         QTest::addColumn<bool>("loadsWhole");
         QTest::addColumn<bool>("viaLoad"); // opened with "Load Configuration", else the current file
         const QByteArray whole = fileNamed(u"kept"_s);
-        const qsizetype line101 = [&] {
+        const auto lineStart = [&](int n) { // where the line after the first n begins
             qsizetype at = 0;
-            for (int i = 0; i < 101; ++i)
+            for (int i = 0; i < n; ++i)
                 at = whole.indexOf('\n', at) + 1;
             return at;
-        }();
-        const QByteArray first200 = whole.left([&] {
-            qsizetype at = 0;
-            for (int i = 0; i < 201; ++i)
-                at = whole.indexOf('\n', at) + 1;
-            return at;
-        }());
+        };
+        const qsizetype line101 = lineStart(101);
+        const QByteArray first200 = whole.left(lineStart(201));
         QTest::newRow("wrong header") << QByteArray(whole).replace("ZOL1.1", "ZOL2.0") << false << false;
         QTest::newRow("wrong header, loaded") << QByteArray(whole).replace("ZOL1.1", "ZOL2.0") << false << true;
         QTest::newRow("binary junk") << QByteArray("\x89PNG\r\n\x1a\n\x00\x00\x00\rIHDR\"\x01", 18) << false << false;

@@ -12,10 +12,8 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
-#include <QDir>
 #include <QLineEdit>
 #include <QMenu>
-#include <QPainter>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTest>
@@ -289,38 +287,6 @@ private slots:
         // The text before the editor is the newest undo state.
         trigger(u"mnuUndo"_s);
         QCOMPARE(box->text(), u"Happy"_s);
-    }
-
-    // LUMAREX_SCREENSHOTS=<folder>: the Edit menu open over a data box, and the variable text editor.
-    void screenshots()
-    {
-        const QString folder = qEnvironmentVariable("LUMAREX_SCREENSHOTS");
-        if (folder.isEmpty())
-            QSKIP("LUMAREX_SCREENSHOTS=<folder> writes pictures of the dialogs");
-        QDir().mkpath(folder);
-        m_dialog->resize(m_dialog->sizeHint());
-        QLineEdit* box = dataBox(0);
-        box->setFocus();
-        QTest::keyClicks(box, u"Happy hour 5-7 pm"_s);
-        box->setSelection(0, 5);
-        QGuiApplication::clipboard()->setText(u"Closed"_s);
-        QApplication::processEvents();
-        const QPoint at = box->mapTo(m_dialog.get(), QPoint(40, box->height() / 2));
-        editMenu()->popup(m_dialog->mapToGlobal(at));
-        QTRY_VERIFY(editMenu()->isVisible());
-        QPixmap picture = m_dialog->grab();
-        {
-            QPainter painter(&picture);
-            painter.drawPixmap(at, editMenu()->grab());
-        }
-        editMenu()->close();
-        QVERIFY(picture.save(QDir(folder).filePath(u"edit-menu.png"_s)));
-
-        dlgVarEdit editor;
-        editor.SetText(u"{\\rtf1{\\colortbl;\\red0\\green255\\blue0;}Happy hour {\\cf1 5-7 pm}}"_s);
-        editor.Show(0);
-        QVERIFY(QTest::qWaitForWindowExposed(&editor));
-        QVERIFY(editor.grab().save(QDir(folder).filePath(u"variable-viewer.png"_s)));
     }
 };
 

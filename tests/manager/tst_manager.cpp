@@ -341,45 +341,6 @@ private slots:
         QCOMPARE(m_world->box.shown().size(), 1);
     }
 
-    void configurationCommands_data()
-    {
-        QTest::addColumn<QString>("item");
-        QTest::addColumn<bool>("chooseOther");  // the file dialog's answer: other.vls, else cancelled
-        QTest::addColumn<QStringList>("shown"); // the file dialog's title, then messages
-        QTest::addColumn<QString>("after");     // the window title, the first name shown
-        const QString kept = "Variable Manager - QMDvarinfo.vls Edited", load = "Choose file to load!";
-        addRow("load", "mnuToolsLoad", true, QStringList{load}, "Variable Manager - other.vls Other");
-        addRow("load cancelled", "mnuToolsLoad", false,
-               QStringList{load, "No file chosen! No configuration will be loaded!"}, kept);
-        addRow("new cancelled", "mnuToolsNewConfiguration", false,
-               QStringList{"Choose name for new configuration!", "No name chosen! Not loading new configuration!"},
-               kept);
-    }
-    void configurationCommands()
-    {
-        QFETCH(QString, item);
-        QFETCH(bool, chooseOther);
-        QFETCH(QStringList, shown);
-        QFETCH(QString, after);
-        const QString other = m_world->env.path("other.vls");
-        m_world->files.answerNext(chooseOther ? other : QString());
-        dlgVariables* d = openManager();
-        typeInto(edit(d, "txtTextVariableName"), "Other");
-        press("mnuToolsSave");
-        QVERIFY(QFile::copy(vlsPath(), other));
-        typeInto(edit(d, "txtTextVariableName"), "Edited");
-        press(item);
-        // Every command writes what was typed to the current file first.
-        QCOMPARE(vlsRecord(vlsPath(), 1).value(0), "Edited");
-        QStringList seen;
-        for (const filedialog::Request& r : m_world->files.shown()) {
-            QCOMPARE(r.filter, "Variable Configuration File(*.vls)|*.vls");
-            seen << r.title;
-        }
-        QCOMPARE(seen + m_world->box.texts(), shown);
-        QCOMPARE(d->windowTitle() + u' ' + edit(d, "txtTextVariableName")->text(), after);
-    }
-
     void sharedInstanceKeepsItsSet()
     {
         // The first start edits variable 5 and leaves on the Cell page; the second looks and closes.
