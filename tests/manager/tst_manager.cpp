@@ -171,9 +171,7 @@ private slots:
     // edit commands follow an empty data box with nothing selected.
     void defaultState_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("shown");
-        const std::pair<const char*, const char*> controls[] = {
+        addControlRows({
             {"", "Variable Manager - QMDvarinfo.vls"},
             {"tabVariables", "Text|Cell"},
             {"Frame1", "Options: "},
@@ -214,9 +212,7 @@ private slots:
             {"mnuChooseDisplay", "Choose Displays"},
             {"mnuSettings", "Variable Update Settings"},
             {"mnuAbout", "&About"},
-        };
-        for (const auto& [name, shown] : controls)
-            addRow(*name ? name : "title", QString::fromLatin1(name), QString::fromLatin1(shown));
+        });
     }
     void defaultState()
     {
@@ -230,9 +226,7 @@ private slots:
     // Every control as the dialog opens, by objectName ("" = the dialog's title).
     void settingsDefaultState_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("shown");
-        const std::pair<const char*, const char*> controls[] = {
+        addControlRows({
             {"", "Variable Update Settings"},
             {"fraDisplay", "Choose Display"},
             {"optChooseDisplay_0", "Never ask for displays, use the current one"},
@@ -247,9 +241,7 @@ private slots:
             {"fraDelay", "Retry Interval"},
             {"cmdOK", "OK"},
             {"cmdCancel", "Cancel"},
-        };
-        for (const auto& [name, shown] : controls)
-            addRow(*name ? name : "title", QString::fromLatin1(name), QString::fromLatin1(shown));
+        });
     }
     void settingsDefaultState()
     {

@@ -9,6 +9,7 @@
 #include <QMenu>
 #include <QStringList>
 #include <QTabWidget>
+#include <QTest>
 
 QString shownState(QWidget* dialog, const QString& name)
 {
@@ -44,4 +45,12 @@ QString shownState(QWidget* dialog, const QString& name)
         return QStringLiteral("<missing>");
     }
     return enabled ? text : text + QStringLiteral(" (disabled)");
+}
+
+void addControlRows(std::initializer_list<std::pair<const char*, const char*>> controls)
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("shown");
+    for (const auto& [name, shown] : controls)
+        QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
 }

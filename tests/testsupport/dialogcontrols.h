@@ -2,6 +2,9 @@
 
 #include <QString>
 
+#include <initializer_list>
+#include <utility>
+
 class QWidget;
 
 // What the control of that objectName shows ("" = the dialog itself): the window
@@ -10,3 +13,7 @@ class QWidget;
 // followed by " (disabled)" when it cannot be used. "<missing>" when there is no
 // such control.
 QString shownState(QWidget* dialog, const QString& name);
+
+// The data of a default-state test: columns "name" and "shown", one row per
+// control given as {objectName, what shownState gives}.
+void addControlRows(std::initializer_list<std::pair<const char*, const char*>> controls);

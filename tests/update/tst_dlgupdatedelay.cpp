@@ -60,16 +60,12 @@ private slots:
     // Every control as the dialog opens, by objectName ("" = the dialog's title).
     void defaultState_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("shown");
-        const std::pair<const char*, const char*> controls[] = {
+        addControlRows({
             {"", "Variable Update Delay Setup"},
             {"Label1", "Set for All"},
             {"cmdClose", "Start Update"},
             {"Command1", "Cancel"},
-        };
-        for (const auto& [name, shown] : controls)
-            addRow(*name ? name : "title", QString::fromLatin1(name), QString::fromLatin1(shown));
+        });
     }
     void defaultState()
     {
