@@ -187,9 +187,7 @@ private slots:
         QCOMPARE(m_files->shown().at(0).filter, QStringLiteral("Audit Log Files (*.doc)|*.doc"));
         QCOMPARE(m_files->shown().at(0).title,
                  QStringLiteral("Choose where to save audit log - This File viewable in WordPad!"));
-        QFile saved(m_env->path(QStringLiteral("audit.doc")));
-        QVERIFY(saved.open(QIODevice::ReadOnly));
-        const QList<rtf::Run> runs = rtf::read(saved.readAll());
+        const QList<rtf::Run> runs = rtf::read(readFile(m_env->path(QStringLiteral("audit.doc"))));
         // The saved file keeps the colours and sizes: the entries magenta at 10 points, the names blue at 18.
         auto saved_as = [&](const QString& text, quint32 colour, double points) {
             return std::any_of(runs.begin(), runs.end(), [&](const rtf::Run& r) {

@@ -177,10 +177,8 @@ void TestHostApp::displayListKinds()
     QFETCH(QString, typed);
     grid->item(1, 2)->setText(typed); // choosing a kind fills only its empty fields
     QVERIFY(dialog.save());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadOnly));
     QFETCH(QString, line);
-    const QByteArray saved = file.readAll();
+    const QByteArray saved = readFile(path);
     QVERIFY2(saved.endsWith(QByteArray(line.toLatin1() + '\n')), saved.constData());
 }
 
@@ -294,18 +292,16 @@ void TestHostApp::displayListEditor()
     grid->item(1, column)->setText(value);
     dialog.show();
     QTest::mouseClick(button(&dialog, "cmdSave"), Qt::LeftButton);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadOnly));
     if (!problem.isEmpty()) {
         QCOMPARE(boxes.shown().size(), 1);
         QVERIFY2(boxes.shown().first().text.contains(problem), qPrintable(boxes.shown().first().text));
         QVERIFY(dialog.findChild<QLabel*>(QStringLiteral("lblProblems"))->text().contains(problem));
-        QCOMPARE(file.readAll(), original); // not written
+        QCOMPARE(readFile(path), original); // not written
         return;
     }
     QVERIFY(boxes.shown().isEmpty());
     // The added row: the next free number, TCP on this machine.
-    QVERIFY(file.readAll().endsWith("\n6|Sales %7C Service|3|127.0.0.1||47010||1\n")); // no serial settings
+    QVERIFY(readFile(path).endsWith("\n6|Sales %7C Service|3|127.0.0.1||47010||1\n")); // no serial settings
     grid->selectRow(0);
     QTest::mouseClick(button(&dialog, "cmdRemove"), Qt::LeftButton);
     QTest::mouseClick(button(&dialog, "cmdSave"), Qt::LeftButton);

@@ -29,18 +29,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-QByteArray readBytes(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
-
-bool writeBytes(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
-
 // A complete file whose variable n holds the name "<tag> n".
 QByteArray fileNamed(const QString& tag)
 {
@@ -138,7 +126,7 @@ private slots:
         QFETCH(QString, message);
         QFETCH(QString, window);
         QFETCH(QString, shownName);
-        QVERIFY(writeBytes(m_env->path(u"other.vls"_s), fileNamed(u"other"_s)));
+        writeFile(m_env->path(u"other.vls"_s), fileNamed(u"other"_s));
         m_files->answerNext(answer.isEmpty() ? QString() : m_env->path(answer));
         openManager();
         typeName(u"typed"_s);
@@ -157,7 +145,7 @@ private slots:
         QCOMPARE(messages(*m_box), message.isEmpty() ? QStringList() : QStringList{okMessage(message)});
         QCOMPARE(m_dialog->windowTitle(), window);
         QCOMPARE(nameBox()->text(), shownName);
-        QCOMPARE(readBytes(m_env->path(u"other.vls"_s)), fileNamed(u"other"_s)); // a load writes nothing
+        QCOMPARE(readFile(m_env->path(u"other.vls"_s)), fileNamed(u"other"_s)); // a load writes nothing
         QVERIFY(!QFileInfo::exists(m_env->path(u"fresh.vls"_s)));
     }
 
@@ -168,13 +156,13 @@ private slots:
         openManager();
         typeName(u"precious"_s);
         trigger(u"mnuToolsSave"_s);
-        const QByteArray previous = readBytes(current());
+        const QByteArray previous = readFile(current());
         m_files->answerNext(m_env->path(u"fresh.vls"_s));
         trigger(u"mnuToolsNewConfiguration"_s);
         trigger(u"mnuToolsSave"_s);
         QCOMPARE(nameIn(current(), 1), u"Text Var 1"_s); // the quirk, kept
         QVERIFY(!QFileInfo::exists(m_env->path(u"fresh.vls"_s)));
-        QCOMPARE(readBytes(current() + u".bak"_s), previous);
+        QCOMPARE(readFile(current() + u".bak"_s), previous);
         QCOMPARE(nameIn(current() + u".bak"_s, 1), u"precious"_s);
     }
 
@@ -209,7 +197,7 @@ private slots:
         QFETCH(bool, loadsWhole);
         QFETCH(bool, viaLoad);
         const QString damaged = m_env->path(u"show.vls"_s);
-        QVERIFY(writeBytes(damaged, bytes));
+        writeFile(damaged, bytes);
         if (viaLoad)
             m_files->answerNext(damaged);
         else
@@ -231,7 +219,7 @@ private slots:
         const QStringList copies = QDir(m_env->folder()).entryList({u"show.vls.unreadable-*"_s});
         QCOMPARE(copies.size(), loadsWhole ? 0 : 1);
         const QString kept = loadsWhole ? damaged + u".bak"_s : m_env->path(copies.value(0));
-        QCOMPARE(readBytes(kept), bytes);
+        QCOMPARE(readFile(kept), bytes);
         if (loadsWhole)
             QCOMPARE(nameIn(damaged, 416), u"kept 416"_s);
     }

@@ -251,11 +251,8 @@ private slots:
     void textIsCleanedThenMapped()
     {
         Rig rig(1, QStringLiteral("T5 C260"));
-        QDir().mkpath(rig.env.path(QStringLiteral("Extended"))); // an extended font that maps "é" to 128
-        for (const char* name : {"Extended/6X8L.IDX", "Extended/6X8L.CFF"}) {
-            QFile file(rig.env.path(QLatin1String(name)));
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray("\x00\xE9", 2)) == 2);
-        }
+        for (const char* name : {"Extended/6X8L.IDX", "Extended/6X8L.CFF"}) // an extended font that maps "é" to 128
+            writeFile(rig.env.path(QLatin1String(name)), QByteArray("\x00\xE9", 2));
         FakePluginMaster::cleaner = [](QString text) { return text.replace(QStringLiteral("darn"), "****"); };
         rig.vars->setVariableData(5, QStringLiteral("darn café"));
         rig.vars->setVariableData(260, QStringLiteral("plain"));
