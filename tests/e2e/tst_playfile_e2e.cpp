@@ -4,6 +4,7 @@
 // with "Update Display", and the transmitted playfile shows on the emulated
 // sign with the variable's text in place of the token.
 
+#include "dialogcontrols.h"
 #include "emulatorprocess.h"
 #include "frmMain.h"
 #include "hostsettings.h"
@@ -26,22 +27,6 @@
 
 namespace {
 const QString kPlugin = QStringLiteral("zolQMDVariablePlugin.zolQMDVariables");
-
-// Runs `step` once the modal dialog `name` is the active one; whatever the step
-// leaves open is closed, so a failing check cannot hang the test.
-void whenModal(const QString& name, std::function<void(QWidget*)> step)
-{
-    QTimer::singleShot(0, [name, step] {
-        QWidget* dialog = nullptr;
-        [&] {
-            QTRY_VERIFY_WITH_TIMEOUT((dialog = QApplication::activeModalWidget()) && dialog->objectName() == name,
-                                     10000);
-            step(dialog);
-        }();
-        if (dialog && dialog->isVisible() && dialog->objectName() == name)
-            dialog->close();
-    });
-}
 
 template <class T = QAbstractButton> T* control(QWidget* dialog, const char* name)
 {

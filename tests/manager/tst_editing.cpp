@@ -4,6 +4,7 @@
 // and "View/Edit Variable" through the variable text editor.
 
 #include "clsVariableAccess.h"
+#include "dialogcontrols.h"
 #include "dlgVarEdit.h"
 #include "dlgVariables.h"
 #include "propertypage.h"
@@ -41,17 +42,6 @@ QString menuState(QWidget* dialog)
     for (const auto& [name, letter] : kCommands)
         state += dialog->findChild<QAction*>(QString::fromLatin1(name))->isEnabled() ? letter : u'-';
     return state;
-}
-
-// Runs `step` on the modal window once it is showing.
-void whenModal(std::function<void(QWidget*)> step)
-{
-    QTimer::singleShot(20, [step] {
-        if (QWidget* w = QApplication::activeModalWidget(); w && w->objectName() == u"dlgVarEdit")
-            step(w);
-        else
-            whenModal(step);
-    });
 }
 
 struct Step {
@@ -268,7 +258,7 @@ private slots:
         QTest::keyClicks(box, u"Happy"_s);
         box->setEnabled(!linked);
         QStringList seen;
-        whenModal([&](QWidget* editor) {
+        whenModal(u"dlgVarEdit"_s, [&](QWidget* editor) {
             auto* text = editor->findChild<QTextEdit*>(u"rtxtTextBox"_s);
             seen << text->toPlainText() << text->textColor().name() << (text->isReadOnly() ? u"read-only"_s : u""_s);
             text->moveCursor(QTextCursor::End);

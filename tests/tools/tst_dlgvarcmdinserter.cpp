@@ -4,6 +4,7 @@
 #include "datarow.h"
 #include "classregistry.h"
 #include "clsVariableAccess.h"
+#include "dialogcontrols.h"
 #include "dlgVarCmdInserter.h"
 #include "fakehostobjects.h"
 #include "fakepluginmaster.h"
@@ -32,13 +33,8 @@ namespace {
 // Runs `steps` on the inserter once it is up, then lets the test close it.
 void whileOpen(const std::function<void(dlgVarCmdInserter&)>& steps)
 {
-    QTimer::singleShot(0, [steps] {
-        auto* dlg = qobject_cast<dlgVarCmdInserter*>(QApplication::activeModalWidget());
-        QVERIFY(dlg);
-        steps(*dlg);
-        if (dlg->isVisible())
-            dlg->reject();
-    });
+    whenModal(QStringLiteral("dlgVarCmdInserter"),
+              [steps](QWidget* w) { steps(*qobject_cast<dlgVarCmdInserter*>(w)); });
 }
 
 void choose(dlgVarCmdInserter& dlg, int n)

@@ -4,6 +4,7 @@
 // created from the loaded plug-in library and driven late-bound.
 
 #include "datarow.h"
+#include "dialogcontrols.h"
 #include "classregistry.h"
 #include "clsFrm_Var_Editor.h"
 #include "dlgVarEdit.h"
@@ -56,17 +57,6 @@ bool inEditorFont(const QTextDocument& document)
                 return false;
         }
     return true;
-}
-
-// Runs `step` on the modal window once it is showing.
-void whenModal(std::function<void(QWidget*)> step)
-{
-    QTimer::singleShot(20, [step] {
-        if (QWidget* w = QApplication::activeModalWidget())
-            step(w);
-        else
-            whenModal(step);
-    });
 }
 
 void press(QWidget* form, const char* button)
