@@ -171,27 +171,6 @@ private slots:
         QCOMPARE(menuState(m_dialog.get()).front(), u'-');
     }
 
-    // Each page undoes its own typing, whichever page was typed on last.
-    void pagesKeepTheirOwnUndo()
-    {
-        showPage(0);
-        QTest::keyClicks(dataBox(0), u"tx"_s);
-        showPage(1);
-        QTest::keyClicks(dataBox(1), u"ce"_s);
-        trigger(u"mnuUndo"_s);
-        QCOMPARE(dataBox(1)->text(), u"c"_s);
-        QCOMPARE(dataBox(0)->text(), u"tx"_s);
-        showPage(0);
-        trigger(u"mnuUndo"_s);
-        trigger(u"mnuUndo"_s);
-        QCOMPARE(dataBox(0)->text(), QString());
-        QCOMPARE(dataBox(1)->text(), u"c"_s);
-        QVERIFY(!m_dialog->findChild<QAction*>(u"mnuUndo"_s)->isEnabled());
-        showPage(1);
-        trigger(u"mnuUndo"_s);
-        QCOMPARE(dataBox(1)->text(), QString());
-    }
-
     // A new showing of the manager starts with empty undo stores.
     void storesEmptiedOnLoad()
     {
