@@ -106,17 +106,6 @@ private slots:
             QCOMPARE(e.number(), int(RuntimeError::Overflow));
         }
     }
-
-    // No display chosen: nothing is written and the run does not start.
-    void emptySelection()
-    {
-        audit::AuditRun run;
-        bool started = false;
-        run.setStarted([&] { started = true; });
-        run.setDisplaySelection([] { return QString(); });
-        QCOMPARE(run.run(), audit::AuditRun::Outcome::NothingToDo);
-        QVERIFY(!started);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestAuditRun)

@@ -25,10 +25,7 @@
 namespace {
 std::unique_ptr<EmulatorProcess> display(const QStringList& args)
 {
-    auto e = std::make_unique<EmulatorProcess>(QStringLiteral(EMULATOR_PATH));
-    if (!e->start(args, 1, 10000))
-        qWarning("%s", qPrintable(e->error()));
-    return e;
+    return startEmulator(QStringLiteral(EMULATOR_PATH), args);
 }
 
 QString colourName(const QColor& c)
@@ -190,9 +187,7 @@ private slots:
         QCOMPARE(m_files->shown().at(0).filter, QStringLiteral("Audit Log Files (*.doc)|*.doc"));
         QCOMPARE(m_files->shown().at(0).title,
                  QStringLiteral("Choose where to save audit log - This File viewable in WordPad!"));
-        QFile saved(m_env->path(QStringLiteral("audit.doc")));
-        QVERIFY(saved.open(QIODevice::ReadOnly));
-        const QList<rtf::Run> runs = rtf::read(saved.readAll());
+        const QList<rtf::Run> runs = rtf::read(readFile(m_env->path(QStringLiteral("audit.doc"))));
         // The saved file keeps the colours and sizes: the entries magenta at 10 points, the names blue at 18.
         auto saved_as = [&](const QString& text, quint32 colour, double points) {
             return std::any_of(runs.begin(), runs.end(), [&](const rtf::Run& r) {
@@ -338,24 +333,7 @@ private slots:
     }
 
 private:
-    struct Entry {
-        QString name;
-        quint16 port;
-        QString ids;
-    };
-    void writeDisplays(const QList<Entry>& displays)
-    {
-        QFile file(m_env->path(QStringLiteral("Displays.dat")));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        int number = 0;
-        for (const Entry& d : displays)
-            file.write(QStringLiteral("%1|%2|3|127.0.0.1||%3||%4\n")
-                           .arg(++number)
-                           .arg(d.name)
-                           .arg(d.port)
-                           .arg(d.ids)
-                           .toLatin1());
-    }
+    void writeDisplays(const QList<LoopbackDisplay>& displays) { QVERIFY(writeDisplayList(m_env->folder(), displays)); }
     static QTextEdit* report_(dlgVariableAudit& dlg)
     {
         return dlg.findChild<QTextEdit*>(QStringLiteral("rtxtAuditInfo"));

@@ -4,6 +4,7 @@
 // with "Update Display", and the transmitted playfile shows on the emulated
 // sign with the variable's text in place of the token.
 
+#include "dialogcontrols.h"
 #include "emulatorprocess.h"
 #include "frmMain.h"
 #include "hostsettings.h"
@@ -26,22 +27,6 @@
 
 namespace {
 const QString kPlugin = QStringLiteral("zolQMDVariablePlugin.zolQMDVariables");
-
-// Runs `step` once the modal dialog `name` is the active one; whatever the step
-// leaves open is closed, so a failing check cannot hang the test.
-void whenModal(const QString& name, std::function<void(QWidget*)> step)
-{
-    QTimer::singleShot(0, [name, step] {
-        QWidget* dialog = nullptr;
-        [&] {
-            QTRY_VERIFY_WITH_TIMEOUT((dialog = QApplication::activeModalWidget()) && dialog->objectName() == name,
-                                     10000);
-            step(dialog);
-        }();
-        if (dialog && dialog->isVisible() && dialog->objectName() == name)
-            dialog->close();
-    });
-}
 
 template <class T = QAbstractButton> T* control(QWidget* dialog, const char* name)
 {
@@ -102,10 +87,7 @@ void TestPlayfileEndToEnd::tokenTypedVariableShownOnSign()
     TestEnvironment env;
     EmulatorProcess emulator(QStringLiteral(LUMAREX_EMULATOR));
     QVERIFY2(emulator.start({QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:0")}), qPrintable(emulator.error()));
-    QFile list(env.path(QStringLiteral("Displays.dat")));
-    QVERIFY(list.open(QIODevice::WriteOnly));
-    list.write(QStringLiteral("1|Departures|3|127.0.0.1||%1||%2\n").arg(emulator.tcpPort()).arg(addresses).toLatin1());
-    list.close();
+    QVERIFY(writeDisplayList(env.folder(), {{"Departures", emulator.tcpPort(), addresses}}));
     // The host's folder, and the manager's update without questions: the chosen
     // variable, the display the host opened last, no delay.
     settings::write(hostsettings::kAppPath, env.folder());

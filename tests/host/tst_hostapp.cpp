@@ -3,6 +3,7 @@
 // (driven as a person would, and answered without its dialog), and the main
 // window's commands with the plug-ins it lists.
 
+#include "datarow.h"
 #include "DisplayChooser.h"
 #include "FrameEditor.h"
 #include "classregistry.h"
@@ -133,13 +134,10 @@ void TestHostApp::tokens_data()
     QTest::addColumn<QString>("playfile");
     QTest::addColumn<QString>("sent");
     const QString rs(QChar(30));
-    QTest::newRow("text and cell tokens") << "A VBL001 B VBL257"
-                                          << "A " + rs + "A000 B " + rs + "V000";
-    QTest::newRow("not in the table: as typed") << "VBL999 VBL01 vbl001"
-                                                << "VBL999 VBL01 vbl001";
-    QTest::newRow("token inside a word, twice") << "xVBL002VBL002"
-                                                << "x" + rs + "A001" + rs + "A001";
-    QTest::newRow("four digits: the first three") << "VBL0012" << rs + "A0002";
+    addRow("text and cell tokens", "A VBL001 B VBL257", "A " + rs + "A000 B " + rs + "V000");
+    addRow("not in the table: as typed", "VBL999 VBL01 vbl001", "VBL999 VBL01 vbl001");
+    addRow("token inside a word, twice", "xVBL002VBL002", "x" + rs + "A001" + rs + "A001");
+    addRow("four digits: the first three", "VBL0012", rs + "A0002");
 }
 
 void TestHostApp::tokens()
@@ -160,14 +158,10 @@ void TestHostApp::displayListKinds_data()
     QTest::addColumn<QString>("typed"); // into the kind cell of a new row
     QTest::addColumn<QString>("line");  // the row as saved
     // The TCP row's defaults give way to the new kind's; a typed field would stay.
-    QTest::newRow("by name: serial") << "1 - Serial port"
-                                     << "7|Display 7|1|/dev/ttyS0|9600,N,8,1|||1";
-    QTest::newRow("by number: modem") << "2"
-                                      << "7|Display 7|2|/dev/ttyS0||||1";
-    QTest::newRow("any other number") << " -5 modem"
-                                      << "7|Display 7|-5|/dev/ttyS0||||1";
-    QTest::newRow("tcp again: unchanged") << "3"
-                                          << "7|Display 7|3|127.0.0.1||47010||1";
+    addRow("by name: serial", "1 - Serial port", "7|Display 7|1|/dev/ttyS0|9600,N,8,1|||1");
+    addRow("by number: modem", "2", "7|Display 7|2|/dev/ttyS0||||1");
+    addRow("any other number", " -5 modem", "7|Display 7|-5|/dev/ttyS0||||1");
+    addRow("tcp again: unchanged", "3", "7|Display 7|3|127.0.0.1||47010||1");
 }
 
 void TestHostApp::displayListKinds()
@@ -183,10 +177,8 @@ void TestHostApp::displayListKinds()
     QFETCH(QString, typed);
     grid->item(1, 2)->setText(typed); // choosing a kind fills only its empty fields
     QVERIFY(dialog.save());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadOnly));
     QFETCH(QString, line);
-    const QByteArray saved = file.readAll();
+    const QByteArray saved = readFile(path);
     QVERIFY2(saved.endsWith(QByteArray(line.toLatin1() + '\n')), saved.constData());
 }
 
@@ -227,27 +219,21 @@ void TestHostApp::transmit_data()
     QTest::addColumn<bool>("sent");
     QTest::addColumn<QStringList>("calls"); // "open kind target;serial;dial;port@address", ...
     QTest::addColumn<QString>("logged");
-    QTest::newRow("tcp: hook then message, per address")
-        << 3 << " 1, 2 ,," << true << -1 << "yes" << true
-        << QStringList{"open 3 target;;;47010@1", "pre 1", "message @1", "pre 2", "message @2", "close"}
-        << "Sent to display 3 (D3), address 2";
-    QTest::newRow("no address list: address 0")
-        << 3 << "" << true << -1 << "yes" << true
-        << QStringList{"open 3 target;;;47010@0", "pre 0", "message @0", "close"} << "Opening display 3 (D3)";
-    QTest::newRow("serial, hook not asked for")
-        << 1 << "4" << true << -1 << "no" << true << QStringList{"open 1 target;9600,N,8,1;;@4", "message @4", "close"}
-        << "";
-    QTest::newRow("modem, hook fails, message still sent")
-        << 2 << "1" << true << -1 << "fails" << true
-        << QStringList{"open 2 target;;5551234;@1", "pre 1", "message @1", "close"}
-        << "Pre-transmit of FakePlugin failed: Automation error";
-    QTest::newRow("any other kind as modem, open fails")
-        << 0 << "1" << false << -1 << "yes" << false << QStringList{"open 2 target;;5551234;@1"}
-        << "FAILED to open display 3 (D3): connection refused";
-    QTest::newRow("one address fails, the others still sent")
-        << 3 << "1,2,3" << true << 2 << "no" << false
-        << QStringList{"open 3 target;;;47010@1", "message @1", "message @2", "message @3", "close"}
-        << "FAILED to send to display 3 (D3), address 2: no answer from display";
+    addRow("tcp: hook then message, per address", 3, " 1, 2 ,,", true, -1, "yes", true,
+           QStringList{"open 3 target;;;47010@1", "pre 1", "message @1", "pre 2", "message @2", "close"},
+           "Sent to display 3 (D3), address 2");
+    addRow("no address list: address 0", 3, "", true, -1, "yes", true,
+           QStringList{"open 3 target;;;47010@0", "pre 0", "message @0", "close"}, "Opening display 3 (D3)");
+    addRow("serial, hook not asked for", 1, "4", true, -1, "no", true,
+           QStringList{"open 1 target;9600,N,8,1;;@4", "message @4", "close"}, "");
+    addRow("modem, hook fails, message still sent", 2, "1", true, -1, "fails", true,
+           QStringList{"open 2 target;;5551234;@1", "pre 1", "message @1", "close"},
+           "Pre-transmit of FakePlugin failed: Automation error");
+    addRow("any other kind as modem, open fails", 0, "1", false, -1, "yes", false,
+           QStringList{"open 2 target;;5551234;@1"}, "FAILED to open display 3 (D3): connection refused");
+    addRow("one address fails, the others still sent", 3, "1,2,3", true, 2, "no", false,
+           QStringList{"open 3 target;;;47010@1", "message @1", "message @2", "message @3", "close"},
+           "FAILED to send to display 3 (D3), address 2: no answer from display");
 }
 
 void TestHostApp::transmit()
@@ -283,14 +269,10 @@ void TestHostApp::displayListEditor_data()
     QTest::addColumn<int>("column"); // of the added row
     QTest::addColumn<QString>("value");
     QTest::addColumn<QString>("problem"); // "" = saved
-    QTest::newRow("separator in the name is saved") << 1 << "Sales | Service"
-                                                    << "";
-    QTest::newRow("empty name") << 1 << " "
-                                << "row 2: display 6 has no name";
-    QTest::newRow("number taken with leading zero") << 0 << "05"
-                                                    << "row 2: display number 5 is already used in row 1";
-    QTest::newRow("kind not a number") << 2 << "tcp"
-                                       << "row 2: the kind is not a number";
+    addRow("separator in the name is saved", 1, "Sales | Service", "");
+    addRow("empty name", 1, " ", "row 2: display 6 has no name");
+    addRow("number taken with leading zero", 0, "05", "row 2: display number 5 is already used in row 1");
+    addRow("kind not a number", 2, "tcp", "row 2: the kind is not a number");
 }
 
 void TestHostApp::displayListEditor()
@@ -310,18 +292,16 @@ void TestHostApp::displayListEditor()
     grid->item(1, column)->setText(value);
     dialog.show();
     QTest::mouseClick(button(&dialog, "cmdSave"), Qt::LeftButton);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadOnly));
     if (!problem.isEmpty()) {
         QCOMPARE(boxes.shown().size(), 1);
         QVERIFY2(boxes.shown().first().text.contains(problem), qPrintable(boxes.shown().first().text));
         QVERIFY(dialog.findChild<QLabel*>(QStringLiteral("lblProblems"))->text().contains(problem));
-        QCOMPARE(file.readAll(), original); // not written
+        QCOMPARE(readFile(path), original); // not written
         return;
     }
     QVERIFY(boxes.shown().isEmpty());
     // The added row: the next free number, TCP on this machine.
-    QVERIFY(file.readAll().endsWith("\n6|Sales %7C Service|3|127.0.0.1||47010||1\n")); // no serial settings
+    QVERIFY(readFile(path).endsWith("\n6|Sales %7C Service|3|127.0.0.1||47010||1\n")); // no serial settings
     grid->selectRow(0);
     QTest::mouseClick(button(&dialog, "cmdRemove"), Qt::LeftButton);
     QTest::mouseClick(button(&dialog, "cmdSave"), Qt::LeftButton);
@@ -340,18 +320,16 @@ void TestHostApp::displayChooser_data()
     const QByteArray list = "1|Lobby|3|h||1||1\n2|Dock|1|/dev/ttyS0|9600,N,8,1|||1,2\n3|Branch|2|/dev/ttyS1|||555|1\n";
     const QStringList shown{"1 - Lobby", "2 - Dock*", "3 - Branch*"}; // recently chosen: 2 and 3
     auto row = [&](const char* tag, const QStringList& steps, const char* chosen) {
-        QTest::newRow(tag) << list << steps << shown << "" << chosen;
+        addRow(tag, list, steps, shown, "", chosen);
     };
     row("checked displays, in list order", {"check 1", "cmdOK"}, "1,2,3");
     row("select all", {"cmdClearAll", "cmdSelectAll", "cmdOK"}, "1,2,3");
     row("double click chooses one alone", {"double 1"}, "1");
     row("cancelled", {"check 1", "cmdCancel"}, "");
     row("nothing checked", {"cmdClearAll", "cmdOK"}, "");
-    QTest::newRow("no list") << QByteArray() << QStringList{"cmdOK"} << QStringList{} << "Display list file not found"
-                             << "";
-    QTest::newRow("malformed line") << QByteArray("1|Lobby|3\n2|Dock|3|h||1||1\n") << QStringList{"cmdOK"}
-                                    << QStringList{"2 - Dock*"} << "line 1: expected 8 fields"
-                                    << "2";
+    addRow("no list", QByteArray(), QStringList{"cmdOK"}, QStringList{}, "Display list file not found", "");
+    addRow("malformed line", QByteArray("1|Lobby|3\n2|Dock|3|h||1||1\n"), QStringList{"cmdOK"},
+           QStringList{"2 - Dock*"}, "line 1: expected 8 fields", "2");
 }
 
 void TestHostApp::displayChooser()

@@ -3,6 +3,7 @@
 // another plug-in by ProgID, installed or not. The bad-word checker it runs:
 // what it masks and what it leaves, and its word list file.
 
+#include "datarow.h"
 #include "badwordfilter.h"
 #include "classregistry.h"
 #include "hosttest.h"
@@ -85,7 +86,7 @@ void TestPluginMaster::runPluginMethod_data()
     QTest::addColumn<bool>("status");
     QTest::addColumn<int>("error");
     auto row = [](const char* tag, const char* progId, const char* method, bool in, const char* text, bool out,
-                  int error = 0) { QTest::newRow(tag) << progId << method << in << text << out << error; };
+                  int error = 0) { addRow(tag, progId, method, in, text, out, error); };
     row("both ways", "Test.Echo", "Join", false, "left+right", true);
     row("status comes back", "Test.Echo", "Join", true, "left+right", false);
     row("registered, library gone", "Test.Gone", "Join", true, "left", false);
@@ -120,24 +121,18 @@ void TestPluginMaster::clean_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("expected");
     const QStringList darn{QStringLiteral("darn")};
-    QTest::newRow("any case, every time") << darn << "DaRn it darn"
-                                          << "**** it ****";
-    QTest::newRow("inside a longer word") << darn << "darned undarn"
-                                          << "darned undarn";
-    QTest::newRow("digit, underscore or accent attached")
-        << darn << QStringLiteral("darn1 2darn darn_x darn\u00e9") << QStringLiteral("darn1 2darn darn_x darn\u00e9");
-    QTest::newRow("punctuation, apostrophe, hyphen end the word") << darn << "(darn) \"darn\" darn's darn-it"
-                                                                  << "(****) \"****\" ****'s ****-it";
-    QTest::newRow("variable tokens untouched")
-        << darn << QString(kRs + "A000 darn " + kRs + "V001") << QString(kRs + "A000 **** " + kRs + "V001");
-    QTest::newRow("phrase, any blanks between") << QStringList{"bad word"} << "a bad  word here"
-                                                << "a ********* here";
-    QTest::newRow("longer entry wins") << QStringList{"bad", "bad word"} << "bad word, bad"
-                                       << "********, ***";
-    QTest::newRow("regular expression characters") << QStringList{"c++", "a.b"} << "c++ and axb, a.b"
-                                                   << "*** and axb, ***";
-    QTest::newRow("letters beyond ASCII")
-        << QStringList{QStringLiteral("fl\u00f6t")} << QStringLiteral("FL\u00d6T!") << "****!";
+    addRow("any case, every time", darn, "DaRn it darn", "**** it ****");
+    addRow("inside a longer word", darn, "darned undarn", "darned undarn");
+    addRow("digit, underscore or accent attached", darn, QStringLiteral("darn1 2darn darn_x darn\u00e9"),
+           QStringLiteral("darn1 2darn darn_x darn\u00e9"));
+    addRow("punctuation, apostrophe, hyphen end the word", darn, "(darn) \"darn\" darn's darn-it",
+           "(****) \"****\" ****'s ****-it");
+    addRow("variable tokens untouched", darn, QString(kRs + "A000 darn " + kRs + "V001"),
+           QString(kRs + "A000 **** " + kRs + "V001"));
+    addRow("phrase, any blanks between", QStringList{"bad word"}, "a bad  word here", "a ********* here");
+    addRow("longer entry wins", QStringList{"bad", "bad word"}, "bad word, bad", "********, ***");
+    addRow("regular expression characters", QStringList{"c++", "a.b"}, "c++ and axb, a.b", "*** and axb, ***");
+    addRow("letters beyond ASCII", QStringList{QStringLiteral("fl\u00f6t")}, QStringLiteral("FL\u00d6T!"), "****!");
 }
 
 void TestPluginMaster::clean()

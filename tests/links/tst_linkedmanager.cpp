@@ -19,13 +19,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-void writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(bytes);
-}
-
 // The office suite's link flavour for a cell of `document`, laid out as captured.
 void copyLink(const QString& document, const QString& item)
 {

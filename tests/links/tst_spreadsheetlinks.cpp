@@ -2,6 +2,7 @@
 #include "linkitem.h"
 #include "spreadsheetlinks.h"
 #include "spreadsheetreader.h"
+#include "testenvironment.h"
 #include "workbookcache.h"
 
 #include <QDir>
@@ -22,12 +23,6 @@ QByteArray fixtureBytes(const QString& name)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-void writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QCOMPARE(file.write(bytes), bytes.size());
-}
 } // namespace
 
 class tst_SpreadsheetLinks : public QObject {

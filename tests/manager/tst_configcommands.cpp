@@ -6,7 +6,7 @@
 
 #include "clsVariableAccess.h"
 #include "dlgVariables.h"
-#include "linkcontainer.h"
+#include "fakehostobjects.h"
 #include "privatelabel.h"
 #include "settingsstore.h"
 #include "testenvironment.h"
@@ -29,18 +29,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-QByteArray readBytes(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
-
-bool writeBytes(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
-
 // A complete file whose variable n holds the name "<tag> n".
 QByteArray fileNamed(const QString& tag)
 {
@@ -68,26 +56,6 @@ QStringList messages(const ScriptedMessageBox& box)
 }
 
 QString okMessage(const QString& text) { return text + u'|' + privatelabel::kAppTitle + u"|0|0"_s; }
-
-// Reads a fixed value for every link and notes whether the viewer's notice
-// was showing while it was asked.
-struct NoticeWatchingContainer final : ILinkContainer {
-    std::function<bool()> noticeShowing;
-    QList<bool> seen;
-    QString source;
-    void setLinkedOnly() override {}
-    bool canPaste() override { return false; }
-    void paste() override {}
-    QString sourceDoc() override { return source; }
-    void clear() override { source.clear(); }
-    void setDataFormat(const QString&) override {}
-    void createLink(const QString& s) override { source = s; }
-    QString dataText() override
-    {
-        seen << noticeShowing();
-        return u"live 42"_s;
-    }
-};
 } // namespace
 
 class tst_ConfigCommands final : public QObject {
@@ -158,7 +126,7 @@ private slots:
         QFETCH(QString, message);
         QFETCH(QString, window);
         QFETCH(QString, shownName);
-        QVERIFY(writeBytes(m_env->path(u"other.vls"_s), fileNamed(u"other"_s)));
+        writeFile(m_env->path(u"other.vls"_s), fileNamed(u"other"_s));
         m_files->answerNext(answer.isEmpty() ? QString() : m_env->path(answer));
         openManager();
         typeName(u"typed"_s);
@@ -177,7 +145,7 @@ private slots:
         QCOMPARE(messages(*m_box), message.isEmpty() ? QStringList() : QStringList{okMessage(message)});
         QCOMPARE(m_dialog->windowTitle(), window);
         QCOMPARE(nameBox()->text(), shownName);
-        QCOMPARE(readBytes(m_env->path(u"other.vls"_s)), fileNamed(u"other"_s)); // a load writes nothing
+        QCOMPARE(readFile(m_env->path(u"other.vls"_s)), fileNamed(u"other"_s)); // a load writes nothing
         QVERIFY(!QFileInfo::exists(m_env->path(u"fresh.vls"_s)));
     }
 
@@ -188,13 +156,13 @@ private slots:
         openManager();
         typeName(u"precious"_s);
         trigger(u"mnuToolsSave"_s);
-        const QByteArray previous = readBytes(current());
+        const QByteArray previous = readFile(current());
         m_files->answerNext(m_env->path(u"fresh.vls"_s));
         trigger(u"mnuToolsNewConfiguration"_s);
         trigger(u"mnuToolsSave"_s);
         QCOMPARE(nameIn(current(), 1), u"Text Var 1"_s); // the quirk, kept
         QVERIFY(!QFileInfo::exists(m_env->path(u"fresh.vls"_s)));
-        QCOMPARE(readBytes(current() + u".bak"_s), previous);
+        QCOMPARE(readFile(current() + u".bak"_s), previous);
         QCOMPARE(nameIn(current() + u".bak"_s, 1), u"precious"_s);
     }
 
@@ -204,18 +172,14 @@ private slots:
         QTest::addColumn<bool>("loadsWhole");
         QTest::addColumn<bool>("viaLoad"); // opened with "Load Configuration", else the current file
         const QByteArray whole = fileNamed(u"kept"_s);
-        const qsizetype line101 = [&] {
+        const auto lineStart = [&](int n) { // where the line after the first n begins
             qsizetype at = 0;
-            for (int i = 0; i < 101; ++i)
+            for (int i = 0; i < n; ++i)
                 at = whole.indexOf('\n', at) + 1;
             return at;
-        }();
-        const QByteArray first200 = whole.left([&] {
-            qsizetype at = 0;
-            for (int i = 0; i < 201; ++i)
-                at = whole.indexOf('\n', at) + 1;
-            return at;
-        }());
+        };
+        const qsizetype line101 = lineStart(101);
+        const QByteArray first200 = whole.left(lineStart(201));
         QTest::newRow("wrong header") << QByteArray(whole).replace("ZOL1.1", "ZOL2.0") << false << false;
         QTest::newRow("wrong header, loaded") << QByteArray(whole).replace("ZOL1.1", "ZOL2.0") << false << true;
         QTest::newRow("binary junk") << QByteArray("\x89PNG\r\n\x1a\n\x00\x00\x00\rIHDR\"\x01", 18) << false << false;
@@ -233,7 +197,7 @@ private slots:
         QFETCH(bool, loadsWhole);
         QFETCH(bool, viaLoad);
         const QString damaged = m_env->path(u"show.vls"_s);
-        QVERIFY(writeBytes(damaged, bytes));
+        writeFile(damaged, bytes);
         if (viaLoad)
             m_files->answerNext(damaged);
         else
@@ -255,7 +219,7 @@ private slots:
         const QStringList copies = QDir(m_env->folder()).entryList({u"show.vls.unreadable-*"_s});
         QCOMPARE(copies.size(), loadsWhole ? 0 : 1);
         const QString kept = loadsWhole ? damaged + u".bak"_s : m_env->path(copies.value(0));
-        QCOMPARE(readBytes(kept), bytes);
+        QCOMPARE(readFile(kept), bytes);
         if (loadsWhole)
             QCOMPARE(nameIn(damaged, 416), u"kept 416"_s);
     }
@@ -263,8 +227,10 @@ private slots:
     void viewAllVariables()
     {
         openManager();
-        auto* container = new NoticeWatchingContainer;
+        auto* container = new FakeLinkContainer;
+        container->value = u"live 42"_s;
         m_dialog->setLinkContainer(std::unique_ptr<ILinkContainer>(container));
+        QList<bool> noticeSeen; // whether the viewer's notice showed while each link was read
         clsVariableAccess& set = m_dialog->variableSet();
         set.setVariableName(300, u"Scores"_s);
         set.setVariableOLELink(300, u"C:\\book.xls!Variables!R2C2"_s);
@@ -288,15 +254,15 @@ private slots:
             seen << notice->text() << (notice->isVisible() ? u"notice showing"_s : u"notice hidden"_s);
             viewer->findChild<QAction*>(u"mnuExit"_s)->trigger();
         });
-        container->noticeShowing = [this] {
+        container->onRead = [&] {
             auto* viewer = m_dialog->findChild<QDialog*>(u"dlgViewAllVar"_s);
-            return viewer && viewer->findChild<QLabel*>(u"txtUpdating"_s)->isVisible();
+            noticeSeen << (viewer && viewer->findChild<QLabel*>(u"txtUpdating"_s)->isVisible());
         };
         trigger(u"mnuViewAllVar"_s);
         QCOMPARE(seen, (QStringList{u"View All Variables"_s, u"typed"_s, u"1|typed|"_s, u"256|Text Var 256|"_s,
                                     u"257|Cell Var 1|"_s, u"300|Scores|live 42"_s, u"416|Cell Var 160|last one"_s,
                                     u"Updating Variable Data ..."_s, u"notice hidden"_s}));
-        QCOMPARE(container->seen, QList<bool>{true}); // the one linked variable, read while the notice showed
+        QCOMPARE(noticeSeen, QList<bool>{true}); // the one linked variable, read while the notice showed
     }
 };
 

@@ -4,6 +4,7 @@
 // and "View/Edit Variable" through the variable text editor.
 
 #include "clsVariableAccess.h"
+#include "dialogcontrols.h"
 #include "dlgVarEdit.h"
 #include "dlgVariables.h"
 #include "propertypage.h"
@@ -12,10 +13,8 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
-#include <QDir>
 #include <QLineEdit>
 #include <QMenu>
-#include <QPainter>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTest>
@@ -43,17 +42,6 @@ QString menuState(QWidget* dialog)
     for (const auto& [name, letter] : kCommands)
         state += dialog->findChild<QAction*>(QString::fromLatin1(name))->isEnabled() ? letter : u'-';
     return state;
-}
-
-// Runs `step` on the modal window once it is showing.
-void whenModal(std::function<void(QWidget*)> step)
-{
-    QTimer::singleShot(20, [step] {
-        if (QWidget* w = QApplication::activeModalWidget(); w && w->objectName() == u"dlgVarEdit")
-            step(w);
-        else
-            whenModal(step);
-    });
 }
 
 struct Step {
@@ -183,27 +171,6 @@ private slots:
         QCOMPARE(menuState(m_dialog.get()).front(), u'-');
     }
 
-    // Each page undoes its own typing, whichever page was typed on last.
-    void pagesKeepTheirOwnUndo()
-    {
-        showPage(0);
-        QTest::keyClicks(dataBox(0), u"tx"_s);
-        showPage(1);
-        QTest::keyClicks(dataBox(1), u"ce"_s);
-        trigger(u"mnuUndo"_s);
-        QCOMPARE(dataBox(1)->text(), u"c"_s);
-        QCOMPARE(dataBox(0)->text(), u"tx"_s);
-        showPage(0);
-        trigger(u"mnuUndo"_s);
-        trigger(u"mnuUndo"_s);
-        QCOMPARE(dataBox(0)->text(), QString());
-        QCOMPARE(dataBox(1)->text(), u"c"_s);
-        QVERIFY(!m_dialog->findChild<QAction*>(u"mnuUndo"_s)->isEnabled());
-        showPage(1);
-        trigger(u"mnuUndo"_s);
-        QCOMPARE(dataBox(1)->text(), QString());
-    }
-
     // A new showing of the manager starts with empty undo stores.
     void storesEmptiedOnLoad()
     {
@@ -270,7 +237,7 @@ private slots:
         QTest::keyClicks(box, u"Happy"_s);
         box->setEnabled(!linked);
         QStringList seen;
-        whenModal([&](QWidget* editor) {
+        whenModal(u"dlgVarEdit"_s, [&](QWidget* editor) {
             auto* text = editor->findChild<QTextEdit*>(u"rtxtTextBox"_s);
             seen << text->toPlainText() << text->textColor().name() << (text->isReadOnly() ? u"read-only"_s : u""_s);
             text->moveCursor(QTextCursor::End);
@@ -289,38 +256,6 @@ private slots:
         // The text before the editor is the newest undo state.
         trigger(u"mnuUndo"_s);
         QCOMPARE(box->text(), u"Happy"_s);
-    }
-
-    // LUMAREX_SCREENSHOTS=<folder>: the Edit menu open over a data box, and the variable text editor.
-    void screenshots()
-    {
-        const QString folder = qEnvironmentVariable("LUMAREX_SCREENSHOTS");
-        if (folder.isEmpty())
-            QSKIP("LUMAREX_SCREENSHOTS=<folder> writes pictures of the dialogs");
-        QDir().mkpath(folder);
-        m_dialog->resize(m_dialog->sizeHint());
-        QLineEdit* box = dataBox(0);
-        box->setFocus();
-        QTest::keyClicks(box, u"Happy hour 5-7 pm"_s);
-        box->setSelection(0, 5);
-        QGuiApplication::clipboard()->setText(u"Closed"_s);
-        QApplication::processEvents();
-        const QPoint at = box->mapTo(m_dialog.get(), QPoint(40, box->height() / 2));
-        editMenu()->popup(m_dialog->mapToGlobal(at));
-        QTRY_VERIFY(editMenu()->isVisible());
-        QPixmap picture = m_dialog->grab();
-        {
-            QPainter painter(&picture);
-            painter.drawPixmap(at, editMenu()->grab());
-        }
-        editMenu()->close();
-        QVERIFY(picture.save(QDir(folder).filePath(u"edit-menu.png"_s)));
-
-        dlgVarEdit editor;
-        editor.SetText(u"{\\rtf1{\\colortbl;\\red0\\green255\\blue0;}Happy hour {\\cf1 5-7 pm}}"_s);
-        editor.Show(0);
-        QVERIFY(QTest::qWaitForWindowExposed(&editor));
-        QVERIFY(editor.grab().save(QDir(folder).filePath(u"variable-viewer.png"_s)));
     }
 };
 

@@ -1,3 +1,4 @@
+#include "datarow.h"
 #include "dialogcontrols.h"
 #include "classregistry.h"
 #include "clsVariableAccess.h"
@@ -170,9 +171,7 @@ private slots:
     // edit commands follow an empty data box with nothing selected.
     void defaultState_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("shown");
-        const std::pair<const char*, const char*> controls[] = {
+        addControlRows({
             {"", "Variable Manager - QMDvarinfo.vls"},
             {"tabVariables", "Text|Cell"},
             {"Frame1", "Options: "},
@@ -213,9 +212,7 @@ private slots:
             {"mnuChooseDisplay", "Choose Displays"},
             {"mnuSettings", "Variable Update Settings"},
             {"mnuAbout", "&About"},
-        };
-        for (const auto& [name, shown] : controls)
-            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+        });
     }
     void defaultState()
     {
@@ -227,9 +224,7 @@ private slots:
     // Every control as the dialog opens, by objectName ("" = the dialog's title).
     void settingsDefaultState_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("shown");
-        const std::pair<const char*, const char*> controls[] = {
+        addControlRows({
             {"", "Variable Update Settings"},
             {"fraDisplay", "Choose Display"},
             {"optChooseDisplay_0", "Never ask for displays, use the current one"},
@@ -244,9 +239,7 @@ private slots:
             {"fraDelay", "Retry Interval"},
             {"cmdOK", "OK"},
             {"cmdCancel", "Cancel"},
-        };
-        for (const auto& [name, shown] : controls)
-            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+        });
     }
     void settingsDefaultState()
     {
@@ -338,47 +331,6 @@ private slots:
         QCOMPARE(m_world->box.shown().size(), 1);
     }
 
-    void configurationCommands_data()
-    {
-        QTest::addColumn<QString>("item");
-        QTest::addColumn<bool>("chooseOther");  // the file dialog's answer: other.vls, else cancelled
-        QTest::addColumn<QStringList>("shown"); // the file dialog's title, then messages
-        QTest::addColumn<QString>("after");     // the window title, the first name shown
-        const QString kept = "Variable Manager - QMDvarinfo.vls Edited", load = "Choose file to load!";
-        QTest::newRow("load") << "mnuToolsLoad" << true << QStringList{load} << "Variable Manager - other.vls Other";
-        QTest::newRow("load cancelled") << "mnuToolsLoad" << false
-                                        << QStringList{load, "No file chosen! No configuration will be loaded!"}
-                                        << kept;
-        QTest::newRow("new cancelled") << "mnuToolsNewConfiguration" << false
-                                       << QStringList{"Choose name for new configuration!",
-                                                      "No name chosen! Not loading new configuration!"}
-                                       << kept;
-    }
-    void configurationCommands()
-    {
-        QFETCH(QString, item);
-        QFETCH(bool, chooseOther);
-        QFETCH(QStringList, shown);
-        QFETCH(QString, after);
-        const QString other = m_world->env.path("other.vls");
-        m_world->files.answerNext(chooseOther ? other : QString());
-        dlgVariables* d = openManager();
-        typeInto(edit(d, "txtTextVariableName"), "Other");
-        press("mnuToolsSave");
-        QVERIFY(QFile::copy(vlsPath(), other));
-        typeInto(edit(d, "txtTextVariableName"), "Edited");
-        press(item);
-        // Every command writes what was typed to the current file first.
-        QCOMPARE(vlsRecord(vlsPath(), 1).value(0), "Edited");
-        QStringList seen;
-        for (const filedialog::Request& r : m_world->files.shown()) {
-            QCOMPARE(r.filter, "Variable Configuration File(*.vls)|*.vls");
-            seen << r.title;
-        }
-        QCOMPARE(seen + m_world->box.texts(), shown);
-        QCOMPARE(d->windowTitle() + u' ' + edit(d, "txtTextVariableName")->text(), after);
-    }
-
     void sharedInstanceKeepsItsSet()
     {
         // The first start edits variable 5 and leaves on the Cell page; the second looks and closes.
@@ -426,34 +378,27 @@ private slots:
         };
         const QStringList all{"True", "False", "False"};
         const auto error = [](int n) -> QString { return "Error Occurred " + RuntimeError::standardDescription(n); };
-        QTest::newRow("TRUE asks, recent list of two, no option sends both")
-            << QStringList{"TRUE", "1", kAbsent} << "a" + ff + "b"
-            << "" << QStringList{"False", "False", "False"} << sent(chosen, "a,b", "0,0", "SendAllVarInfo") << "";
-        QTest::newRow("True uses the last choice, data only")
-            << QStringList{"True", "1", kAbsent} << "a" + ff + "b"
-            << "" << QStringList{"False", "True", "False"} << sent(last, "a,b", "0,0", "SendVarData") << "";
-        QTest::newRow("absent asks, current display, options: case, numbers, unreadable")
-            << QStringList{kAbsent, "0", "FALSE"} << "7"
-            << "" << QStringList{"false", "-1", "x"} << sent(chosen, "7", "0", "SendVarData") << "";
-        QTest::newRow("absent asks the host, last option set wins")
-            << QStringList{"FALSE", kAbsent, kAbsent} << "1,2,3"
-            << "" << QStringList{"True", "True", "True"} << sent(last, "1,2,3", "0,0,0", "SendVarAttributes") << "";
+        addRow("TRUE asks, recent list of two, no option sends both", QStringList{"TRUE", "1", kAbsent}, "a" + ff + "b",
+               "", QStringList{"False", "False", "False"}, sent(chosen, "a,b", "0,0", "SendAllVarInfo"), "");
+        addRow("True uses the last choice, data only", QStringList{"True", "1", kAbsent}, "a" + ff + "b", "",
+               QStringList{"False", "True", "False"}, sent(last, "a,b", "0,0", "SendVarData"), "");
+        addRow("absent asks, current display, options: case, numbers, unreadable", QStringList{kAbsent, "0", "FALSE"},
+               "7", "", QStringList{"false", "-1", "x"}, sent(chosen, "7", "0", "SendVarData"), "");
+        addRow("absent asks the host, last option set wins", QStringList{"FALSE", kAbsent, kAbsent}, "1,2,3", "",
+               QStringList{"True", "True", "True"}, sent(last, "1,2,3", "0,0,0", "SendVarAttributes"), "");
         const QStringList ask{"TRUE", "1", kAbsent};
-        QTest::newRow("no display ends silently") << ask << ""
-                                                  << "" << all << chosen << "";
-        QTest::newRow("display setting not a number") << QStringList{"TRUE", "abc", kAbsent} << "1"
-                                                      << "" << all << chosen << error(RuntimeError::TypeMismatch);
-        QTest::newRow("host chooser missing") << QStringList{"TRUE", "2", kAbsent} << kAbsent << "" << all << chosen
-                                              << error(RuntimeError::ActiveXCannotCreateObject);
+        addRow("no display ends silently", ask, "", "", all, chosen, "");
+        addRow("display setting not a number", QStringList{"TRUE", "abc", kAbsent}, "1", "", all, chosen,
+               error(RuntimeError::TypeMismatch));
+        addRow("host chooser missing", QStringList{"TRUE", "2", kAbsent}, kAbsent, "", all, chosen,
+               error(RuntimeError::ActiveXCannotCreateObject));
         // The delay prompt is lent the manager's display selection for its rows.
         const QStringList delay = chosen + QStringList{"createDelayPrompt", "delay.exec:p,q"};
         const QStringList prompt{"TRUE", "1", "TRUE"};
-        QTest::newRow("delays handed over") << prompt << "p" + ff + "q"
-                                            << "x,y|0,15" << all << sent(delay, "x,y", "0,15", "SendAllVarInfo") << "";
-        QTest::newRow("delay cancelled") << prompt << "p" + ff + "q"
-                                         << "cancel" << all << delay << "";
-        QTest::newRow("delay without display") << prompt << "p" + ff + "q"
-                                               << "|" << all << delay << "";
+        addRow("delays handed over", prompt, "p" + ff + "q", "x,y|0,15", all,
+               sent(delay, "x,y", "0,15", "SendAllVarInfo"), "");
+        addRow("delay cancelled", prompt, "p" + ff + "q", "cancel", all, delay, "");
+        addRow("delay without display", prompt, "p" + ff + "q", "|", all, delay, "");
     }
     void update()
     {
@@ -482,15 +427,11 @@ private slots:
         QTest::addColumn<QString>("lastCall"); // the chooser answers nothing
         QTest::addColumn<int>("hostAsked");
         // Nothing chosen ends the update silently.
-        QTest::newRow("update display now") << "mnuUpdateDisplay"
-                                            << "GetLastVars" << 0;
+        addRow("update display now", "mnuUpdateDisplay", "GetLastVars", 0);
         // Choosing variables and the audit always show the chooser.
-        QTest::newRow("choose variables") << "mnuChooseVar"
-                                          << "GetChosenVars" << 0;
-        QTest::newRow("audit") << "cmdVariableAudit"
-                               << "GetChosenVars" << 0;
-        QTest::newRow("choose displays") << "mnuChooseDisplay"
-                                         << "" << 1;
+        addRow("choose variables", "mnuChooseVar", "GetChosenVars", 0);
+        addRow("audit", "cmdVariableAudit", "GetChosenVars", 0);
+        addRow("choose displays", "mnuChooseDisplay", "", 1);
     }
     void commands()
     {
@@ -519,7 +460,7 @@ private slots:
     {
         QTest::addColumn<QString>("prompt");
         for (const char* prompt : {"0", "1", "2"})
-            QTest::newRow(prompt) << QString::fromLatin1(prompt);
+            addRow(prompt, QString::fromLatin1(prompt));
     }
     void chooseDisplaysAlwaysAsksTheHost()
     {
@@ -538,16 +479,15 @@ private slots:
         QTest::addColumn<QStringList>("shown");  // hours, minutes, seconds, then the option buttons checked
         const QStringList asks{"optChooseDisplay_2", "optChooseVar", "optNoDelay"};
         const QStringList never{"optChooseDisplay_2", "optNeverChooseVar", "optNoDelay"};
-        QTest::newRow("nothing stored") << QStringList(4, kAbsent) << QStringList{"1", "0", "0"} + asks;
-        QTest::newRow("current display") << QStringList{"3599", "0", "TRUE", "TRUE"}
-                                         << QStringList{"0",       "59", "59", "optChooseDisplay_0", "optChooseVar",
-                                                        "optDelay"};
-        QTest::newRow("last selection") << QStringList{"7", "1", "FALSE", "FALSE"}
-                                        << QStringList{"0", "0", "7", "optChooseDisplay_1"} + never.mid(1);
-        QTest::newRow("out of range asks, case counts")
-            << QStringList{"90000", "7", "True", "true"} << QStringList{"1", "0", "0"} + never;
-        QTest::newRow("negative") << QStringList{"-1", "-1", kAbsent, kAbsent} << QStringList{"23", "59", "59"} + asks;
-        QTest::newRow("not numbers") << QStringList{"abc", "x", "", ""} << QStringList{"0", "0", "0"} + never;
+        addRow("nothing stored", QStringList(4, kAbsent), QStringList{"1", "0", "0"} + asks);
+        addRow("current display", QStringList{"3599", "0", "TRUE", "TRUE"},
+               QStringList{"0", "59", "59", "optChooseDisplay_0", "optChooseVar", "optDelay"});
+        addRow("last selection", QStringList{"7", "1", "FALSE", "FALSE"},
+               QStringList{"0", "0", "7", "optChooseDisplay_1"} + never.mid(1));
+        addRow("out of range asks, case counts", QStringList{"90000", "7", "True", "true"},
+               QStringList{"1", "0", "0"} + never);
+        addRow("negative", QStringList{"-1", "-1", kAbsent, kAbsent}, QStringList{"23", "59", "59"} + asks);
+        addRow("not numbers", QStringList{"abc", "x", "", ""}, QStringList{"0", "0", "0"} + never);
     }
     void settingsShown()
     {
@@ -570,24 +510,21 @@ private slots:
         QTest::addColumn<QStringList>("after"); // RetryInterval, PromptForDisplay, PromptForVariable, PromptForDelay
         const QStringList ok{"cmdOK"};
         const auto asks = [](const char* interval) { return QStringList{interval, "2", "TRUE", "FALSE"}; };
-        QTest::newRow("out of range stores 2") << "7" << QStringList{} << ok << asks("3600");
-        QTest::newRow("current, never, delay")
-            << kAbsent << QStringList{"1", "1", "1"}
-            << QStringList{"optChooseDisplay_0", "optNeverChooseVar", "optDelay", "cmdOK"}
-            << QStringList{"3661", "0", "FALSE", "TRUE"};
-        QTest::newRow("last selection") << "0" << QStringList{"1.5", "0", "0"}
-                                        << QStringList{"optChooseDisplay_1", "cmdOK"}
-                                        << QStringList{"5400", "1", "TRUE", "FALSE"};
-        QTest::newRow("minutes above 59") << kAbsent << QStringList{"0", "75", "0"} << ok << asks("4500");
-        QTest::newRow("not numbers") << kAbsent << QStringList{"abc", "x", ""} << ok << asks("0");
-        QTest::newRow("leading numbers") << kAbsent << QStringList{"2h", "30min", ""} << ok << asks("9000");
-        QTest::newRow("half to even down") << kAbsent << QStringList{"0", "0", "2.5"} << ok << asks("2");
-        QTest::newRow("half to even up") << kAbsent << QStringList{"0", "0", "3.5"} << ok << asks("4");
-        QTest::newRow("more than a day is kept") << kAbsent << QStringList{"25", "0", "0"} << ok << asks("90000");
-        QTest::newRow("negative") << kAbsent << QStringList{"-1", "0", "0"} << ok << asks("-3600");
-        QTest::newRow("cancel stores nothing")
-            << kAbsent << QStringList{"5", "0", "0"} << QStringList{"optDelay", "optChooseDisplay_0", "cmdCancel"}
-            << QStringList(4, kAbsent);
+        addRow("out of range stores 2", "7", QStringList{}, ok, asks("3600"));
+        addRow("current, never, delay", kAbsent, QStringList{"1", "1", "1"},
+               QStringList{"optChooseDisplay_0", "optNeverChooseVar", "optDelay", "cmdOK"},
+               QStringList{"3661", "0", "FALSE", "TRUE"});
+        addRow("last selection", "0", QStringList{"1.5", "0", "0"}, QStringList{"optChooseDisplay_1", "cmdOK"},
+               QStringList{"5400", "1", "TRUE", "FALSE"});
+        addRow("minutes above 59", kAbsent, QStringList{"0", "75", "0"}, ok, asks("4500"));
+        addRow("not numbers", kAbsent, QStringList{"abc", "x", ""}, ok, asks("0"));
+        addRow("leading numbers", kAbsent, QStringList{"2h", "30min", ""}, ok, asks("9000"));
+        addRow("half to even down", kAbsent, QStringList{"0", "0", "2.5"}, ok, asks("2"));
+        addRow("half to even up", kAbsent, QStringList{"0", "0", "3.5"}, ok, asks("4"));
+        addRow("more than a day is kept", kAbsent, QStringList{"25", "0", "0"}, ok, asks("90000"));
+        addRow("negative", kAbsent, QStringList{"-1", "0", "0"}, ok, asks("-3600"));
+        addRow("cancel stores nothing", kAbsent, QStringList{"5", "0", "0"},
+               QStringList{"optDelay", "optChooseDisplay_0", "cmdCancel"}, QStringList(4, kAbsent));
     }
     void settingsStored()
     {

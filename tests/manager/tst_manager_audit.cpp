@@ -73,10 +73,7 @@ private slots:
         QCOMPARE(ComponentLoader::registerLibrary(QStringLiteral(TRANSMISSION_LIBRARY)), 0);
         EmulatorProcess sign{QStringLiteral(EMULATOR_PATH)};
         QVERIFY2(sign.start({}, 1, 10000), qPrintable(sign.error()));
-        QFile list(env.path(QStringLiteral("Displays.dat")));
-        QVERIFY(list.open(QIODevice::WriteOnly));
-        list.write(QStringLiteral("1|Sign A|3|127.0.0.1||%1||1\n").arg(sign.tcpPort()).toLatin1());
-        list.close();
+        QVERIFY(writeDisplayList(env.folder(), {{"Sign A", sign.tcpPort()}}));
         settings::write(settings::kAppPath, env.folder());
         settings::write(settings::kPromptForDisplay, QStringLiteral("0"));
         settings::write(settings::kLastOpenedDisplay, QStringLiteral("Sign A"));

@@ -1,3 +1,4 @@
+#include "datarow.h"
 #include "filedialog.h"
 
 #include <QStandardPaths>
@@ -10,16 +11,12 @@ private slots:
     {
         QTest::addColumn<QString>("filter");
         QTest::addColumn<QString>("shown");
-        QTest::newRow("names its pattern") << "Log Files (*.doc)|*.doc"
-                                           << "Log Files (*.doc)";
-        QTest::newRow("names it without a blank") << "Variable Configuration File(*.vls)|*.vls"
-                                                  << "Variable Configuration File(*.vls)";
-        QTest::newRow("plain description, two patterns") << "Workbooks|*.xls;*.xlsx"
-                                                         << "Workbooks (*.xls *.xlsx)";
-        QTest::newRow("names one of two patterns") << "Logs (*.doc)|*.doc;*.rtf"
-                                                   << "Logs (*.doc) (*.doc *.rtf)";
-        QTest::newRow("two filters") << "A (*.a)|*.a|All|*.*"
-                                     << "A (*.a);;All (*.*)";
+        addRow("names its pattern", "Log Files (*.doc)|*.doc", "Log Files (*.doc)");
+        addRow("names it without a blank", "Variable Configuration File(*.vls)|*.vls",
+               "Variable Configuration File(*.vls)");
+        addRow("plain description, two patterns", "Workbooks|*.xls;*.xlsx", "Workbooks (*.xls *.xlsx)");
+        addRow("names one of two patterns", "Logs (*.doc)|*.doc;*.rtf", "Logs (*.doc) (*.doc *.rtf)");
+        addRow("two filters", "A (*.a)|*.a|All|*.*", "A (*.a);;All (*.*)");
     }
     void qtFilter()
     {

@@ -13,16 +13,9 @@ namespace {
 // holds one code unit per two bytes, high byte first.
 void writeFont(const QString& folder, const QByteArray& index, bool withFontFile = true)
 {
-    QDir().mkpath(folder + QStringLiteral("/Extended"));
-    QFile idx(folder + QStringLiteral("/Extended/6X8L.IDX"));
-    QVERIFY(idx.open(QIODevice::WriteOnly));
-    idx.write(index);
-    idx.close();
-    if (withFontFile) {
-        QFile cff(folder + QStringLiteral("/Extended/6X8L.CFF"));
-        QVERIFY(cff.open(QIODevice::WriteOnly));
-        cff.write("font");
-    }
+    writeFile(folder + QStringLiteral("/Extended/6X8L.IDX"), index);
+    if (withFontFile)
+        writeFile(folder + QStringLiteral("/Extended/6X8L.CFF"), "font");
 }
 
 QByteArray indexOf(const QString& characters)

@@ -13,15 +13,10 @@
 #include <QTest>
 #include <QTimer>
 
-using GetClassObjectFn = int (*)(const char*, QObject**);
-using ServerFn = int (*)();
-
 class TestPluginLibrary final : public QObject {
     Q_OBJECT
 private:
     QLibrary m_library{QStringLiteral(PLUGIN_LIBRARY_PATH)};
-    GetClassObjectFn m_getClassObject = nullptr;
-    ServerFn m_canUnloadNow = nullptr;
 
     // Records every window the plug-in shows and closes the modal ones, so calls
     // that show a dialog come back.
@@ -42,22 +37,14 @@ private:
     };
 
 private slots:
-    void initTestCase()
-    {
-        QVERIFY2(m_library.load(), qPrintable(m_library.errorString()));
-        m_getClassObject = reinterpret_cast<GetClassObjectFn>(m_library.resolve("DllGetClassObject"));
-        m_canUnloadNow = reinterpret_cast<ServerFn>(m_library.resolve("DllCanUnloadNow"));
-        QVERIFY(m_getClassObject && m_canUnloadNow);
-        QVERIFY(m_library.resolve("DllRegisterServer") && m_library.resolve("DllUnregisterServer"));
-    }
+    // The entry points themselves and unloading are checked with the other component libraries.
+    void initTestCase() { QVERIFY2(m_library.load(), qPrintable(m_library.errorString())); }
 
     void pluginDataLateBound()
     {
         TestEnvironment env;
         QCOMPARE(ComponentLoader::registerLibrary(m_library.fileName()), 0);
         std::unique_ptr<QObject> data(ComponentLoader::create(QStringLiteral("zolQMDVariablePlugin.PluginData")));
-        QCOMPARE(m_canUnloadNow(), 1); // an object is alive
-
         QCOMPARE(latebound::getProperty(data.get(), "TotalPlugins").toInt(), 1);
         QCOMPARE(latebound::callMethod(data.get(), "PluginNames", {0}).toString(),
                  QStringLiteral("zolQMDVariablePlugin.zolQMDVariables"));
@@ -79,8 +66,6 @@ private slots:
                 }
             }
         }
-        data.reset();
-        QCOMPARE(m_canUnloadNow(), 0);
     }
 
     void mainClassLateBound()

@@ -1,3 +1,4 @@
+#include "datarow.h"
 #include "registryroutines.h"
 #include "settingsstore.h"
 #include "testenvironment.h"
@@ -61,19 +62,11 @@ private slots:
         QTest::addColumn<QString>("folder");
         QTest::addColumn<QString>("relative");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("backslash folder") << "/opt/host\\"
-                                          << "Extended\\6X8L.IDX"
-                                          << "/opt/host/Extended/6X8L.IDX";
-        QTest::newRow("plain folder") << "/opt/host"
-                                      << "Extended\\6X8L.IDX"
-                                      << "/opt/host/Extended/6X8L.IDX";
-        QTest::newRow("slash folder") << "/opt/host/"
-                                      << "a/b"
-                                      << "/opt/host/a/b";
+        addRow("backslash folder", "/opt/host\\", "Extended\\6X8L.IDX", "/opt/host/Extended/6X8L.IDX");
+        addRow("plain folder", "/opt/host", "Extended\\6X8L.IDX", "/opt/host/Extended/6X8L.IDX");
+        addRow("slash folder", "/opt/host/", "a/b", "/opt/host/a/b");
         // No folder: the relative path stays relative.
-        QTest::newRow("empty folder") << ""
-                                      << "Extended\\6X8L.IDX"
-                                      << "Extended/6X8L.IDX";
+        addRow("empty folder", "", "Extended\\6X8L.IDX", "Extended/6X8L.IDX");
     }
     void joinPathAcceptsBothSeparators()
     {

@@ -1,6 +1,7 @@
 // Payload layouts of the commands and answers, the attribute text as the
 // display reads it, and the serial line settings.
 
+#include "datarow.h"
 #include "commands.h"
 #include "transport.h"
 #include "testenvironment.h"
@@ -49,18 +50,18 @@ void TestCommands::attributeText_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<QString>("expected"); // index/colour, b = blink, i = inverse; or the first bad entry
-    QTest::newRow("plain") << QByteArray("0001A") << "0/1";
-    QTest::newRow("blink") << QByteArray("0072B") << "7/2b";
-    QTest::newRow("inverse") << QByteArray("0427C") << "42/7i";
-    QTest::newRow("both, then another") << QByteArray("2555D1590A") << "255/5bi 159/0";
-    QTest::newRow("empty") << QByteArray() << "bad 1";
-    QTest::newRow("short entry") << QByteArray("0001") << "bad 1";
-    QTest::newRow("second entry cut") << QByteArray("0001A0002") << "bad 2";
-    QTest::newRow("letter in index") << QByteArray("0001A00x1A") << "bad 2";
-    QTest::newRow("colour not a digit") << QByteArray("000XA") << "bad 1";
-    QTest::newRow("flags beyond D") << QByteArray("0001A0001E") << "bad 2";
-    QTest::newRow("flags lower case") << QByteArray("0001a") << "bad 1";
-    QTest::newRow("minus sign") << QByteArray("-011A") << "bad 1";
+    addRow("plain", QByteArray("0001A"), "0/1");
+    addRow("blink", QByteArray("0072B"), "7/2b");
+    addRow("inverse", QByteArray("0427C"), "42/7i");
+    addRow("both, then another", QByteArray("2555D1590A"), "255/5bi 159/0");
+    addRow("empty", QByteArray(), "bad 1");
+    addRow("short entry", QByteArray("0001"), "bad 1");
+    addRow("second entry cut", QByteArray("0001A0002"), "bad 2");
+    addRow("letter in index", QByteArray("0001A00x1A"), "bad 2");
+    addRow("colour not a digit", QByteArray("000XA"), "bad 1");
+    addRow("flags beyond D", QByteArray("0001A0001E"), "bad 2");
+    addRow("flags lower case", QByteArray("0001a"), "bad 1");
+    addRow("minus sign", QByteArray("-011A"), "bad 1");
 }
 
 void TestCommands::attributeText()
@@ -81,28 +82,27 @@ void TestCommands::payloadLayout_data()
     QTest::addColumn<char>("kind");
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<QByteArray>("encoded"); // from known values; null = the data must be refused
-    QTest::newRow("variable") << 'V' << QByteArray("\x06\x01\x02\xC4rger \x02\x03")
-                              << variablePayload(VarReadReply{6, 1, 2, QStringLiteral("\u00C4rger \x02\x03")});
-    QTest::newRow("variable in Windows-1252")
-        << 'V' << QByteArray("\x01\x02\x02\x80\xE9\x99")
-        << variablePayload(VarReadReply{1, 2, 2, QStringLiteral("\u20AC\u00E9\u2122")});
-    QTest::newRow("variable, blink code 0 is off")
-        << 'V' << QByteArray("\x03\x02\x02") << variablePayload(VarReadReply{3, 0, 0, {}});
-    QTest::newRow("download time") << 'D' << QByteArray("\x07\xEF\x0C\x1F\x17\x3B\x3A")
-                                   << downloadTimePayload(DownloadTime{23, 59, 58, 12, 31, 2031});
-    QTest::newRow("never downloaded") << 'D' << QByteArray(7, '\0') << downloadTimePayload(DownloadTime{});
-    QTest::newRow("group") << 'G' << QByteArray("\x03\x00\x03\x01\x2C", 5)
-                           << configurationPayload(DisplayConfiguration{true, true, 3, 300});
-    QTest::newRow("single unit") << 'G' << QByteArray(5, '\0') << configurationPayload(DisplayConfiguration{});
-    QTest::newRow("index") << 'i' << QByteArray("\x01\x02") << indexPayload(0x0102);
-    QTest::newRow("write in Windows-1252") << 'w' << QByteArray("\x01\x02\x80") << writeDataPayload(0x0102, "\x80");
-    QTest::newRow("variable of 2 bytes") << 'V' << QByteArray("\x01\x02", 2) << QByteArray();
-    QTest::newRow("variable empty") << 'V' << QByteArray() << QByteArray();
-    QTest::newRow("time of 6 bytes") << 'D' << QByteArray(6, '\x01') << QByteArray();
-    QTest::newRow("time of 8 bytes") << 'D' << QByteArray(8, '\x01') << QByteArray();
-    QTest::newRow("configuration of 4 bytes") << 'G' << QByteArray(4, '\x01') << QByteArray();
-    QTest::newRow("index of 3 bytes") << 'i' << QByteArray("\x00\x01\x02", 3) << QByteArray();
-    QTest::newRow("write without index") << 'w' << QByteArray("\x00", 1) << QByteArray();
+    addRow("variable", 'V', QByteArray("\x06\x01\x02\xC4rger \x02\x03"),
+           variablePayload(VarReadReply{6, 1, 2, QStringLiteral("\u00C4rger \x02\x03")}));
+    addRow("variable in Windows-1252", 'V', QByteArray("\x01\x02\x02\x80\xE9\x99"),
+           variablePayload(VarReadReply{1, 2, 2, QStringLiteral("\u20AC\u00E9\u2122")}));
+    addRow("variable, blink code 0 is off", 'V', QByteArray("\x03\x02\x02"),
+           variablePayload(VarReadReply{3, 0, 0, {}}));
+    addRow("download time", 'D', QByteArray("\x07\xEF\x0C\x1F\x17\x3B\x3A"),
+           downloadTimePayload(DownloadTime{23, 59, 58, 12, 31, 2031}));
+    addRow("never downloaded", 'D', QByteArray(7, '\0'), downloadTimePayload(DownloadTime{}));
+    addRow("group", 'G', QByteArray("\x03\x00\x03\x01\x2C", 5),
+           configurationPayload(DisplayConfiguration{true, true, 3, 300}));
+    addRow("single unit", 'G', QByteArray(5, '\0'), configurationPayload(DisplayConfiguration{}));
+    addRow("index", 'i', QByteArray("\x01\x02"), indexPayload(0x0102));
+    addRow("write in Windows-1252", 'w', QByteArray("\x01\x02\x80"), writeDataPayload(0x0102, "\x80"));
+    addRow("variable of 2 bytes", 'V', QByteArray("\x01\x02", 2), QByteArray());
+    addRow("variable empty", 'V', QByteArray(), QByteArray());
+    addRow("time of 6 bytes", 'D', QByteArray(6, '\x01'), QByteArray());
+    addRow("time of 8 bytes", 'D', QByteArray(8, '\x01'), QByteArray());
+    addRow("configuration of 4 bytes", 'G', QByteArray(4, '\x01'), QByteArray());
+    addRow("index of 3 bytes", 'i', QByteArray("\x00\x01\x02", 3), QByteArray());
+    addRow("write without index", 'w', QByteArray("\x00", 1), QByteArray());
 }
 
 void TestCommands::payloadLayout()
@@ -136,26 +136,16 @@ void TestCommands::serialParams_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("expected"); // "" = refused
-    QTest::newRow("usual") << "9600,N,8,1"
-                           << "9600 N 8 1";
-    QTest::newRow("empty = defaults") << ""
-                                      << "9600 N 8 1";
-    QTest::newRow("even 7 2") << "19200,E,7,2"
-                              << "19200 E 7 2";
-    QTest::newRow("odd lower case, blanks") << " 1200 , o , 8 , 1.5 "
-                                            << "1200 O 8 1.5";
-    QTest::newRow("baud only") << "38400"
-                               << "38400 N 8 1";
-    QTest::newRow("bad parity") << "9600,X,8,1"
-                                << "";
-    QTest::newRow("bad data bits") << "9600,N,9,1"
-                                   << "";
-    QTest::newRow("bad stop bits") << "9600,N,8,3"
-                                   << "";
-    QTest::newRow("baud not a number") << "fast,N,8,1"
-                                       << "";
-    QTest::newRow("too many fields") << "9600,N,8,1,X"
-                                     << "";
+    addRow("usual", "9600,N,8,1", "9600 N 8 1");
+    addRow("empty = defaults", "", "9600 N 8 1");
+    addRow("even 7 2", "19200,E,7,2", "19200 E 7 2");
+    addRow("odd lower case, blanks", " 1200 , o , 8 , 1.5 ", "1200 O 8 1.5");
+    addRow("baud only", "38400", "38400 N 8 1");
+    addRow("bad parity", "9600,X,8,1", "");
+    addRow("bad data bits", "9600,N,9,1", "");
+    addRow("bad stop bits", "9600,N,8,3", "");
+    addRow("baud not a number", "fast,N,8,1", "");
+    addRow("too many fields", "9600,N,8,1,X", "");
 }
 
 void TestCommands::serialParams()

@@ -1,6 +1,7 @@
 // DisplayClient against a real emulator process, over loopback TCP, over a
 // pty as a serial line and over a pty with an emulated modem.
 
+#include "datarow.h"
 #include "displayclient.h"
 #include "emulatorprocess.h"
 #include "commands.h"
@@ -84,9 +85,9 @@ private slots:
 void TestDisplayClient::readBackOverEveryLink_data()
 {
     QTest::addColumn<int>("link");
-    QTest::newRow("tcp") << int(Link::Tcp);
-    QTest::newRow("pty") << int(Link::Pty);
-    QTest::newRow("modem") << int(Link::Modem);
+    addRow("tcp", int(Link::Tcp));
+    addRow("pty", int(Link::Pty));
+    addRow("modem", int(Link::Modem));
 }
 
 void TestDisplayClient::readBackOverEveryLink()
@@ -201,13 +202,13 @@ void TestDisplayClient::refusesBadArgumentsWithoutSending_data()
 {
     QTest::addColumn<int>("call");
     QTest::addColumn<QString>("error");
-    QTest::newRow("text index -1") << 0 << QStringLiteral("text variable index -1 is out of range 0 ... 255");
-    QTest::newRow("text index 256") << 1 << QStringLiteral("text variable index 256 is out of range 0 ... 255");
-    QTest::newRow("cell index 160") << 2 << QStringLiteral("cell variable index 160 is out of range 0 ... 159");
-    QTest::newRow("read cell 160") << 3 << QStringLiteral("cell variable index 160 is out of range 0 ... 159");
-    QTest::newRow("too long") << 4 << QStringLiteral("text variable data is too long: 1025 bytes, at most 1024");
-    QTest::newRow("empty attributes") << 5 << QStringLiteral("the attribute list is empty");
-    QTest::newRow("message too long") << 6 << QStringLiteral("the message is too long: 2001 bytes, at most 2000");
+    addRow("text index -1", 0, QStringLiteral("text variable index -1 is out of range 0 ... 255"));
+    addRow("text index 256", 1, QStringLiteral("text variable index 256 is out of range 0 ... 255"));
+    addRow("cell index 160", 2, QStringLiteral("cell variable index 160 is out of range 0 ... 159"));
+    addRow("read cell 160", 3, QStringLiteral("cell variable index 160 is out of range 0 ... 159"));
+    addRow("too long", 4, QStringLiteral("text variable data is too long: 1025 bytes, at most 1024"));
+    addRow("empty attributes", 5, QStringLiteral("the attribute list is empty"));
+    addRow("message too long", 6, QStringLiteral("the message is too long: 2001 bytes, at most 2000"));
 }
 
 void TestDisplayClient::refusesBadArgumentsWithoutSending()
@@ -244,46 +245,38 @@ void TestDisplayClient::faultsEndInFalseWithoutHanging_data()
     const int tcp = int(Link::Tcp), pty = int(Link::Pty), modem = int(Link::Modem);
     const QString late = QStringLiteral("no answer from display 1 within 0.3 s");
     const QString nak = QStringLiteral("display 1 refused: bad checksum");
-    QTest::newRow("tcp drop after 3") << tcp << QStringList{"--drop-after", "3"} << 3
-                                      << "the connection to display 1 was lost: the display closed the connection";
-    QTest::newRow("modem drop after 2") << modem << QStringList{"--drop-after", "2"} << 2
-                                        << "the connection to display 1 was lost: the modem reported NO CARRIER";
-    QTest::newRow("pty drop after 2 goes deaf") << pty << QStringList{"--drop-after", "2"} << 2 << late;
-    QTest::newRow("tcp nak all") << tcp << QStringList{"--nak", "1"} << 0 << nak;
-    QTest::newRow("pty nak all") << pty << QStringList{"--nak", "1"} << 0 << nak;
-    QTest::newRow("tcp garble all") << tcp << QStringList{"--garble", "1"} << 0
-                                    << "damaged answer from display 1 (bad checksum)";
-    QTest::newRow("pty late") << pty << QStringList{"--delay", "1000"} << 0 << late;
-    QTest::newRow("tcp silent") << tcp << QStringList{"--silent"} << 0 << late;
-    QTest::newRow("tcp too slow a line") << tcp << QStringList{"--baud", "300"} << 0 << late;
-    QTest::newRow("tcp refused") << tcp << QStringList{"--refuse"} << -1
-                                 << "cannot connect to 127.0.0.1:%1: connection refused";
-    QTest::newRow("modem busy") << modem << QStringList{"--dial-result", "BUSY"} << -1 << "dialling 5551234: BUSY";
-    QTest::newRow("modem refusing") << modem << QStringList{"--refuse"} << -1 << "dialling 5551234: BUSY";
-    QTest::newRow("modem no carrier") << modem << QStringList{"--dial-result", "NO CARRIER"} << -1
-                                      << "dialling 5551234: NO CARRIER";
-    QTest::newRow("modem no dialtone") << modem << QStringList{"--dial-result", "NO DIALTONE"} << -1
-                                       << "dialling 5551234: NO DIALTONE";
-    QTest::newRow("modem never answers the call")
-        << modem << QStringList{"--dial-result", "none"} << -1
-        << "dialling 5551234: no answer from the modem on %1 to ATDT5551234 within 1500 ms";
-    QTest::newRow("no modem on a bare line")
-        << pty << QStringList() << -1 << "no answer from the modem on %1 to ATZ within 100 ms";
+    addRow("tcp drop after 3", tcp, QStringList{"--drop-after", "3"}, 3,
+           "the connection to display 1 was lost: the display closed the connection");
+    addRow("modem drop after 2", modem, QStringList{"--drop-after", "2"}, 2,
+           "the connection to display 1 was lost: the modem reported NO CARRIER");
+    addRow("pty drop after 2 goes deaf", pty, QStringList{"--drop-after", "2"}, 2, late);
+    addRow("tcp nak all", tcp, QStringList{"--nak", "1"}, 0, nak);
+    addRow("pty nak all", pty, QStringList{"--nak", "1"}, 0, nak);
+    addRow("tcp garble all", tcp, QStringList{"--garble", "1"}, 0, "damaged answer from display 1 (bad checksum)");
+    addRow("pty late", pty, QStringList{"--delay", "1000"}, 0, late);
+    addRow("tcp silent", tcp, QStringList{"--silent"}, 0, late);
+    addRow("tcp too slow a line", tcp, QStringList{"--baud", "300"}, 0, late);
+    addRow("tcp refused", tcp, QStringList{"--refuse"}, -1, "cannot connect to 127.0.0.1:%1: connection refused");
+    addRow("modem busy", modem, QStringList{"--dial-result", "BUSY"}, -1, "dialling 5551234: BUSY");
+    addRow("modem refusing", modem, QStringList{"--refuse"}, -1, "dialling 5551234: BUSY");
+    addRow("modem no carrier", modem, QStringList{"--dial-result", "NO CARRIER"}, -1, "dialling 5551234: NO CARRIER");
+    addRow("modem no dialtone", modem, QStringList{"--dial-result", "NO DIALTONE"}, -1,
+           "dialling 5551234: NO DIALTONE");
+    addRow("modem never answers the call", modem, QStringList{"--dial-result", "none"}, -1,
+           "dialling 5551234: no answer from the modem on %1 to ATDT5551234 within 1500 ms");
+    addRow("no modem on a bare line", pty, QStringList(), -1, "no answer from the modem on %1 to ATZ within 100 ms");
     // Without an emulator: the settings' kind, target and parameter.
-    QTest::newRow("serial bad settings") << -1 << QStringList{"1", "/dev/null", "9600,X,8,1"} << -1
-                                         << "bad serial settings \"9600,X,8,1\" (expected e.g. 9600,N,8,1)";
-    QTest::newRow("serial without device") << -1 << QStringList{"1", " ", "9600,N,8,1"} << -1 << "no serial port given";
-    QTest::newRow("serial device missing")
-        << -1 << QStringList{"1", "/dev/lumarex-no-such-port", ""} << -1
-        << "cannot open serial port /dev/lumarex-no-such-port: No such file or directory";
-    QTest::newRow("tcp port not a number")
-        << -1 << QStringList{"3", "127.0.0.1", "http"} << -1 << "bad TCP port \"http\"";
-    QTest::newRow("tcp port 0") << -1 << QStringList{"3", "127.0.0.1", "0"} << -1 << "bad TCP port \"0\"";
-    QTest::newRow("tcp port too big") << -1 << QStringList{"3", "127.0.0.1", "65536"} << -1 << "bad TCP port \"65536\"";
-    QTest::newRow("tcp without host") << -1 << QStringList{"3", "", "3001"} << -1 << "no host given";
-    QTest::newRow("modem without device")
-        << -1 << QStringList{"2", "", "555"} << -1 << "no serial port given for the modem";
-    QTest::newRow("modem without number") << -1 << QStringList{"0", "/dev/null", ""} << -1 << "no number to dial";
+    addRow("serial bad settings", -1, QStringList{"1", "/dev/null", "9600,X,8,1"}, -1,
+           "bad serial settings \"9600,X,8,1\" (expected e.g. 9600,N,8,1)");
+    addRow("serial without device", -1, QStringList{"1", " ", "9600,N,8,1"}, -1, "no serial port given");
+    addRow("serial device missing", -1, QStringList{"1", "/dev/lumarex-no-such-port", ""}, -1,
+           "cannot open serial port /dev/lumarex-no-such-port: No such file or directory");
+    addRow("tcp port not a number", -1, QStringList{"3", "127.0.0.1", "http"}, -1, "bad TCP port \"http\"");
+    addRow("tcp port 0", -1, QStringList{"3", "127.0.0.1", "0"}, -1, "bad TCP port \"0\"");
+    addRow("tcp port too big", -1, QStringList{"3", "127.0.0.1", "65536"}, -1, "bad TCP port \"65536\"");
+    addRow("tcp without host", -1, QStringList{"3", "", "3001"}, -1, "no host given");
+    addRow("modem without device", -1, QStringList{"2", "", "555"}, -1, "no serial port given for the modem");
+    addRow("modem without number", -1, QStringList{"0", "/dev/null", ""}, -1, "no number to dial");
 }
 
 void TestDisplayClient::faultsEndInFalseWithoutHanging()
@@ -334,8 +327,8 @@ void TestDisplayClient::faultsEndInFalseWithoutHanging()
 void TestDisplayClient::resendsOnceAfterDamage_data()
 {
     QTest::addColumn<QString>("fault");
-    QTest::newRow("nak half") << QStringLiteral("--nak");
-    QTest::newRow("garble half") << QStringLiteral("--garble");
+    addRow("nak half", QStringLiteral("--nak"));
+    addRow("garble half", QStringLiteral("--garble"));
 }
 
 void TestDisplayClient::resendsOnceAfterDamage()

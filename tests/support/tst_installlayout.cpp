@@ -1,3 +1,4 @@
+#include "datarow.h"
 #include "installlayout.h"
 #include "registryroutines.h"
 #include "testenvironment.h"
@@ -18,14 +19,10 @@ private slots:
         QTest::addColumn<QString>("made"); // what exists beside the programs' folder "bin"
         QTest::addColumn<QString>("componentsFromPrograms");
         QTest::addColumn<bool>("installed");
-        QTest::newRow("build tree") << ""
-                                    << "../lib/x86_64-linux-gnu/lumarex" << false;
-        QTest::newRow("installed") << "lib/x86_64-linux-gnu/lumarex/"
-                                   << "../lib/x86_64-linux-gnu/lumarex" << true;
-        QTest::newRow("a file where the folder would be") << "lib/lumarex"
-                                                          << "../lib/lumarex" << false;
-        QTest::newRow("no relative path") << ""
-                                          << "" << false;
+        addRow("build tree", "", "../lib/x86_64-linux-gnu/lumarex", false);
+        addRow("installed", "lib/x86_64-linux-gnu/lumarex/", "../lib/x86_64-linux-gnu/lumarex", true);
+        addRow("a file where the folder would be", "lib/lumarex", "../lib/lumarex", false);
+        addRow("no relative path", "", "", false);
     }
 
     void layoutFor()
@@ -58,9 +55,8 @@ private slots:
     {
         QTest::addColumn<QByteArray>("variable");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("installed default") << QByteArray() << install::sharedFolder() + QStringLiteral("/machine.ini");
-        QTest::newRow("the variable wins")
-            << QByteArray("/tmp/elsewhere/m.ini") << QStringLiteral("/tmp/elsewhere/m.ini");
+        addRow("installed default", QByteArray(), install::sharedFolder() + QStringLiteral("/machine.ini"));
+        addRow("the variable wins", QByteArray("/tmp/elsewhere/m.ini"), QStringLiteral("/tmp/elsewhere/m.ini"));
     }
 
     void machineStoreLocation()
@@ -81,10 +77,10 @@ private slots:
         QTest::addColumn<int>("folderMode");
         QTest::addColumn<int>("umask");
         QTest::addColumn<bool>("groupWritable");
-        QTest::newRow("setgid, group-writable") << 02775 << 022 << true;
-        QTest::newRow("setgid, group-writable, private umask") << 02775 << 077 << true;
-        QTest::newRow("group-writable only") << 0775 << 022 << false;
-        QTest::newRow("setgid, not group-writable") << 02755 << 022 << false;
+        addRow("setgid, group-writable", 02775, 022, true);
+        addRow("setgid, group-writable, private umask", 02775, 077, true);
+        addRow("group-writable only", 0775, 022, false);
+        addRow("setgid, not group-writable", 02755, 022, false);
     }
 
     void newFilesInSharedFolder()

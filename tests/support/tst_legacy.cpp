@@ -1,3 +1,4 @@
+#include "datarow.h"
 #include "datetimetext.h"
 #include "legacy.h"
 #include "runtimeerror.h"
@@ -11,19 +12,19 @@ private slots:
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<double>("expected");
-        QTest::newRow("plain") << "42" << 42.0;
-        QTest::newRow("leading blanks") << "   7" << 7.0;
-        QTest::newRow("trailing text") << "12abc" << 12.0;
-        QTest::newRow("decimal") << "1.5" << 1.5;
-        QTest::newRow("leading point") << ".25" << 0.25;
-        QTest::newRow("negative") << "-3" << -3.0;
-        QTest::newRow("exponent") << "2e3x" << 2000.0;
-        QTest::newRow("dangling exponent") << "2e" << 2.0;
-        QTest::newRow("not a number") << "abc" << 0.0;
-        QTest::newRow("empty") << "" << 0.0;
-        QTest::newRow("sign only") << "-" << 0.0;
-        QTest::newRow("comma stops") << "1,500" << 1.0;
-        QTest::newRow("second point stops") << "1.2.3" << 1.2;
+        addRow("plain", "42", 42.0);
+        addRow("leading blanks", "   7", 7.0);
+        addRow("trailing text", "12abc", 12.0);
+        addRow("decimal", "1.5", 1.5);
+        addRow("leading point", ".25", 0.25);
+        addRow("negative", "-3", -3.0);
+        addRow("exponent", "2e3x", 2000.0);
+        addRow("dangling exponent", "2e", 2.0);
+        addRow("not a number", "abc", 0.0);
+        addRow("empty", "", 0.0);
+        addRow("sign only", "-", 0.0);
+        addRow("comma stops", "1,500", 1.0);
+        addRow("second point stops", "1.2.3", 1.2);
     }
     void val()
     {
@@ -36,14 +37,14 @@ private slots:
     {
         QTest::addColumn<double>("value");
         QTest::addColumn<double>("expected");
-        QTest::newRow("0.5") << 0.5 << 0.0;
-        QTest::newRow("1.5") << 1.5 << 2.0;
-        QTest::newRow("2.5") << 2.5 << 2.0;
-        QTest::newRow("2.51") << 2.51 << 3.0;
-        QTest::newRow("-0.5") << -0.5 << 0.0;
-        QTest::newRow("-1.5") << -1.5 << -2.0;
-        QTest::newRow("-2.5") << -2.5 << -2.0;
-        QTest::newRow("5399.5") << 5399.5 << 5400.0;
+        addRow("0.5", 0.5, 0.0);
+        addRow("1.5", 1.5, 2.0);
+        addRow("2.5", 2.5, 2.0);
+        addRow("2.51", 2.51, 3.0);
+        addRow("-0.5", -0.5, 0.0);
+        addRow("-1.5", -1.5, -2.0);
+        addRow("-2.5", -2.5, -2.0);
+        addRow("5399.5", 5399.5, 5400.0);
     }
     void roundHalfEven()
     {
@@ -56,22 +57,22 @@ private slots:
     {
         QTest::addColumn<QString>("expression");
         QTest::addColumn<int>("expected"); // -1 = Overflow, -2 = Type mismatch
-        QTest::newRow("max") << "toInt16 32767" << 32767;
-        QTest::newRow("min") << "toInt16 -32768" << -32768;
-        QTest::newRow("rounds even") << "toInt16 32766.5" << 32766;
-        QTest::newRow("rounds up past max") << "toInt16 32767.5" << -1;
-        QTest::newRow("too big") << "toInt16 32768" << -1;
-        QTest::newRow("text") << "text 12" << 12;
-        QTest::newRow("text blanks") << "text  5 " << 5;
-        QTest::newRow("text group separator") << "text 1,5" << 15;
-        QTest::newRow("text empty") << "text " << -2;
-        QTest::newRow("text letters") << "text 5a" << -2;
-        QTest::newRow("text overflow") << "text 40000" << -1;
-        QTest::newRow("add") << "add 32000 767" << 32767;
-        QTest::newRow("add overflow") << "add 32000 768" << -1;
-        QTest::newRow("sub overflow") << "sub -32768 1" << -1;
-        QTest::newRow("mul") << "mul 127 256" << 32512;
-        QTest::newRow("mul overflow") << "mul 128 256" << -1;
+        addRow("max", "toInt16 32767", 32767);
+        addRow("min", "toInt16 -32768", -32768);
+        addRow("rounds even", "toInt16 32766.5", 32766);
+        addRow("rounds up past max", "toInt16 32767.5", -1);
+        addRow("too big", "toInt16 32768", -1);
+        addRow("text", "text 12", 12);
+        addRow("text blanks", "text  5 ", 5);
+        addRow("text group separator", "text 1,5", 15);
+        addRow("text empty", "text ", -2);
+        addRow("text letters", "text 5a", -2);
+        addRow("text overflow", "text 40000", -1);
+        addRow("add", "add 32000 767", 32767);
+        addRow("add overflow", "add 32000 768", -1);
+        addRow("sub overflow", "sub -32768 1", -1);
+        addRow("mul", "mul 127 256", 32512);
+        addRow("mul overflow", "mul 128 256", -1);
     }
     void int16Conversions()
     {
@@ -102,11 +103,11 @@ private slots:
         QTest::addColumn<qlonglong>("value");
         QTest::addColumn<int>("digits");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("001") << 1LL << 3 << "001";
-        QTest::newRow("416") << 416LL << 3 << "416";
-        QTest::newRow("wider") << 1234LL << 3 << "1234";
-        QTest::newRow("00000") << 90LL << 5 << "00090";
-        QTest::newRow("negative") << -5LL << 3 << "-005";
+        addRow("001", 1LL, 3, "001");
+        addRow("416", 416LL, 3, "416");
+        addRow("wider", 1234LL, 3, "1234");
+        addRow("00000", 90LL, 5, "00090");
+        addRow("negative", -5LL, 3, "-005");
     }
     void formatZeros()
     {
@@ -132,12 +133,9 @@ private slots:
         QTest::addColumn<QDateTime>("when");
         QTest::addColumn<QString>("stamp");
         QTest::addColumn<QString>("fileDate");
-        QTest::newRow("afternoon") << QDateTime(QDate(2010, 3, 5), QTime(14, 7, 9)) << "03/05/2010 02:07:09 PM"
-                                   << "3-5-2010";
-        QTest::newRow("midnight") << QDateTime(QDate(2026, 11, 22), QTime(0, 0, 0)) << "11/22/2026 12:00:00 AM"
-                                  << "11-22-2026";
-        QTest::newRow("noon") << QDateTime(QDate(2010, 2, 3), QTime(12, 30, 0)) << "02/03/2010 12:30:00 PM"
-                              << "2-3-2010";
+        addRow("afternoon", QDateTime(QDate(2010, 3, 5), QTime(14, 7, 9)), "03/05/2010 02:07:09 PM", "3-5-2010");
+        addRow("midnight", QDateTime(QDate(2026, 11, 22), QTime(0, 0, 0)), "11/22/2026 12:00:00 AM", "11-22-2026");
+        addRow("noon", QDateTime(QDate(2010, 2, 3), QTime(12, 30, 0)), "02/03/2010 12:30:00 PM", "2-3-2010");
     }
     void dateTexts()
     {

@@ -2,6 +2,7 @@
 
 #include <QAbstractButton>
 #include <QAction>
+#include <QApplication>
 #include <QComboBox>
 #include <QGroupBox>
 #include <QLabel>
@@ -9,6 +10,8 @@
 #include <QMenu>
 #include <QStringList>
 #include <QTabWidget>
+#include <QTest>
+#include <QTimer>
 
 QString shownState(QWidget* dialog, const QString& name)
 {
@@ -44,4 +47,29 @@ QString shownState(QWidget* dialog, const QString& name)
         return QStringLiteral("<missing>");
     }
     return enabled ? text : text + QStringLiteral(" (disabled)");
+}
+
+void addControlRows(std::initializer_list<std::pair<const char*, const char*>> controls)
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("shown");
+    for (const auto& [name, shown] : controls)
+        QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+}
+
+void whenModal(const QString& name, std::function<void(QWidget*)> step)
+{
+    QTimer::singleShot(0, [name, step] {
+        QWidget* window = nullptr;
+        const auto active = [&] {
+            window = QApplication::activeModalWidget();
+            return window && (name.isEmpty() || window->objectName() == name);
+        };
+        [&] {
+            QTRY_VERIFY_WITH_TIMEOUT(active(), 10000);
+            step(window);
+        }();
+        if (active() && window->isVisible())
+            window->close();
+    });
 }

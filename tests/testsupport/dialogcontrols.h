@@ -2,6 +2,10 @@
 
 #include <QString>
 
+#include <functional>
+#include <initializer_list>
+#include <utility>
+
 class QWidget;
 
 // What the control of that objectName shows ("" = the dialog itself): the window
@@ -10,3 +14,13 @@ class QWidget;
 // followed by " (disabled)" when it cannot be used. "<missing>" when there is no
 // such control.
 QString shownState(QWidget* dialog, const QString& name);
+
+// The data of a default-state test: columns "name" and "shown", one row per
+// control given as {objectName, what shownState gives}.
+void addControlRows(std::initializer_list<std::pair<const char*, const char*>> controls);
+
+// Runs `step` from the event loop once a modal window of objectName `name`
+// ("" = any) is active, then closes the window if the step left it open, so a
+// failing check cannot hang the test.
+void whenModal(const QString& name, std::function<void(QWidget*)> step);
+inline void whenModal(std::function<void(QWidget*)> step) { whenModal(QString(), std::move(step)); }

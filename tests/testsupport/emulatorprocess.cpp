@@ -1,6 +1,8 @@
 #include "emulatorprocess.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
 
 EmulatorProcess::EmulatorProcess(const QString& program) : m_program(program) {}
 
@@ -83,4 +85,28 @@ QString EmulatorProcess::waitForLine(const QString& text, int timeoutMs)
             return {};
         m_process.waitForReadyRead(int(std::max<qint64>(1, deadline.remainingTime())));
     }
+}
+
+std::unique_ptr<EmulatorProcess> startEmulator(const QString& program, const QStringList& args, int listeners)
+{
+    auto e = std::make_unique<EmulatorProcess>(program);
+    if (!e->start(args, listeners, 10000))
+        qWarning("%s", qPrintable(e->error()));
+    return e;
+}
+
+bool writeDisplayList(const QString& folder, const QList<LoopbackDisplay>& displays)
+{
+    QFile file(QDir(folder).filePath(QStringLiteral("Displays.dat")));
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    int number = 0;
+    for (const LoopbackDisplay& d : displays)
+        file.write(QStringLiteral("%1|%2|3|127.0.0.1||%3||%4\n")
+                       .arg(++number)
+                       .arg(d.name)
+                       .arg(d.port)
+                       .arg(d.addresses)
+                       .toLatin1());
+    return true;
 }

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <memory>
+
 class EmulatorProcess final {
 public:
     explicit EmulatorProcess(const QString& program);
@@ -41,3 +43,16 @@ private:
     QString m_modemPath;
     QString m_error;
 };
+
+// Starts `program` with `args`; when it does not come up the reason is logged
+// and tcpPort() is 0.
+std::unique_ptr<EmulatorProcess> startEmulator(const QString& program, const QStringList& args = {}, int listeners = 1);
+
+// A display on a loopback TCP port, as a line of the host's display list.
+struct LoopbackDisplay {
+    QString name;
+    quint16 port;
+    QString addresses = QStringLiteral("1");
+};
+// Writes "Displays.dat" into `folder`, numbering the displays 1, 2, ... in order.
+bool writeDisplayList(const QString& folder, const QList<LoopbackDisplay>& displays);

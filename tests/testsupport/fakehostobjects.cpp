@@ -20,7 +20,9 @@ void FakeDisplayChooser::install(const QString& answer)
 
 QString FakeLinkContainer::dataText()
 {
+    if (onRead)
+        onRead();
     if (value == u"!")
         throw RuntimeError(RuntimeError::AutomationError);
-    return linkedTo.isEmpty() ? QString() : value;
+    return linkedTo.isEmpty() ? QString() : values.value(linkedTo, value);
 }

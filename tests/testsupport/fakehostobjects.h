@@ -5,8 +5,11 @@
 #include "hostobjects.h"
 #include "linkcontainer.h"
 
+#include <QHash>
 #include <QObject>
 #include <QStringList>
+
+#include <functional>
 
 // The host's display chooser, answering with a fixed list; installed by ProgID.
 class FakeDisplayChooser final : public QObject, public hostobjects::IDisplayChooser {
@@ -23,12 +26,15 @@ private:
     QString m_answer;
 };
 
-// Holds at most one link. Pasting takes `clipboard`; the linked value is
-// `value` ("!" raises, as a missing source document does).
+// Holds at most one link. Pasting takes `clipboard`; the linked value is the
+// entry of `values` for the link, else `value` ("!" raises, as a missing source
+// document does). `onRead` runs on every read.
 class FakeLinkContainer final : public ILinkContainer {
 public:
     QString clipboard, linkedTo, value, dataFormat;
     QStringList linksCreated;
+    QHash<QString, QString> values;
+    std::function<void()> onRead;
 
     void setLinkedOnly() override {}
     bool canPaste() override { return !clipboard.isEmpty(); }

@@ -2,8 +2,12 @@
 
 #include "settingsstore.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QPrinter>
 #include <QStandardPaths>
+#include <QTest>
 
 TestEnvironment::TestEnvironment() : m_oldMachine(qgetenv("ZOL_MACHINE_STORE")), m_oldUser(qgetenv("ZOL_USER_STORE"))
 {
@@ -70,4 +74,18 @@ bool ScriptedPrintDialog::exec(QWidget*, QPrinter& printer)
         printer.setOutputFileName(pdfPath);
     }
     return accept;
+}
+
+QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+}
+
+void writeFile(const QString& path, const QByteArray& bytes)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    QCOMPARE(file.write(bytes), bytes.size());
 }

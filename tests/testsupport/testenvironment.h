@@ -4,10 +4,16 @@
 #include "messagebox.h"
 #include "printdialog.h"
 
+#include <QByteArray>
 #include <QList>
 #include <QQueue>
 #include <QString>
 #include <QTemporaryDir>
+
+// A file's bytes, "<missing>" when it cannot be read.
+QByteArray readFile(const QString& path);
+// Writes the bytes, making the folder first; a failure fails the test.
+void writeFile(const QString& path, const QByteArray& bytes);
 
 // A test's own world: both settings hives and the plug-in's folder live in a
 // temporary folder that disappears with the object. Create one per test

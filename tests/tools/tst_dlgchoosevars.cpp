@@ -56,9 +56,7 @@ private slots:
     // Every control as the dialog opens, by objectName ("" = the dialog's title).
     void defaultState_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("shown");
-        const std::pair<const char*, const char*> controls[] = {
+        addControlRows({
             {"", "Variable Update - Choose Variables To Update"},
             {"cmdSelectAll", "Select All"},
             {"cmdUnSelectAll", "Unselect All"},
@@ -70,9 +68,7 @@ private slots:
             {"txtVarRange", ""},
             {"cmdSelectVarRange", "Select Range"},
             {"cmdCancel", "Cancel"},
-        };
-        for (const auto& [name, shown] : controls)
-            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+        });
     }
     void defaultState()
     {

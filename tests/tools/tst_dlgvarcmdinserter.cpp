@@ -1,11 +1,13 @@
 // The variable command inserter as the host's frame editor opens it: through
 // StartFrameFeature, with a frame object that records what it is asked to add.
 
+#include "datarow.h"
 #include "classregistry.h"
 #include "clsVariableAccess.h"
+#include "dialogcontrols.h"
 #include "dlgVarCmdInserter.h"
+#include "fakehostobjects.h"
 #include "fakepluginmaster.h"
-#include "linkcontainer.h"
 #include "testenvironment.h"
 #include "varcommand.h"
 #include "zolQMDVariables.h"
@@ -31,13 +33,8 @@ namespace {
 // Runs `steps` on the inserter once it is up, then lets the test close it.
 void whileOpen(const std::function<void(dlgVarCmdInserter&)>& steps)
 {
-    QTimer::singleShot(0, [steps] {
-        auto* dlg = qobject_cast<dlgVarCmdInserter*>(QApplication::activeModalWidget());
-        QVERIFY(dlg);
-        steps(*dlg);
-        if (dlg->isVisible())
-            dlg->reject();
-    });
+    whenModal(QStringLiteral("dlgVarCmdInserter"),
+              [steps](QWidget* w) { steps(*qobject_cast<dlgVarCmdInserter*>(w)); });
 }
 
 void choose(dlgVarCmdInserter& dlg, int n)
@@ -75,21 +72,11 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("entry");
         QTest::addColumn<QString>("token");
-        QTest::newRow("first") << 1 << "Score"
-                               << "Text Var1: Score"
-                               << "VBL001";
-        QTest::newRow("two digits") << 12 << ""
-                                    << "Text Var12: "
-                                    << "VBL012";
-        QTest::newRow("last text") << 256 << "x"
-                                   << "Text Var256: x"
-                                   << "VBL256";
-        QTest::newRow("first cell") << 257 << "Cell A"
-                                    << "Cell Var1: Cell A"
-                                    << "VBL257";
-        QTest::newRow("last cell") << 416 << "End"
-                                   << "Cell Var160: End"
-                                   << "VBL416";
+        addRow("first", 1, "Score", "Text Var1: Score", "VBL001");
+        addRow("two digits", 12, "", "Text Var12: ", "VBL012");
+        addRow("last text", 256, "x", "Text Var256: x", "VBL256");
+        addRow("first cell", 257, "Cell A", "Cell Var1: Cell A", "VBL257");
+        addRow("last cell", 416, "End", "Cell Var160: End", "VBL416");
     }
     void tokensAndEntries()
     {
@@ -146,18 +133,8 @@ private slots:
         clsVariableAccess set;
         set.setVariableData(300, QStringLiteral("stored"));
         set.setVariableOLELink(300, QStringLiteral("C:\\book.xls!Variables!R300C2"));
-        class OneCell final : public ILinkContainer {
-        public:
-            QString source;
-            void setLinkedOnly() override {}
-            bool canPaste() override { return false; }
-            void paste() override {}
-            QString sourceDoc() override { return source; }
-            void clear() override {}
-            void setDataFormat(const QString&) override {}
-            void createLink(const QString& s) override { source = s; }
-            QString dataText() override { return source.endsWith(u"R300C2") ? QStringLiteral("live 42") : QString(); }
-        } sheet;
+        FakeLinkContainer sheet;
+        sheet.values.insert(set.VariableOLELink(300), QStringLiteral("live 42"));
         QObject noFrame;
         dlgVarCmdInserter dlg;
         dlg.setVariableSet(&set);

@@ -3,6 +3,8 @@
 // the keys the box refuses; what OK and Cancel give back; and the public class
 // created from the loaded plug-in library and driven late-bound.
 
+#include "datarow.h"
+#include "dialogcontrols.h"
 #include "classregistry.h"
 #include "clsFrm_Var_Editor.h"
 #include "dlgVarEdit.h"
@@ -57,17 +59,6 @@ bool inEditorFont(const QTextDocument& document)
     return true;
 }
 
-// Runs `step` on the modal window once it is showing.
-void whenModal(std::function<void(QWidget*)> step)
-{
-    QTimer::singleShot(20, [step] {
-        if (QWidget* w = QApplication::activeModalWidget())
-            step(w);
-        else
-            whenModal(step);
-    });
-}
-
 void press(QWidget* form, const char* button)
 {
     QTest::mouseClick(form->findChild<QPushButton*>(button), Qt::LeftButton);
@@ -88,27 +79,24 @@ private slots:
         QTest::addColumn<QByteArray>("rtf");
         QTest::addColumn<QStringList>("runs");
         const QString red = u"#ff0000"_s, blue = u"#0000ff"_s, green = u"#008000"_s;
-        QTest::newRow("plain text") << QByteArray("Open 9-5") << QStringList{u"Open 9-5"_s + red};
-        QTest::newRow("no colour table") << QByteArray("{\\rtf1\\ansi Sale {\\b today}}")
-                                         << QStringList{u"Sale today"_s + red};
-        QTest::newRow("colour table, \\cf and \\cf0")
-            << kWordPad + "Now \\cf1 blue\\cf0  then \\cf3 green\\cf0\\par\r\n}"
-            << QStringList{u"Now "_s + red, u"blue"_s + blue, u" then "_s + red, u"green"_s + green, u"\n"_s};
-        QTest::newRow("black from the table turns red")
-            << kWordPad + "\\cf2 black\\cf1 blue}" << QStringList{u"black"_s + red, u"blue"_s + blue};
-        QTest::newRow("nested groups restore the colour")
-            << kWordPad + "a{\\cf1 b{\\cf3 c}d}e}"
-            << QStringList{u"a"_s + red, u"b"_s + blue, u"c"_s + green, u"d"_s + blue, u"e"_s + red};
-        QTest::newRow("sizes and fonts do not colour")
-            << kWordPad + "\\fs48 big\\f1\\fs16  small}" << QStringList{u"big small"_s + red};
-        QTest::newRow("\\u with fallback, \\'hh")
-            << kWordPad + "\\u8364?5 caf\\'e9 \\u937\\'3f}" << QStringList{u"€5 café Ω"_s + red};
-        QTest::newRow("ignorable destinations")
-            << kWordPad + "{\\*\\bkmkstart x}{\\*\\unknownthing {\\cf1 hidden}}shown{\\*\\bkmkend x}}"
-            << QStringList{u"shown"_s + red};
-        QTest::newRow("\\par inside the text")
-            << kWordPad + "one\\par two}" << QStringList{u"one"_s + red, u"\n"_s, u"two"_s + red};
-        QTest::newRow("colour index past the table") << kWordPad + "\\cf9 x}" << QStringList{u"x"_s + red};
+        addRow("plain text", QByteArray("Open 9-5"), QStringList{u"Open 9-5"_s + red});
+        addRow("no colour table", QByteArray("{\\rtf1\\ansi Sale {\\b today}}"), QStringList{u"Sale today"_s + red});
+        addRow("colour table, \\cf and \\cf0", kWordPad + "Now \\cf1 blue\\cf0  then \\cf3 green\\cf0\\par\r\n}",
+               QStringList{u"Now "_s + red, u"blue"_s + blue, u" then "_s + red, u"green"_s + green, u"\n"_s});
+        addRow("black from the table turns red", kWordPad + "\\cf2 black\\cf1 blue}",
+               QStringList{u"black"_s + red, u"blue"_s + blue});
+        addRow("nested groups restore the colour", kWordPad + "a{\\cf1 b{\\cf3 c}d}e}",
+               QStringList{u"a"_s + red, u"b"_s + blue, u"c"_s + green, u"d"_s + blue, u"e"_s + red});
+        addRow("sizes and fonts do not colour", kWordPad + "\\fs48 big\\f1\\fs16  small}",
+               QStringList{u"big small"_s + red});
+        addRow("\\u with fallback, \\'hh", kWordPad + "\\u8364?5 caf\\'e9 \\u937\\'3f}",
+               QStringList{u"€5 café Ω"_s + red});
+        addRow("ignorable destinations",
+               kWordPad + "{\\*\\bkmkstart x}{\\*\\unknownthing {\\cf1 hidden}}shown{\\*\\bkmkend x}}",
+               QStringList{u"shown"_s + red});
+        addRow("\\par inside the text", kWordPad + "one\\par two}",
+               QStringList{u"one"_s + red, u"\n"_s, u"two"_s + red});
+        addRow("colour index past the table", kWordPad + "\\cf9 x}", QStringList{u"x"_s + red});
     }
 
     void setTextColours()
@@ -128,17 +116,15 @@ private slots:
     {
         QTest::addColumn<QByteArray>("rtf");
         QTest::addColumn<QString>("text");
-        QTest::newRow("cut inside the colour table") << QByteArray("{\\rtf1{\\colortbl;\\red255\\gr") << QString();
-        QTest::newRow("cut after text") << kWordPad + "Hello \\cf1 wor" << u"Hello wor"_s;
-        QTest::newRow("cut inside \\'hh") << kWordPad + "ab\\'e" << u"ab"_s;
-        QTest::newRow("cut after a backslash") << kWordPad + "ab\\" << u"ab"_s;
-        QTest::newRow("\\u without a number") << kWordPad + "a\\u b}" << u"ab"_s;
-        QTest::newRow("too many closing braces") << QByteArray("{\\rtf1 a}}}}b}") << u"ab"_s;
-        QTest::newRow("deep nesting") << "{\\rtf1 " + QByteArray(100000, '{') + "x" << u"x"_s;
-        QTest::newRow("huge numbers") << kWordPad + "\\cf99999999999\\fs-99999999999\\uc999999999 a\\bin99999999999}"
-                                      << u"a"_s;
-        QTest::newRow("binary junk after the header")
-            << QByteArray("{\\rtf1 ok\x00\xff\x01\\\x80", 14) << u"ok\u00ff"_s;
+        addRow("cut inside the colour table", QByteArray("{\\rtf1{\\colortbl;\\red255\\gr"), QString());
+        addRow("cut after text", kWordPad + "Hello \\cf1 wor", u"Hello wor"_s);
+        addRow("cut inside \\'hh", kWordPad + "ab\\'e", u"ab"_s);
+        addRow("cut after a backslash", kWordPad + "ab\\", u"ab"_s);
+        addRow("\\u without a number", kWordPad + "a\\u b}", u"ab"_s);
+        addRow("too many closing braces", QByteArray("{\\rtf1 a}}}}b}"), u"ab"_s);
+        addRow("deep nesting", "{\\rtf1 " + QByteArray(100000, '{') + "x", u"x"_s);
+        addRow("huge numbers", kWordPad + "\\cf99999999999\\fs-99999999999\\uc999999999 a\\bin99999999999}", u"a"_s);
+        addRow("binary junk after the header", QByteArray("{\\rtf1 ok\x00\xff\x01\\\x80", 14), u"ok\u00ff"_s);
     }
 
     void damagedRichText()
@@ -156,9 +142,9 @@ private slots:
         QTest::addColumn<bool>("editable");
         QTest::addColumn<QString>("typed"); // "\n" presses Enter
         QTest::addColumn<QString>("shown");
-        QTest::newRow("Enter inserts nothing") << 0 << true << u"ab\ncd"_s << u"Xabcd"_s;
-        QTest::newRow("maximum length 10 stops input") << 10 << true << u"0123456789012"_s << u"X012345678"_s;
-        QTest::newRow("not editable") << 0 << false << u"abc"_s << u"X"_s;
+        addRow("Enter inserts nothing", 0, true, u"ab\ncd"_s, u"Xabcd"_s);
+        addRow("maximum length 10 stops input", 10, true, u"0123456789012"_s, u"X012345678"_s);
+        addRow("not editable", 0, false, u"abc"_s, u"X"_s);
     }
 
     void keys()

@@ -2,12 +2,13 @@
 // is connected and addressed before the plug-in is called, and what the display
 // holds afterwards is read back over a second connection.
 
+#include "datarow.h"
 #include "classregistry.h"
 #include "clsVariableAccess.h"
 #include "dlgTransmitVars.h"
 #include "emulatorprocess.h"
+#include "fakehostobjects.h"
 #include "fakepluginmaster.h"
-#include "linkcontainer.h"
 #include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
 #include "testenvironment.h"
@@ -23,11 +24,9 @@ constexpr int16_t kUnit = 7; // the only address the emulated display answers
 
 std::unique_ptr<EmulatorProcess> display(const QStringList& extra = {})
 {
-    auto e = std::make_unique<EmulatorProcess>(QStringLiteral(EMULATOR_PATH));
-    if (!e->start(QStringList{QStringLiteral("--trace"), QStringLiteral("--units"), QString::number(kUnit)} + extra, 1,
-                  10000))
-        qWarning("%s", qPrintable(e->error()));
-    return e;
+    return startEmulator(QStringLiteral(EMULATOR_PATH),
+                         QStringList{QStringLiteral("--trace"), QStringLiteral("--units"), QString::number(kUnit)}
+                             + extra);
 }
 
 // A transmission control as the host hands it over: connected, at kUnit.
@@ -81,23 +80,6 @@ int framesOf(EmulatorProcess& e, const QString& command)
     return int(
         e.log().filter(QRegularExpression(QStringLiteral("^FRAME .* addr=%1 .*%2").arg(kUnit).arg(command))).size());
 }
-
-// A spreadsheet link whose value the test sets.
-class SheetLinks final : public ILinkContainer {
-public:
-    QHash<QString, QString> values;
-    void setLinkedOnly() override {}
-    bool canPaste() override { return false; }
-    void paste() override {}
-    QString sourceDoc() override { return m_source; }
-    void clear() override { m_source.clear(); }
-    void setDataFormat(const QString&) override {}
-    void createLink(const QString& source) override { m_source = source; }
-    QString dataText() override { return values.value(m_source); }
-
-private:
-    QString m_source;
-};
 } // namespace
 
 class TestTransmitVars final : public QObject {
@@ -163,7 +145,7 @@ private slots:
         set.setVariableOLELink(3, QStringLiteral("C:\\vars.xls!Variables!R3C2"));
         set.setVariableOLELink(260, QStringLiteral("C:\\vars.xls!Variables!R260C2"));
         set.setVariableMaxLength(260, QStringLiteral("4"));
-        SheetLinks links;
+        FakeLinkContainer links;
         links.values.insert(set.VariableOLELink(3), QStringLiteral("FROM SHEET"));
         links.values.insert(set.VariableOLELink(260), QStringLiteral("SHEET CELL"));
         auto control = connectedControl(e->tcpPort());
@@ -188,25 +170,13 @@ private slots:
         QTest::addColumn<int>("dataFrames");
         QTest::addColumn<QString>("heldText1"); // text variable 1 afterwards
         QTest::addColumn<QString>("heldCell1"); // cell variable 1 (257) afterwards
-        QTest::newRow("all attributes refused") << "AB"
-                                                << "FAILED!" << 0 << "1 2 2 []"
-                                                << "1 2 2 []";
-        QTest::newRow("cell attributes refused") << "B"
-                                                 << "FAILED!" << 0 << "2 1 2 []"
-                                                 << "1 2 2 []";
+        addRow("all attributes refused", "AB", "FAILED!", 0, "1 2 2 []", "1 2 2 []");
+        addRow("cell attributes refused", "B", "FAILED!", 0, "2 1 2 []", "1 2 2 []");
         // Only the last attribute batch decides, so refused text attributes go unnoticed.
-        QTest::newRow("text attributes refused") << "A"
-                                                 << "Successful" << 416 << "1 2 2 [value 1]"
-                                                 << "6 1 2 [value 257]";
-        QTest::newRow("text data refused") << "T"
-                                           << "FAILED!" << 1 << "2 1 2 []"
-                                           << "6 1 2 []";
-        QTest::newRow("cell data refused") << "C"
-                                           << "FAILED!" << 257 << "2 1 2 [value 1]"
-                                           << "6 1 2 []";
-        QTest::newRow("messages refused only") << "M"
-                                               << "Successful" << 416 << "2 1 2 [value 1]"
-                                               << "6 1 2 [value 257]";
+        addRow("text attributes refused", "A", "Successful", 416, "1 2 2 [value 1]", "6 1 2 [value 257]");
+        addRow("text data refused", "T", "FAILED!", 1, "2 1 2 []", "6 1 2 []");
+        addRow("cell data refused", "C", "FAILED!", 257, "2 1 2 [value 1]", "6 1 2 []");
+        addRow("messages refused only", "M", "Successful", 416, "2 1 2 [value 1]", "6 1 2 [value 257]");
     }
     void refusedCommands()
     {

@@ -1,3 +1,4 @@
+#include "datarow.h"
 #include "dialogcontrols.h"
 #include "dlgUpdateDelay.h"
 #include "runtimeerror.h"
@@ -59,16 +60,12 @@ private slots:
     // Every control as the dialog opens, by objectName ("" = the dialog's title).
     void defaultState_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("shown");
-        const std::pair<const char*, const char*> controls[] = {
+        addControlRows({
             {"", "Variable Update Delay Setup"},
             {"Label1", "Set for All"},
             {"cmdClose", "Start Update"},
             {"Command1", "Cancel"},
-        };
-        for (const auto& [name, shown] : controls)
-            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+        });
     }
     void defaultState()
     {
@@ -86,20 +83,14 @@ private slots:
         QTest::addColumn<QStringList>("rows");
         QTest::addColumn<QString>("closeWith");
         QTest::addColumn<QString>("delayList");
-        QTest::newRow("0,15,90") << "A,B,C" << QStringList{"Now", "in 15 Min.", "in 1 h. 30 Min."}
-                                 << QStringList{"Now|0|Now", "in 15 Min.|15|Scheduled", "in 1 h. 30 Min.|90|Scheduled"}
-                                 << "Start Update"
-                                 << "0,15,90";
-        QTest::newRow("untouched rows are 0")
-            << "A,B,C" << QStringList{"", "in 2 h. ", ""}
-            << QStringList{"Now|0|Now", "in 2 h. |120|Scheduled", "Now|0|Now"} << "Start Update"
-            << "0,120,0";
-        QTest::newRow("no displays, no list") << "" << QStringList{} << QStringList{} << "Start Update"
-                                              << "";
-        QTest::newRow("Cancel") << "A" << QStringList{"in 1 h."} << QStringList{"in 1 h.|60|Scheduled"} << "Cancel"
-                                << "";
-        QTest::newRow("Escape") << "A" << QStringList{"in 1 h."} << QStringList{"in 1 h.|60|Scheduled"} << ""
-                                << "";
+        addRow("0,15,90", "A,B,C", QStringList{"Now", "in 15 Min.", "in 1 h. 30 Min."},
+               QStringList{"Now|0|Now", "in 15 Min.|15|Scheduled", "in 1 h. 30 Min.|90|Scheduled"}, "Start Update",
+               "0,15,90");
+        addRow("untouched rows are 0", "A,B,C", QStringList{"", "in 2 h. ", ""},
+               QStringList{"Now|0|Now", "in 2 h. |120|Scheduled", "Now|0|Now"}, "Start Update", "0,120,0");
+        addRow("no displays, no list", "", QStringList{}, QStringList{}, "Start Update", "");
+        addRow("Cancel", "A", QStringList{"in 1 h."}, QStringList{"in 1 h.|60|Scheduled"}, "Cancel", "");
+        addRow("Escape", "A", QStringList{"in 1 h."}, QStringList{"in 1 h.|60|Scheduled"}, "", "");
     }
     void perRowDelays()
     {

@@ -1,3 +1,4 @@
+#include "datarow.h"
 #include "dialogcontrols.h"
 #include "dlgVariableUpdate.h"
 #include "clsVariableAccess.h"
@@ -86,9 +87,7 @@ private slots:
     // Every control as the dialog opens, by objectName ("" = the dialog's title).
     void defaultState_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("shown");
-        const std::pair<const char*, const char*> controls[] = {
+        addControlRows({
             {"", "Variable Update"},
             {"cmdCancel", "Cancel (disabled)"}, // nothing is being sent yet
             {"cmdCancelAll", "Cancel All (disabled)"},
@@ -97,9 +96,7 @@ private slots:
             {"cmdDetails", ">> Show Details"},
             {"cmdSaveToFile", "Save To File (disabled)"},
             {"cmdClose", "Close"},
-        };
-        for (const auto& [name, shown] : controls)
-            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+        });
     }
     void defaultState()
     {
@@ -114,7 +111,6 @@ private slots:
         Rig rig;
         rig.dlg.show();
         QVERIFY(QTest::qWaitForWindowExposed(&rig.dlg));
-        QVERIFY(!rig.child("cmdSaveToFile")->isEnabled() && !rig.child("cmdRetry")->isEnabled());
         QCOMPARE(rig.countdownShown(), 0);
         const int closedHeight = rig.dlg.height();
         rig.click("cmdDetails", ">> Show Details");
@@ -159,12 +155,10 @@ private slots:
         QTest::addColumn<QString>("rows");
         QTest::addColumn<int>("sends");
         QTest::addColumn<bool>("countdown");
-        QTest::newRow("Cancel: that display")
-            << QByteArray("cmdCancel") << QByteArray("Cancel") << "FAILED Updated" << 2 + 4 << true;
-        QTest::newRow("Cancel All") << QByteArray("cmdCancelAll") << QByteArray("Cancel All") << "FAILED Not Updated"
-                                    << 2 << false;
-        QTest::newRow("Close: cancels all, closes after")
-            << QByteArray("cmdClose") << QByteArray("Close") << "FAILED Not Updated" << 2 << false;
+        addRow("Cancel: that display", QByteArray("cmdCancel"), QByteArray("Cancel"), "FAILED Updated", 2 + 4, true);
+        addRow("Cancel All", QByteArray("cmdCancelAll"), QByteArray("Cancel All"), "FAILED Not Updated", 2, false);
+        addRow("Close: cancels all, closes after", QByteArray("cmdClose"), QByteArray("Close"), "FAILED Not Updated", 2,
+               false);
     }
     void cancelButtons()
     {
@@ -192,10 +186,9 @@ private slots:
         QTest::addColumn<QString>("rowsAfter");
         QTest::addColumn<int>("opensAfter");
         QTest::addColumn<QString>("status");
-        QTest::newRow("an updated display again")
-            << 0 << "Updated FAILED" << 2 + 2 << "Update pass finished: 1 Updated, 1 FAILED";
-        QTest::newRow("a failed one: the pass takes both")
-            << 1 << "Updated FAILED" << 2 + 1 << "Update pass finished: 1 Updated, 1 FAILED";
+        addRow("an updated display again", 0, "Updated FAILED", 2 + 2, "Update pass finished: 1 Updated, 1 FAILED");
+        addRow("a failed one: the pass takes both", 1, "Updated FAILED", 2 + 1,
+               "Update pass finished: 1 Updated, 1 FAILED");
     }
     void reTransmitAndFinishedState()
     {
@@ -257,11 +250,11 @@ private slots:
         QTest::addColumn<QString>("chosen"); // in the file dialog
         QTest::addColumn<int>("answer");     // to the overwrite question
         QTest::addColumn<bool>("written");
-        QTest::newRow("new file") << false << "log.doc" << -1 << true;
-        QTest::newRow("overwrite: Yes") << true << "log.doc" << int(msgbox::Yes) << true;
-        QTest::newRow("overwrite: No") << true << "log.doc" << int(msgbox::No) << false;
-        QTest::newRow("overwrite: Cancel") << true << "log.doc" << int(msgbox::Cancel) << false;
-        QTest::newRow("file dialog cancelled") << false << "" << -1 << false;
+        addRow("new file", false, "log.doc", -1, true);
+        addRow("overwrite: Yes", true, "log.doc", int(msgbox::Yes), true);
+        addRow("overwrite: No", true, "log.doc", int(msgbox::No), false);
+        addRow("overwrite: Cancel", true, "log.doc", int(msgbox::Cancel), false);
+        addRow("file dialog cancelled", false, "", -1, false);
     }
     void saveReport()
     {
@@ -307,9 +300,9 @@ private slots:
     {
         QTest::addColumn<QString>("delays");
         QTest::addColumn<int>("answer"); // to the question, -1 when none is asked
-        QTest::newRow("nothing scheduled: no question") << "0" << -1;
-        QTest::newRow("scheduled, answer No") << "30" << int(msgbox::No);
-        QTest::newRow("scheduled, answer Yes") << "30" << int(msgbox::Yes);
+        addRow("nothing scheduled: no question", "0", -1);
+        addRow("scheduled, answer No", "30", int(msgbox::No));
+        addRow("scheduled, answer Yes", "30", int(msgbox::Yes));
     }
     void closeGuard()
     {

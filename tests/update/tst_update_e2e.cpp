@@ -25,10 +25,8 @@ namespace {
 // A display system on a loopback port (0: any free one).
 std::unique_ptr<EmulatorProcess> emulator(quint16 port = 0)
 {
-    auto e = std::make_unique<EmulatorProcess>(QStringLiteral(EMULATOR_PATH));
-    if (!e->start({QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port)}, 1, 10000))
-        qWarning("%s", qPrintable(e->error()));
-    return e;
+    return startEmulator(QStringLiteral(EMULATOR_PATH),
+                         {QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port)});
 }
 
 int connections(EmulatorProcess& e)
@@ -43,28 +41,27 @@ quint16 freePort()
     return server.serverPort();
 }
 
-// The libraries registered, text variable 1 and cell variable 257 chosen, and in
-// "Displays.dat" (number|name|kind|target|serial|port|dial|addresses) display <number>
-// listening on <port> at address 1.
+// The libraries registered, text variable 1 and cell variable 257 chosen, and
+// displays 1, 2, ... listening on the given ports at address 1.
 struct World {
     TestEnvironment env;
     std::unique_ptr<clsVariableAccess> vars = std::make_unique<clsVariableAccess>();
     dlgVariableUpdate dlg;
     int passes = 0;
 
-    explicit World(const QList<std::pair<int, quint16>>& displays)
+    explicit World(const QList<quint16>& ports)
     {
         for (const char* library : {TRANSMISSION_LIBRARY, PLUGINMASTER_LIBRARY, BADWORD_LIBRARY})
             QCOMPARE(ComponentLoader::registerLibrary(QString::fromLocal8Bit(library)), 0);
         settings::write(settings::kAppPath, env.folder());
         settings::write(settings::kRetryInterval, QStringLiteral("1"));
-        QFile file(env.path(QStringLiteral("Displays.dat")));
-        QVERIFY(file.open(QIODevice::WriteOnly));
+        QList<LoopbackDisplay> list;
         QStringList numbers;
-        for (const auto& [number, port] : displays) {
-            file.write(QStringLiteral("%1|Display %1|3|127.0.0.1||%2||1\n").arg(number).arg(port).toLatin1());
-            numbers << QString::number(number);
+        for (const quint16 port : ports) {
+            numbers << QString::number(numbers.size() + 1);
+            list.append({"Display " + numbers.last(), port});
         }
+        QVERIFY(writeDisplayList(env.folder(), list));
         vars->setVariableData(1, QStringLiteral("HELLO LOOPBACK"));
         vars->setVariableColor(1, QStringLiteral("3"));
         vars->setVariableData(257, QStringLiteral("CELL ONE"));
@@ -116,7 +113,7 @@ private slots:
         const auto up = emulator();
         QVERIFY(up->tcpPort());
         const quint16 downPort = freePort();
-        World world({{1, up->tcpPort()}, {2, downPort}});
+        World world({up->tcpPort(), downPort});
         std::unique_ptr<EmulatorProcess> back;
         world.run([&] {
             QCOMPARE(world.cell(0, 1), QStringLiteral("Updated"));

@@ -1,3 +1,4 @@
+#include "datarow.h"
 #include "clock.h"
 #include "clsVarUpdater.h"
 #include "codepage.h"
@@ -88,14 +89,10 @@ private slots:
         QTest::addColumn<bool>("dataRefused");
         QTest::addColumn<QString>("sends");
         QTest::addColumn<QString>("open"); // ConnKind|ConnParam1|2|3
-        QTest::newRow("1 over a serial port") << 1 << 1 << false << "data T 0 @1,data T 0 @5,attrs T 1 @1,attrs T 1 @5"
-                                              << "1|P1||";
-        QTest::newRow("1: refused data ends the display") << 1 << 3 << true << "data T 0 @1"
-                                                          << "3|||P3";
-        QTest::newRow("2 over a modem") << 2 << 2 << false << "data T 0 @1,data T 0 @5"
-                                        << "2||P2|";
-        QTest::newRow("3: any other kind opens as a modem") << 3 << 4 << false << "attrs T 1 @1,attrs T 1 @5"
-                                                            << "2||P2|";
+        addRow("1 over a serial port", 1, 1, false, "data T 0 @1,data T 0 @5,attrs T 1 @1,attrs T 1 @5", "1|P1||");
+        addRow("1: refused data ends the display", 1, 3, true, "data T 0 @1", "3|||P3");
+        addRow("2 over a modem", 2, 2, false, "data T 0 @1,data T 0 @5", "2||P2|");
+        addRow("3: any other kind opens as a modem", 3, 4, false, "attrs T 1 @1,attrs T 1 @5", "2||P2|");
     }
     void modesAndConnections()
     {
@@ -144,16 +141,11 @@ private slots:
         QTest::addColumn<QString>("group"); // IsDisplayGroup, GroupFlagB, GroupSpanA, GroupSpanB
         QTest::addColumn<int>("dead");
         QTest::addColumn<QString>("sentTo");
-        QTest::newRow("5,9 with span 2") << "5,9"
-                                         << "1102" << 0 << "5 6 7 9 10 11";
-        QTest::newRow("group of 2 x 2") << "3"
-                                        << "1111" << 0 << "3 4 5 6";
-        QTest::newRow("one flag is no group") << "3"
-                                              << "1011" << 0 << "3";
-        QTest::newRow("failure inside a span does not stop it") << "5,9"
-                                                                << "1102" << 5 << "5 6 7 9 10 11";
-        QTest::newRow("failure at a span's end stops the list") << "5,9"
-                                                                << "1102" << 7 << "5 6 7";
+        addRow("5,9 with span 2", "5,9", "1102", 0, "5 6 7 9 10 11");
+        addRow("group of 2 x 2", "3", "1111", 0, "3 4 5 6");
+        addRow("one flag is no group", "3", "1011", 0, "3");
+        addRow("failure inside a span does not stop it", "5,9", "1102", 5, "5 6 7 9 10 11");
+        addRow("failure at a span's end stops the list", "5,9", "1102", 7, "5 6 7");
     }
     void addressGroups()
     {
@@ -176,21 +168,19 @@ private slots:
     void sends_data()
     {
         QTest::addColumn<Sends>("c");
-        QTest::newRow("text and cell indexes")
-            << Sends{2, "T1 C257 T256 C416", {}, false, "T0 C0 T255 C159", "Updated|"};
-        QTest::newRow("empty selection") << Sends{2, "", {}, false, "", "FAILED|"};
-        QTest::newRow("first refusal stops") << Sends{2, "T1..3", {}, true, "T0", "FAILED|no answer from display"};
-        QTest::newRow("201 attributes need two batches") << Sends{3, "T1..201", {}, false, "T200 T1", "Updated|"};
-        QTest::newRow("201 cells") << Sends{3, "C257x201", {}, false, "C200 C1", "Updated|"};
-        QTest::newRow("failed middle flush ignored")
-            << Sends{3, "T1..201", {false, true}, false, "T200 T1", "Updated|"};
-        QTest::newRow("failed last flush decides") << Sends{3, "T1..201", {true, false}, false, "T200 T1", "FAILED|"};
-        QTest::newRow("text result when no cells") << Sends{3, "T1 T2", {false}, false, "T2", "FAILED|"};
-        QTest::newRow("cell flush decides over text") << Sends{3, "T1 C257", {false, true}, false, "T1 C1", "Updated|"};
-        QTest::newRow("text index overflows") << Sends{2, "T-32768", {}, false, "", "FAILED|Overflow"};
-        QTest::newRow("cell index overflows") << Sends{3, "C-32600", {}, false, "", "FAILED|Overflow"};
-        QTest::newRow("position counter overflows")
-            << Sends{3, "C257x32768", {}, false, QStringList(32600 / 200, "C200").join(u' '), "FAILED|Overflow"};
+        addRow("text and cell indexes", Sends{2, "T1 C257 T256 C416", {}, false, "T0 C0 T255 C159", "Updated|"});
+        addRow("empty selection", Sends{2, "", {}, false, "", "FAILED|"});
+        addRow("first refusal stops", Sends{2, "T1..3", {}, true, "T0", "FAILED|no answer from display"});
+        addRow("201 attributes need two batches", Sends{3, "T1..201", {}, false, "T200 T1", "Updated|"});
+        addRow("201 cells", Sends{3, "C257x201", {}, false, "C200 C1", "Updated|"});
+        addRow("failed middle flush ignored", Sends{3, "T1..201", {false, true}, false, "T200 T1", "Updated|"});
+        addRow("failed last flush decides", Sends{3, "T1..201", {true, false}, false, "T200 T1", "FAILED|"});
+        addRow("text result when no cells", Sends{3, "T1 T2", {false}, false, "T2", "FAILED|"});
+        addRow("cell flush decides over text", Sends{3, "T1 C257", {false, true}, false, "T1 C1", "Updated|"});
+        addRow("text index overflows", Sends{2, "T-32768", {}, false, "", "FAILED|Overflow"});
+        addRow("cell index overflows", Sends{3, "C-32600", {}, false, "", "FAILED|Overflow"});
+        addRow("position counter overflows",
+               Sends{3, "C257x32768", {}, false, QStringList(32600 / 200, "C200").join(u' '), "FAILED|Overflow"});
     }
     void sends()
     {
@@ -227,15 +217,14 @@ private slots:
         QTest::addColumn<QString>("selection");
         QTest::addColumn<int>("from");
         QTest::addColumn<QList<int>>("percents");
-        QTest::newRow("data: halves to even") << 2 << "T1..8" << 0 << QList<int>{12, 25, 38, 50, 62, 75, 88, 100};
-        QTest::newRow("divided before scaled: 23 of 40 is below 57.5") << 2 << "T1..40" << 22 << QList<int>{57};
+        addRow("data: halves to even", 2, "T1..8", 0, QList<int>{12, 25, 38, 50, 62, 75, 88, 100});
+        addRow("divided before scaled: 23 of 40 is below 57.5", 2, "T1..40", 22, QList<int>{57});
         // Attributes: text members counted, then the cell batch plus the last text batch.
-        QTest::newRow("text only: the cell phase stays") << 3 << "T1..3" << 0 << QList<int>{33, 67, 100, 100, 100, 100};
-        QTest::newRow("text before cells")
-            << 3 << "C257 T1 C258 T2" << 0 << QList<int>{0, 25, 25, 50, 75, 75, 100, 100};
-        QTest::newRow("cells only: no carry") << 3 << "C257 C258" << 0 << QList<int>{0, 0, 50, 100};
+        addRow("text only: the cell phase stays", 3, "T1..3", 0, QList<int>{33, 67, 100, 100, 100, 100});
+        addRow("text before cells", 3, "C257 T1 C258 T2", 0, QList<int>{0, 25, 25, 50, 75, 75, 100, 100});
+        addRow("cells only: no carry", 3, "C257 C258", 0, QList<int>{0, 0, 50, 100});
         // The 201st cell sends the full batch first: (199 + 1), (200 + 1), then (1 + 1) of 202.
-        QTest::newRow("falls back after a cell flush") << 3 << "T1 C257x201" << 202 + 199 << QList<int>{99, 100, 1};
+        addRow("falls back after a cell flush", 3, "T1 C257x201", 202 + 199, QList<int>{99, 100, 1});
     }
     void percents()
     {
@@ -262,11 +251,8 @@ private slots:
     void textIsCleanedThenMapped()
     {
         Rig rig(1, QStringLiteral("T5 C260"));
-        QDir().mkpath(rig.env.path(QStringLiteral("Extended"))); // an extended font that maps "é" to 128
-        for (const char* name : {"Extended/6X8L.IDX", "Extended/6X8L.CFF"}) {
-            QFile file(rig.env.path(QLatin1String(name)));
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray("\x00\xE9", 2)) == 2);
-        }
+        for (const char* name : {"Extended/6X8L.IDX", "Extended/6X8L.CFF"}) // an extended font that maps "é" to 128
+            writeFile(rig.env.path(QLatin1String(name)), QByteArray("\x00\xE9", 2));
         FakePluginMaster::cleaner = [](QString text) { return text.replace(QStringLiteral("darn"), "****"); };
         rig.vars->setVariableData(5, QStringLiteral("darn café"));
         rig.vars->setVariableData(260, QStringLiteral("plain"));
@@ -279,14 +265,13 @@ private slots:
     void cancel_data()
     {
         QTest::addColumn<Cancel>("c");
-        QTest::newRow("Cancel: that display, after its current variable")
-            << Cancel{3, 1, "T1..4", 2, false, "T0 T1 T0 T1 T2 T3 T4 T0 T1 T2 T3 T4", "FAILED,Updated,Updated"};
-        QTest::newRow("Cancel All: the rest waits, no countdown")
-            << Cancel{3, 1, "T1..4", 2, true, "T0 T1", "FAILED,Not Updated,Not Updated"};
-        QTest::newRow("attributes: the text phase drops its batch") << Cancel{1, 3, "T1..5", 3, false, "", "FAILED"};
-        QTest::newRow("after a full batch went") << Cancel{1, 3, "T1..201", 201, false, "T200", "FAILED"};
-        QTest::newRow("the cell phase keeps the text flush")
-            << Cancel{1, 3, "T1 T2 C257 C258", 6, false, "T2", "FAILED"};
+        addRow("Cancel: that display, after its current variable",
+               Cancel{3, 1, "T1..4", 2, false, "T0 T1 T0 T1 T2 T3 T4 T0 T1 T2 T3 T4", "FAILED,Updated,Updated"});
+        addRow("Cancel All: the rest waits, no countdown",
+               Cancel{3, 1, "T1..4", 2, true, "T0 T1", "FAILED,Not Updated,Not Updated"});
+        addRow("attributes: the text phase drops its batch", Cancel{1, 3, "T1..5", 3, false, "", "FAILED"});
+        addRow("after a full batch went", Cancel{1, 3, "T1..201", 201, false, "T200", "FAILED"});
+        addRow("the cell phase keeps the text flush", Cancel{1, 3, "T1 T2 C257 C258", 6, false, "T2", "FAILED"});
     }
     void cancel()
     {
@@ -320,16 +305,11 @@ private slots:
         QTest::addColumn<int>("value");
         QTest::addColumn<QString>("retry");    // the countdown's label, after "Retrying Failed Connections in "
         QTest::addColumn<QString>("timeLeft"); // FormatTimeLeft, and the minutes it leaves
-        QTest::newRow("negative") << -3 << "23 Hour(s) 59 Min. 57 Sec. "
-                                  << "Now -3";
-        QTest::newRow("60") << 60 << "1 Min. 0 Sec. "
-                            << "in 1h. 0min. 0";
-        QTest::newRow("125") << 125 << "2 Min. 5 Sec. "
-                             << "in 2h. 5min. 5";
-        QTest::newRow("3725") << 3725 << "1 Hour(s) 2 Min. 5 Sec. "
-                              << "in 62h. 5min. 5";
-        QTest::newRow("90061") << 90061 << "1 Day(s) 1 Hour(s) 1 Min. 1 Sec. "
-                               << "in 1501h. 1min. 1";
+        addRow("negative", -3, "23 Hour(s) 59 Min. 57 Sec. ", "Now -3");
+        addRow("60", 60, "1 Min. 0 Sec. ", "in 1h. 0min. 0");
+        addRow("125", 125, "2 Min. 5 Sec. ", "in 2h. 5min. 5");
+        addRow("3725", 3725, "1 Hour(s) 2 Min. 5 Sec. ", "in 62h. 5min. 5");
+        addRow("90061", 90061, "1 Day(s) 1 Hour(s) 1 Min. 1 Sec. ", "in 1501h. 1min. 1");
     }
     void texts()
     {
@@ -346,9 +326,9 @@ private slots:
     {
         QTest::addColumn<QString>("interval");
         QTest::addColumn<int>("seconds");
-        QTest::newRow("2") << "2" << 2;
-        QTest::newRow("0 runs at the first tick") << "0" << 0;
-        QTest::newRow("not a number is the default") << "soon" << 3600;
+        addRow("2", "2", 2);
+        addRow("0 runs at the first tick", "0", 0);
+        addRow("not a number is the default", "soon", 3600);
     }
     void retryCountdown()
     {
