@@ -7,6 +7,7 @@
 #include "clsFrm_Var_Editor.h"
 #include "clsVariableAccess.h"
 #include "displayselection.h"
+#include "dlgAddSpreadSheet.h"
 #include "dlgVariableAudit.h"
 #include "dlgViewAllVar.h"
 #include "filedialog.h"
@@ -23,6 +24,9 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QGroupBox>
@@ -103,6 +107,14 @@ dlgVariables::dlgVariables(QWidget* parent) : QDialog(parent), m_oleVarGrab(link
     m_tmrVarUpdate = new QTimer(this);
     m_tmrVarUpdate->setObjectName(QStringLiteral("tmrVarUpdate"));
 
+    m_linkWatcher = new QFileSystemWatcher(this);
+    m_linkChanged = new QTimer(this);
+    m_linkChanged->setSingleShot(true);
+    m_linkChanged->setInterval(200);
+    connect(m_linkWatcher, &QFileSystemWatcher::fileChanged, m_linkChanged, qOverload<>(&QTimer::start));
+    connect(m_linkWatcher, &QFileSystemWatcher::directoryChanged, m_linkChanged, qOverload<>(&QTimer::start));
+    connect(m_linkChanged, &QTimer::timeout, this, &dlgVariables::showLinkedValues);
+
     auto* optionsRow = new QHBoxLayout;
     optionsRow->addWidget(frame, 1);
     optionsRow->addWidget(m_updateOnTransmit);
@@ -180,8 +192,8 @@ void dlgVariables::buildMenus(QMenuBar* bar)
     connect(addItem(tools, "mnuViewAllVar", QStringLiteral("&View All Variables")), &QAction::triggered, this,
             &dlgVariables::onViewAllVariables);
     addSeparator(tools, "mnuSpacer");
-    // The spreadsheet generator is not part of this build: its item is shown disabled.
-    addItem(tools, "mnuToolsAuto", QStringLiteral("&AutoConfigured Spreadsheet"))->setEnabled(false);
+    connect(addItem(tools, "mnuToolsAuto", QStringLiteral("&AutoConfigured Spreadsheet")), &QAction::triggered, this,
+            &dlgVariables::onAutoConfigure);
 
     // The Edit menu, also the right-button menu of the sheets and data boxes.
     m_popUp = bar->addMenu(QStringLiteral("Edit"));
@@ -262,6 +274,7 @@ void dlgVariables::unloadForm()
     m_text->shownNumber = 0;
     m_cell->shownNumber = 0;
     hookDataBoxes(false);
+    watchLinkedDocuments(); // nothing while unloaded
 }
 
 // The data boxes' keys and mouse buttons pass through the dialog first: keys
@@ -321,7 +334,49 @@ UpdateOption dlgVariables::updateOption() const
     return manager::updateOptionOf(m_options[1]->isChecked(), m_options[2]->isChecked());
 }
 
-void dlgVariables::selectionChanged(PropertyPage* page) { page->select(variableSet(), m_oleVarGrab.get()); }
+void dlgVariables::selectionChanged(PropertyPage* page)
+{
+    page->select(variableSet(), m_oleVarGrab.get());
+    watchLinkedDocuments();
+}
+
+// Watches the files the link boxes name, and their folders: a document saved
+// by writing a new file and renaming it over the old one is a new file, which
+// only its folder reports.
+void dlgVariables::watchLinkedDocuments()
+{
+    QStringList wanted;
+    for (PropertyPage* page : {m_text, m_cell}) {
+        const QString link = page->linkBox()->text();
+        if (!m_loaded || link.isEmpty())
+            continue;
+        const QFileInfo document(link.section(u'!', 0, 0).replace(u'\\', u'/'));
+        wanted << document.absoluteFilePath() << document.absolutePath();
+    }
+    wanted.removeDuplicates();
+    QStringList watched = m_linkWatcher->files() + m_linkWatcher->directories();
+    for (const QString& path : watched)
+        if (!wanted.contains(path))
+            m_linkWatcher->removePath(path);
+    for (const QString& path : wanted)
+        if (!watched.contains(path) && QFileInfo::exists(path))
+            m_linkWatcher->addPath(path);
+}
+
+// Each linked variable shown gets its current value; the rest of the page,
+// and what the user typed there, stays as it is.
+void dlgVariables::showLinkedValues()
+{
+    if (!m_loaded)
+        return;
+    for (PropertyPage* page : {m_text, m_cell}) {
+        if (page->shownNumber <= 0 || page->linkBox()->text().isEmpty())
+            continue;
+        const auto n = static_cast<int16_t>(page->shownNumber);
+        page->dataBox()->setText(manager::valuesOf(variableSet(), n, m_oleVarGrab.get()).data);
+    }
+    watchLinkedDocuments(); // a renamed-over file is watched afresh
+}
 
 void dlgVariables::commitPages()
 {
@@ -349,6 +404,7 @@ void dlgVariables::pasteOrClear(PropertyPage* page)
         }
     }
     page->dataBox()->setEnabled(page->linkBox()->text().isEmpty());
+    watchLinkedDocuments();
 }
 
 void dlgVariables::popUpEditMenu(const QPoint& globalPos, bool withDefault)
@@ -624,12 +680,28 @@ void dlgVariables::onViewAllVariables()
     }
 }
 
+// The editors are committed and the set saved first, so that nothing typed is
+// lost when the set becomes the new, linked configuration.
+void dlgVariables::onAutoConfigure()
+{
+    try {
+        onSaveConfiguration();
+        dlgAddSpreadSheet dialog(this);
+        dialog.exec();
+        dialog.AutoConfigureSpreadSheet(variableSet());
+        refresh();
+    } catch (const RuntimeError& e) {
+        showError(kErrorOccurred, e.description());
+    }
+}
+
 void dlgVariables::refresh()
 {
     // The editors show the set as loaded: nothing of the old file is committed.
     m_text->showChosen(variableSet(), m_oleVarGrab.get());
     m_cell->showChosen(variableSet(), m_oleVarGrab.get());
     setTitle();
+    watchLinkedDocuments();
 }
 
 void dlgVariables::showError(const QString& prefix, const QString& description)

@@ -12,6 +12,7 @@ class clsVariableAccess;
 class ILinkContainer;
 class QAction;
 class QCheckBox;
+class QFileSystemWatcher;
 class QMenu;
 class QMenuBar;
 class QPushButton;
@@ -106,8 +107,11 @@ private:
     void onAbout();
     void onSaveConfiguration();
     void onViewAllVariables();
+    void onAutoConfigure();
     void onLoadConfiguration(const QString& title, const QString& noNameMessage);
     void refresh();
+    void watchLinkedDocuments();
+    void showLinkedValues();
 
     void showError(const QString& prefix, const QString& description);
 
@@ -121,6 +125,10 @@ private:
     std::array<QRadioButton*, 3> m_options{};
     QCheckBox* m_updateOnTransmit;
     QTimer* m_tmrVarUpdate;
+    // The documents the shown variables link to: a change on disk shows their
+    // new values after a short pause, so that a save in pieces is read whole.
+    QFileSystemWatcher* m_linkWatcher;
+    QTimer* m_linkChanged;
     QMenu* m_popUp = nullptr;
     QAction* m_viewEdit = nullptr;
     QAction* m_undo = nullptr;

@@ -4,6 +4,7 @@
 #include "clsFrm_Var_Editor.h"
 #include "componentlibrary.h"
 #include "messageboxwidget.h"
+#include "spreadsheetlinks.h"
 #include "zolQMDVariables.h"
 
 #include <array>
@@ -17,6 +18,8 @@ const std::array<component::ClassEntry, 3> kClasses{{
 
 // The plug-in runs inside a windowed host: its messages are message boxes.
 const bool kWindows = (msgbox::useWindows(), true);
+// Variables link to spreadsheet cells on disk.
+const bool kLinks = (links::installSpreadsheetLinks(), true);
 } // namespace
 
 ZOL_COMPONENT_LIBRARY(kClasses)

@@ -6,6 +6,7 @@ packages=(
   cmake ninja-build g++ pkg-config clang-format
   qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libqt6sql6-sqlite libgl-dev
   libbenchmark-dev
+  liborcus-dev libfreexl-dev libgsf-1-dev zlib1g-dev python3-xlwt
   xvfb xauth
 )
 missing=()

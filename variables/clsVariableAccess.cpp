@@ -144,6 +144,13 @@ void clsVariableAccess::LoadVariables(const QString& path)
     m_currentPath = used;
 }
 
+void clsVariableAccess::NewConfiguration(const QString& path)
+{
+    ResetVariables();
+    recordFileLocation(path);
+    m_currentPath = path;
+}
+
 void clsVariableAccess::SaveVariables()
 {
     const QString path = settings::read(settings::kVarFileLoc, defaultFilePath());

@@ -55,6 +55,9 @@ public:
     // Resets the set and reads `path`, or the current file when `path` is empty;
     // the file read becomes the current file.
     Q_INVOKABLE void LoadVariables(const QString& path);
+    // Starts a new configuration: every variable at its defaults, `path` the
+    // current file from now on (written at the next save).
+    Q_INVOKABLE void NewConfiguration(const QString& path);
     // Writes the set to the current file and every variable's data to the
     // settings store ("Variables"\VBL001 ... VBL416).
     Q_INVOKABLE void SaveVariables();

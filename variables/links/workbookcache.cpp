@@ -1,0 +1,59 @@
+#include "workbookcache.h"
+
+#include "spreadsheetreader.h"
+
+#include <QFileInfo>
+
+namespace links {
+
+std::optional<WorkbookCache::Stamp> WorkbookCache::stampOf(const QString& path)
+{
+    const QFileInfo info(path);
+    if (!info.isFile())
+        return std::nullopt;
+    return Stamp{info.lastModified(), info.birthTime(), info.size()};
+}
+
+std::shared_ptr<const Workbook> WorkbookCache::workbook(const QString& path)
+{
+    const std::optional<Stamp> stamp = stampOf(path);
+    const auto found = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry& e) { return e.path == path; });
+    if (!stamp) {
+        if (found != m_entries.end())
+            m_entries.erase(found);
+        return nullptr;
+    }
+    if (found != m_entries.end() && found->stamp == *stamp) {
+        std::rotate(m_entries.begin(), found, found + 1);
+        return m_entries.front().workbook;
+    }
+    if (found != m_entries.end())
+        m_entries.erase(found);
+
+    std::shared_ptr<const Workbook> book;
+    ++m_parses;
+    try {
+        book = std::make_shared<const Workbook>(readFile(path));
+    } catch (const ReadError&) {
+        // A file half written now may be whole at the next change: its new
+        // stamp parses it again.
+    }
+    m_entries.insert(m_entries.begin(), Entry{path, *stamp, book});
+    if (m_entries.size() > size_t(kMaxEntries))
+        m_entries.pop_back();
+    return book;
+}
+
+void WorkbookCache::clear()
+{
+    m_entries.clear();
+    m_parses = 0;
+}
+
+WorkbookCache& WorkbookCache::shared()
+{
+    static WorkbookCache cache;
+    return cache;
+}
+
+} // namespace links
