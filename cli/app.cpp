@@ -365,7 +365,9 @@ int update(Context& c)
     updatejobs::Jobs jobs(engine.get(), chosen, options);
     ProgressView view(c.console.err, c.console.terminal, chosen);
     view.retries = options.retries;
-    jobs.run([&view](const QList<updatejobs::State>& states) { view.show(states); });
+    jobs.run([&view](const QList<updatejobs::State>& states, const QList<updatejobs::Event>& events) {
+        view.show(states, events);
+    });
     view.finish();
 
     bool allUpdated = true;

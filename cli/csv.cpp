@@ -16,8 +16,8 @@ int firstBadUtf8Line(const QByteArray& bytes)
         qsizetype end = bytes.indexOf('\n', start);
         if (end < 0)
             end = bytes.size();
-        QStringDecoder decoder(QStringDecoder::Utf8);
-        (void)decoder.decode(QByteArrayView(bytes).sliced(start, end - start));
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        const QString decoded = decoder.decode(QByteArrayView(bytes).sliced(start, end - start));
         if (decoder.hasError())
             return line;
         ++line;

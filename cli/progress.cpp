@@ -1,7 +1,7 @@
 #include "progress.h"
 
 ProgressView::ProgressView(QTextStream& out, bool terminal, const QList<displays::Entry>& displays)
-    : m_out(out), m_terminal(terminal), m_displays(displays), m_shown(displays.size())
+    : m_out(out), m_terminal(terminal), m_displays(displays)
 {}
 
 QString ProgressView::phaseText(const updatejobs::State& state, int retries)
@@ -38,7 +38,7 @@ QString ProgressView::barLine(const QList<updatejobs::State>& states, const QLis
            + (current.isEmpty() ? QString() : QStringLiteral("  ") + current);
 }
 
-void ProgressView::show(const QList<updatejobs::State>& states)
+void ProgressView::show(const QList<updatejobs::State>& states, const QList<updatejobs::Event>& events)
 {
     if (m_terminal) {
         // Carriage return and "erase to end of line": the bar is redrawn in place.
@@ -46,13 +46,8 @@ void ProgressView::show(const QList<updatejobs::State>& states)
         m_barDrawn = true;
         return;
     }
-    for (int i = 0; i < states.size(); ++i) {
-        const QString text = phaseText(states[i], retries);
-        if (text.isEmpty() || text == m_shown[i])
-            continue;
-        m_shown[i] = text;
-        m_out << "display " << m_displays[i].number << ": " << text << '\n';
-    }
+    for (const updatejobs::Event& e : events)
+        m_out << "display " << m_displays[e.index].number << ": " << phaseText(e.state, retries) << '\n';
     m_out.flush();
 }
 

@@ -7,12 +7,13 @@
 #include "updatejobs.h"
 
 #include <QList>
+#include <QString>
 #include <QTextStream>
 
 class ProgressView final {
 public:
     ProgressView(QTextStream& out, bool terminal, const QList<displays::Entry>& displays);
-    void show(const QList<updatejobs::State>& states);
+    void show(const QList<updatejobs::State>& states, const QList<updatejobs::Event>& events);
     // Ends the bar's line.
     void finish();
 
@@ -26,6 +27,5 @@ private:
     QTextStream& m_out;
     bool m_terminal;
     QList<displays::Entry> m_displays;
-    QList<QString> m_shown; // the phase text last written per display
     bool m_barDrawn = false;
 };

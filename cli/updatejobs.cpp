@@ -20,19 +20,32 @@ QList<State> Jobs::states() const
 template <class Change> void Jobs::change(int index, Change&& change)
 {
     std::lock_guard lock(m_mutex);
-    change(m_states[index]);
+    State& s = m_states[index];
+    const State::Phase phase = s.phase;
+    const int attempt = s.attempt;
+    change(s);
+    if (s.phase != phase || s.attempt != attempt)
+        m_events.append({index, s});
 }
 
-void Jobs::run(const std::function<void(const QList<State>&)>& watch)
+void Jobs::run(const Watch& watch)
 {
+    auto report = [&] {
+        QList<Event> events;
+        {
+            std::lock_guard lock(m_mutex);
+            events.swap(m_events);
+        }
+        watch(states(), events);
+    };
     QThreadPool pool;
     pool.setMaxThreadCount(std::max(1, m_options.jobs));
     pool.setExpiryTimeout(-1);
     for (int i = 0; i < m_displays.size(); ++i)
         pool.start([this, i] { updateOne(i); });
     while (!pool.waitForDone(100))
-        watch(states());
-    watch(states());
+        report();
+    report();
 }
 
 void Jobs::updateOne(int index)

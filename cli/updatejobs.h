@@ -38,13 +38,21 @@ struct State {
     QString error; // the last error of a failed display
 };
 
+// A change of a display's phase, as it happened.
+struct Event {
+    int index = 0;
+    State state;
+};
+
 class Jobs final {
 public:
     Jobs(clsVariableAccess* set, const QList<displays::Entry>& displays, const Options& options);
 
     // Runs every display; `watch` is called on this thread about ten times a
-    // second with the states so far, and once more at the end.
-    void run(const std::function<void(const QList<State>&)>& watch);
+    // second with the states so far and the phase changes since the last call,
+    // and once more at the end.
+    using Watch = std::function<void(const QList<State>&, const QList<Event>&)>;
+    void run(const Watch& watch);
     QList<State> states() const;
 
 private:
@@ -56,6 +64,7 @@ private:
     Options m_options;
     mutable std::mutex m_mutex;
     QList<State> m_states;
+    QList<Event> m_events;
 };
 
 } // namespace updatejobs
