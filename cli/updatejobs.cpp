@@ -1,7 +1,11 @@
 #include "updatejobs.h"
 
 #include "linkcontainer.h"
+#include "runtimeerror.h"
 
+#include <algorithm>
+
+#include <QDeadlineTimer>
 #include <QThread>
 #include <QThreadPool>
 
@@ -38,60 +42,82 @@ void Jobs::run(const Watch& watch)
         }
         watch(states(), events);
     };
-    QThreadPool pool;
-    pool.setMaxThreadCount(std::max(1, m_options.jobs));
-    pool.setExpiryTimeout(-1);
+    // Waits while the watcher keeps being told where things stand.
+    auto wait = [&](qint64 ms) {
+        QDeadlineTimer deadline(ms);
+        while (!deadline.hasExpired()) {
+            report();
+            QThread::msleep(static_cast<unsigned long>(std::clamp<qint64>(deadline.remainingTime(), 0, 100)));
+        }
+    };
+
+    QList<int> pending;
     for (int i = 0; i < m_displays.size(); ++i)
-        pool.start([this, i] { updateOne(i); });
-    while (!pool.waitForDone(100))
-        report();
+        pending.append(i);
+    if (m_options.delayMinutes > 0) {
+        for (int i : std::as_const(pending))
+            change(i, [](State& s) { s.phase = State::Waiting; });
+        wait(qint64(m_options.delayMinutes * 60000));
+    }
+    // As the update dialog does: a pass over every display, then, after the
+    // retry interval, a pass over those that failed, and so on.
+    for (int attempt = 1; attempt <= m_options.retries + 1 && !pending.isEmpty(); ++attempt) {
+        if (attempt > 1) {
+            for (int i : std::as_const(pending))
+                change(i, [](State& s) { s.phase = State::RetryWait; });
+            wait(qint64(m_options.retryIntervalSeconds) * 1000);
+        }
+        QThreadPool pool;
+        pool.setMaxThreadCount(std::max(1, m_options.jobs));
+        for (int i : std::as_const(pending))
+            pool.start([this, i, attempt] { updateOne(i, attempt); });
+        while (!pool.waitForDone(100))
+            report();
+        const QList<State> now = states();
+        pending.removeIf([&now](int i) { return now[i].updated; });
+    }
+    for (int i : std::as_const(pending))
+        change(i, [](State& s) { s.phase = State::Done; });
     report();
 }
 
-void Jobs::updateOne(int index)
+void Jobs::updateOne(int index, int attempt)
 {
-    // Everything that talks to the display belongs to this thread: the run
-    // creates its own transmission control, display list and plug-in master.
-    const std::unique_ptr<ILinkContainer> link = links::create();
-    UpdateRun run;
-    run.setVariableSet(m_set);
-    run.setLinkSource(link.get());
-    run.setRequest({m_displays[index].number, QString(), m_options.selection, m_options.option});
-    QObject::connect(&run, &UpdateRun::statusChanged, [this, index](const QString& caption, int percent) {
-        change(index, [&](State& s) {
-            s.caption = caption;
-            s.percent = percent;
-        });
+    change(index, [attempt](State& s) {
+        s.phase = State::Sending;
+        s.attempt = attempt;
     });
-
-    if (m_options.delayMinutes > 0) {
-        change(index, [](State& s) { s.phase = State::Waiting; });
-        QThread::msleep(static_cast<unsigned long>(m_options.delayMinutes * 60000));
-    }
-    auto attempt = [&](int number) {
-        change(index, [number](State& s) {
-            s.phase = State::Sending;
-            s.attempt = number;
+    bool updated = false;
+    QString error;
+    try {
+        // Everything that talks to the display belongs to this thread: the run
+        // creates its own transmission control, display list and plug-in master.
+        const std::unique_ptr<ILinkContainer> link = links::create();
+        UpdateRun run;
+        run.setVariableSet(m_set);
+        run.setLinkSource(link.get());
+        run.setRequest({m_displays[index].number, QString(), m_options.selection, m_options.option});
+        QObject::connect(&run, &UpdateRun::statusChanged, [this, index](const QString& caption, int percent) {
+            change(index, [&](State& s) {
+                s.caption = caption;
+                s.percent = percent;
+            });
         });
-        if (number == 1) {
-            run.start();
-            run.stopRetry(); // the tool counts its own retries
-        } else {
-            run.UpdatePass();
-        }
-        return run.rows().constFirst().status == UpdateRun::kUpdated;
-    };
-    bool updated = attempt(1);
-    for (int retry = 1; !updated && retry <= m_options.retries; ++retry) {
-        change(index, [](State& s) { s.phase = State::RetryWait; });
-        QThread::sleep(static_cast<unsigned long>(m_options.retryIntervalSeconds));
-        updated = attempt(retry + 1);
+        run.start();
+        run.stopRetry(); // the tool counts its own retries
+        updated = run.rows().constFirst().status == UpdateRun::kUpdated;
+        error = run.rows().constFirst().when;
+    } catch (const RuntimeError& e) {
+        error = e.description();
+    } catch (const std::exception& e) {
+        error = QString::fromLocal8Bit(e.what());
     }
-    const QString error = run.rows().constFirst().when;
+    // A display that failed stays in its phase until the next pass or the end.
     change(index, [&](State& s) {
-        s.phase = State::Done;
         s.updated = updated;
         s.error = updated ? QString() : error;
+        if (updated)
+            s.phase = State::Done;
     });
 }
 

@@ -21,8 +21,8 @@ namespace updatejobs {
 struct Options {
     UpdateOption option = UpdateOption::DataAndAttributes;
     VarSelection selection;
-    double delayMinutes = 0; // before the first attempt
-    int retries = 0;         // further attempts for a display that failed
+    double delayMinutes = 0; // before the first pass
+    int retries = 0;         // further passes over the displays that failed
     int retryIntervalSeconds = 0;
     int jobs = 1;
 };
@@ -56,7 +56,7 @@ public:
     QList<State> states() const;
 
 private:
-    void updateOne(int index);
+    void updateOne(int index, int attempt);
     template <class Change> void change(int index, Change&& change);
 
     clsVariableAccess* m_set;
