@@ -7,6 +7,7 @@
 #include "testenvironment.h"
 
 #include <QFile>
+#include <QMap>
 #include <QProcess>
 #include <QTest>
 
@@ -309,6 +310,46 @@ private slots:
                  qPrintable(r.out));
         // Not a terminal: progress comes as plain lines, the retry among them.
         QVERIFY2(r.err.contains(QStringLiteral("display 3: sending, retry 1 of 1\n")), qPrintable(r.err));
+    }
+
+    // Several displays at once must not change what any one display receives.
+    void eachDisplaysSequenceIsTheSameWithJobs()
+    {
+        EmulatorProcess emulator(QStringLiteral(EMULATOR_PATH));
+        QVERIFY2(
+            emulator.start({QStringLiteral("--trace"), QStringLiteral("--group"), QStringLiteral("5:1,0,b")}, 1, 10000),
+            qPrintable(emulator.error()));
+        QString list;
+        for (const char* addresses : {"1", "5", "2,3", "9"})
+            list += QStringLiteral("%1|S%1|3|127.0.0.1||%2||%3\n")
+                        .arg(list.count(u'\n') + 1)
+                        .arg(emulator.tcpPort())
+                        .arg(QLatin1String(addresses));
+        writeBytes(m_env->path(QStringLiteral("Displays.dat")), list.toUtf8());
+        QStringList sequences[2];
+        int closed = 0;
+        for (int run = 0; run < 2; ++run) {
+            const Result r = tool({QStringLiteral("--displays-file"), m_env->path(QStringLiteral("Displays.dat")),
+                                   QStringLiteral("update"), QStringLiteral("--displays"), QStringLiteral("-"),
+                                   QStringLiteral("--vars"), QStringLiteral("1-40,257-300"), QStringLiteral("--jobs"),
+                                   run == 0 ? QStringLiteral("1") : QStringLiteral("4")});
+            QCOMPARE(r.code, 0);
+            closed += 4;
+            QTRY_COMPARE(emulator.log().filter(QStringLiteral("CLOSED ")).size(), closed);
+            // Each connection's frames, without the client's port.
+            QMap<QString, QStringList> byLink;
+            for (const QString& line : emulator.log().filter(QStringLiteral("FRAME tcp ")))
+                byLink[line.section(u' ', 2, 2)].append(line.section(u' ', 3));
+            for (const QStringList& frames : std::as_const(byLink))
+                sequences[run].append(frames.join(u'/'));
+            for (const QString& earlier : std::as_const(sequences[0]))
+                if (run == 1)
+                    sequences[1].removeOne(earlier); // the log holds both runs
+        }
+        sequences[0].sort();
+        sequences[1].sort();
+        QCOMPARE(sequences[0].size(), 4);
+        QCOMPARE(sequences[1], sequences[0]);
     }
 };
 
