@@ -18,6 +18,7 @@
 #include "varstore.h"
 
 #include <QCommandLineParser>
+#include <QFileInfo>
 #include <QSaveFile>
 
 #include <cstdio>
@@ -145,6 +146,20 @@ VarStore loadedStore(const Context& c)
     return store;
 }
 
+// The engine's set for the records. Its object reads the current file when it
+// is made and writes it when it is released, which would replace a damaged
+// current file: the tool stops before that instead.
+std::unique_ptr<EngineSet> engineFor(const VarStore& store)
+{
+    if (!store.isCurrent()) {
+        VarStore current{QString()};
+        QString error;
+        if (QFileInfo::exists(current.path()) && !current.load(&error))
+            throw Failure{BadInputFile, QStringLiteral("the current variable file is damaged: ") + error};
+    }
+    return std::make_unique<EngineSet>(store.records());
+}
+
 void saveStore(VarStore& store)
 {
     QString error;
@@ -206,9 +221,9 @@ int show(Context& c)
         return AllDone;
     }
     // Linked values are read live, as an update would send them.
-    const EngineSet engine(store.records());
+    const auto engine = engineFor(store);
     const std::unique_ptr<ILinkContainer> link = links::create();
-    clsVariableAccess& set = *engine.get();
+    clsVariableAccess& set = *engine->get();
     for (int n : numbers) {
         const auto v = int16_t(n);
         c.console.out << n << '\t' << set.VariableName(v) << '\t' << varfields::colourName(set.VariableColor(v)) << '\t'
@@ -361,8 +376,8 @@ int update(Context& c)
     const QList<displays::Entry> chosen = chosenDisplays(c);
     const VarStore store = loadedStore(c);
 
-    const EngineSet engine(store.records());
-    updatejobs::Jobs jobs(engine.get(), chosen, options);
+    const auto engine = engineFor(store);
+    updatejobs::Jobs jobs(engine->get(), chosen, options);
     ProgressView view(c.console.err, c.console.terminal, chosen);
     view.retries = options.retries;
     jobs.run([&view](const QList<updatejobs::State>& states, const QList<updatejobs::Event>& events) {
@@ -443,11 +458,11 @@ int auditCommand(Context& c)
         numberOf.insert(names.last(), e.number);
     }
 
-    const EngineSet engine(store.records());
+    const auto engine = engineFor(store);
     const std::unique_ptr<ILinkContainer> link = links::create();
     auto control = createComponent<disptrans::IDispTrans>(disptrans::kDispTransProgId);
     auto master = createComponent<pluginmaster::IPluginMaster>(pluginmaster::kPluginMasterProgId);
-    compare::Expectations expectations(engine.get(), master.get(), link.get());
+    compare::Expectations expectations(engine->get(), master.get(), link.get());
 
     ReportText report;
     bool failed = false;

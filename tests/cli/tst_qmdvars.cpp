@@ -129,6 +129,23 @@ private slots:
         QCOMPARE(bytesOf(m_vls), before);
     }
 
+    // Reading another file must not let the engine's set replace a damaged current one.
+    void damagedCurrentFileIsKept()
+    {
+        const QString other = m_env->path(QStringLiteral("other.vls"));
+        writeBytes(other, bytesOf(m_vls));
+        const QByteArray damaged = bytesOf(m_vls).left(500);
+        writeBytes(m_vls, damaged);
+        const Result r = tool({QStringLiteral("--file"), other, QStringLiteral("show"), QStringLiteral("3")});
+        QCOMPARE(r.code, 3);
+        QVERIFY2(r.err.contains(QStringLiteral("current variable file is damaged")), qPrintable(r.err));
+        QCOMPARE(bytesOf(m_vls), damaged);
+        QCOMPARE(tool({QStringLiteral("--file"), other, QStringLiteral("show"), QStringLiteral("--format"),
+                       QStringLiteral("csv"), QStringLiteral("3")})
+                     .out.section(u'\n', 1),
+                 QStringLiteral("3,Text Var 3,three,red,no,no,250,\r\n"));
+    }
+
     void helpListsExitCodes_data()
     {
         QTest::addColumn<QStringList>("args");
