@@ -21,7 +21,6 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
-#include <cstdio>
 #include <functional>
 #include <optional>
 
@@ -59,7 +58,6 @@ const QCommandLineOption kDataOnlyOption(QStringLiteral("data-only"), QStringLit
 const QCommandLineOption kAttributesOnlyOption(QStringLiteral("attributes-only"),
                                                QStringLiteral("Colour, blink and inverse only."));
 
-class Command;
 struct Context {
     Console& console;
     QCommandLineParser& parser;
@@ -67,8 +65,8 @@ struct Context {
     QString displaysFile;
 };
 
-class Command {
-public:
+// One command: its help and what it does.
+struct Command {
     QString name;
     QString synopsis;
     QString description;
