@@ -141,7 +141,10 @@ void AuditRun::auditDisplay(const QString& name)
     append(name + kCrLf, kBlue, true);
     // Deliberately kept across the display's units: after the first failure on a
     // display its further units get their headings but no variable lines.
+    m_display = name;
     m_readOk = openDisplay(name);
+    if (m_openObserver)
+        m_openObserver(name, m_readOk);
     pump();
     const QStringList ids = displayList().AddressList().split(u',');
     for (const QString& element : ids) {
@@ -151,6 +154,7 @@ void AuditRun::auditDisplay(const QString& name)
         const int16_t last = legacy::add16(first, extra);
         for (int32_t id = first; id <= last; ++id) {
             control().setDisplayAddress(int16_t(id));
+            m_unit = int16_t(id);
             append(QStringLiteral("ID=") + QString::number(id) + kCrLf, kBlue);
             append(downloadText(control().ReadDownloadTime()) + kCrLf, kBlue);
             append(columnHeader(m_mode) + kCrLf, kBlue);
@@ -222,6 +226,8 @@ void AuditRun::readOneVariable(const clsVarSetupInfo& selector)
         shown = legacy::sub16(selector.VarNum, 256);
     }
     m_readOk = c.LastCommandSucceeded();
+    if (m_readObserver)
+        m_readObserver(m_display, m_unit, selector, m_readOk, reply);
     if (!m_readOk) {
         append(QStringLiteral("Read Error - FAILED"), kRed);
     } else {

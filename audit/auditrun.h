@@ -75,6 +75,14 @@ public:
     void setStarted(std::function<void()> started) { m_started = std::move(started); }
     void setControl(disptrans::IDispTrans* control) { m_givenControl = control; }
     void setDisplayList(disptrans::IDisplayList* list) { m_givenList = list; }
+    // Told whether each display's connection opened, and what every read of a
+    // variable gave (succeeded false: the read failed), for callers that judge
+    // the answers themselves.
+    using OpenObserver = std::function<void(const QString& display, bool opened)>;
+    using ReadObserver = std::function<void(const QString& display, int16_t unit, const clsVarSetupInfo& var,
+                                            bool succeeded, const disptrans::VarReadReply& reply)>;
+    void setOpenObserver(OpenObserver observer) { m_openObserver = std::move(observer); }
+    void setReadObserver(ReadObserver observer) { m_readObserver = std::move(observer); }
 
     Outcome run();
     void requestCancel() { m_cancelRequested = true; }
@@ -95,6 +103,10 @@ private:
     std::function<QString()> m_selection;
     std::function<void()> m_pump;
     std::function<void()> m_started;
+    OpenObserver m_openObserver;
+    ReadObserver m_readObserver;
+    QString m_display;
+    int16_t m_unit = 0;
     ReportSink* m_sink = nullptr;
     disptrans::IDispTrans* m_givenControl = nullptr;
     disptrans::IDisplayList* m_givenList = nullptr;
