@@ -1,6 +1,8 @@
 #include "auditrun.h"
 
+#include "clock.h"
 #include "legacy.h"
+#include "recorder.h"
 
 namespace audit {
 
@@ -174,7 +176,26 @@ void AuditRun::auditDisplay(const QString& name)
             break;
     }
     append(QStringLiteral("Closing Connection") + kCrLf, kBlue);
+    const QString error = m_readOk ? QString() : control().LastErrorText();
     control().CloseConnection();
+    if (m_recordHistory)
+        recordAudit(ids.join(u','), error);
+}
+
+void AuditRun::recordAudit(const QString& units, const QString& error)
+{
+    history::Entry entry;
+    entry.when = Clock::now();
+    entry.kind = QStringLiteral("audit");
+    entry.display = m_display;
+    entry.units = units;
+    entry.mode = QStringLiteral("audit");
+    for (const clsVarSetupInfo& member : std::as_const(m_variables))
+        entry.variables.append(member.VarNum);
+    const bool ok = m_readOk && !m_cancelRequested;
+    entry.result = ok ? QStringLiteral("Audited") : QStringLiteral("FAILED");
+    entry.error = ok ? QString() : (m_cancelRequested ? QStringLiteral("User Canceled") : error);
+    history::recordQuietly(entry);
 }
 
 bool AuditRun::openDisplay(const QString& name)

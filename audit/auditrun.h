@@ -84,6 +84,9 @@ public:
     void setOpenObserver(OpenObserver observer) { m_openObserver = std::move(observer); }
     void setReadObserver(ReadObserver observer) { m_readObserver = std::move(observer); }
 
+    // Whether every audited display goes into the send history (it does unless turned off).
+    void setRecordHistory(bool record) { m_recordHistory = record; }
+
     Outcome run();
     void requestCancel() { m_cancelRequested = true; }
     bool cancelRequested() const { return m_cancelRequested; }
@@ -95,6 +98,7 @@ private:
     void readOneVariable(const clsVarSetupInfo& selector);
     void append(const QString& text, quint32 colour, bool heading = false);
     void pump();
+    void recordAudit(const QString& units, const QString& error);
     disptrans::IDispTrans& control();
     disptrans::IDisplayList& displayList();
 
@@ -116,6 +120,7 @@ private:
     disptrans::VarReadRequest m_cellRequest;
     bool m_readOk = false;
     bool m_cancelRequested = false;
+    bool m_recordHistory = true;
     QString m_errorText;
 };
 

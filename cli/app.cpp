@@ -6,8 +6,10 @@
 #include "compare.h"
 #include "csv.h"
 #include "displays.h"
+#include "historyview.h"
 #include "linkcontainer.h"
 #include "pluginmaster.h"
+#include "recorder.h"
 #include "progress.h"
 #include "rtf.h"
 #include "settingsstore.h"
@@ -506,6 +508,59 @@ int auditCommand(Context& c)
     return failed || !differences.isEmpty() ? DisplayFailed : AllDone;
 }
 
+// ---- history ---------------------------------------------------------------
+
+const QCommandLineOption kDisplayOption(QStringLiteral("display"), QStringLiteral("Only display D."),
+                                        QStringLiteral("D"));
+const QCommandLineOption kVarOption(QStringLiteral("var"), QStringLiteral("Only the sends of variable N."),
+                                    QStringLiteral("N"));
+const QCommandLineOption kSinceOption(QStringLiteral("since"),
+                                      QStringLiteral("Only since DATE (2026-11-25, 2026-11-25T10:30) or for an age "
+                                                     "(3d, 12h, 30m)."),
+                                      QStringLiteral("DATE"));
+const QCommandLineOption kPruneOption(QStringLiteral("prune"),
+                                      QStringLiteral("First remove the rows older than the HistoryKeepDays setting "
+                                                     "(default 90 days)."));
+
+int historyCommand(Context& c)
+{
+    positionals(c, 0, 0);
+    history::Filter filter;
+    filter.display = c.parser.value(kDisplayOption).trimmed();
+    if (c.parser.isSet(kVarOption)) {
+        const auto number = varfields::varNumber(c.parser.value(kVarOption));
+        if (!number)
+            throw Failure{BadArguments,
+                          QStringLiteral("unknown variable number \"%1\" (1 to 416)").arg(c.parser.value(kVarOption))};
+        filter.variable = *number;
+    }
+    if (c.parser.isSet(kSinceOption)) {
+        const auto since = historyview::parseSince(c.parser.value(kSinceOption));
+        if (!since)
+            throw Failure{BadArguments, QStringLiteral("--since takes a date such as 2026-11-25 or an age such as 3d, "
+                                                       "not \"%1\"")
+                                            .arg(c.parser.value(kSinceOption))};
+        filter.since = *since;
+    }
+    const QString format = c.parser.value(kFormatOption);
+    if (format != u"text" && format != u"csv")
+        throw Failure{BadArguments, QStringLiteral("unknown format \"%1\" (text or csv)").arg(format)};
+
+    history::SendHistory history;
+    if (!history.open())
+        throw Failure{BadInputFile, QStringLiteral("cannot open the send history: ") + history.errorText()};
+    if (c.parser.isSet(kPruneOption)) {
+        const int removed = history.pruneOlderThan(history::keepDays());
+        c.console.err << "removed " << removed << " send(s) older than " << history::keepDays() << " days\n";
+    }
+    const QList<history::Entry> entries = history.entries(filter);
+    if (format == u"csv")
+        c.console.raw(csv::write(historyview::csvRows(entries), csv::Encoding::Utf8));
+    else
+        c.console.out << historyview::text(entries);
+    return AllDone;
+}
+
 // ---- the table of commands -------------------------------------------------
 
 QList<Command> commands()
@@ -561,6 +616,15 @@ QList<Command> commands()
          {kDisplaysOption, kVarsOption, kDataOnlyOption, kAttributesOnlyOption, kRtfOption, kCompareOption},
          {},
          auditCommand},
+        {QStringLiteral("history"),
+         QStringLiteral("history [--display D] [--var N] [--since DATE] [--format text|csv] [--prune]"),
+         QStringLiteral("Lists what was sent where and when, newest first: one line per display update or audit "
+                        "(when, display, kind, mode, variables, result and error), then for data sends one "
+                        "line per variable with the text sent. The history is kept beside the machine-wide "
+                        "settings by the update dialog, the audit, update and watch."),
+         {kDisplayOption, kVarOption, kSinceOption, kFormatOption, kPruneOption},
+         {},
+         historyCommand},
     };
 }
 

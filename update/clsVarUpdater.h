@@ -56,6 +56,8 @@ public:
 signals:
     void PercentCompleteData(short& Percent, bool& Cancel);
     void PercentCompleteAtts(short& Percent, bool& Cancel);
+    // A data send of one variable went through with this (cleaned) text.
+    void VariableSent(int16_t varNum, const QString& text);
 
 private:
     void addressDisplay(int16_t address);
