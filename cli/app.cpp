@@ -6,6 +6,7 @@
 #include "compare.h"
 #include "csv.h"
 #include "displays.h"
+#include "feedlinks.h"
 #include "historyview.h"
 #include "linkcontainer.h"
 #include "pluginmaster.h"
@@ -43,6 +44,14 @@ const QCommandLineOption kDisplaysFileOption(QStringLiteral("displays-file"),
                                              QStringLiteral("Read the display list from F instead of the host's "
                                                             "Displays.dat."),
                                              QStringLiteral("F"));
+const QCommandLineOption kRefreshOption(QStringLiteral("refresh"),
+                                        QStringLiteral("Fetch a linked JSON URL at most once in S seconds "
+                                                       "(default 60)."),
+                                        QStringLiteral("S"));
+const QCommandLineOption kFeedWaitOption(QStringLiteral("feed-wait"),
+                                         QStringLiteral("Wait at most MS milliseconds for a JSON URL before using "
+                                                        "its last value (default 1000)."),
+                                         QStringLiteral("MS"));
 const QCommandLineOption kHelpOption(QStringList{QStringLiteral("h"), QStringLiteral("help")},
                                      QStringLiteral("Show this help."));
 const QCommandLineOption kEncodingOption(QStringLiteral("encoding"),
@@ -229,7 +238,14 @@ int show(Context& c)
         c.console.out << n << '\t' << set.VariableName(v) << '\t' << varfields::colourName(set.VariableColor(v)) << '\t'
                       << varfields::yesNoName(set.VariableBlink(v)) << '\t'
                       << varfields::yesNoName(set.VariableInverse(v)) << '\t' << set.VariableMaxLength(v) << '\t'
-                      << set.GetDisplayableData(v, link.get()) << '\n';
+                      << set.GetDisplayableData(v, link.get());
+        // A JSON value that is stale or missing says why.
+        if (const QString source = set.VariableOLELink(v); links::parseJsonLinkSource(source)) {
+            const links::FeedReading reading = links::readJsonLink(source);
+            if (!reading.error.isEmpty())
+                c.console.out << '\t' << (reading.stale ? "stale: " : "error: ") << reading.error;
+        }
+        c.console.out << '\n';
     }
     return AllDone;
 }
@@ -250,7 +266,8 @@ const QCommandLineOption kMaxLengthOption(QStringLiteral("max-length"),
                                                          "for a cell variable."),
                                           QStringLiteral("L"));
 const QCommandLineOption kLinkOption(QStringLiteral("link"),
-                                     QStringLiteral("Link the variable to a spreadsheet cell (path!sheet!RnCn)."),
+                                     QStringLiteral("Link the variable to a spreadsheet cell (path!sheet!RnCn) or to "
+                                                    "a value in JSON (feed.json!/a/b, https://host/feed!/a/0)."),
                                      QStringLiteral("SOURCE"));
 const QCommandLineOption kUnlinkOption(QStringLiteral("unlink"), QStringLiteral("Remove the variable's link."));
 
@@ -638,13 +655,38 @@ QString commandHelp(const Command& command, QCommandLineParser& parser)
 
 QString generalHelp(const QList<Command>& all)
 {
-    QString text = QStringLiteral("Usage: qmdvars [--file F] [--displays-file F] COMMAND [options]\n\n"
-                                  "Works on the current variable file (the one the plug-in uses) or on --file F,\n"
-                                  "and on the host's display list Displays.dat or --displays-file F.\n\n"
-                                  "Commands (each has --help):\n");
+    QString text = QStringLiteral(
+        "Usage: qmdvars [--file F] [--displays-file F] [--refresh S] [--feed-wait MS] COMMAND "
+        "[options]\n\n"
+        "Works on the current variable file (the one the plug-in uses) or on --file F,\n"
+        "and on the host's display list Displays.dat or --displays-file F.\n\n"
+        "Commands (each has --help):\n");
     for (const Command& c : all)
         text += QStringLiteral("  ") + c.synopsis + u'\n';
     return text + u'\n' + exitCodesHelp();
+}
+
+// --refresh and --feed-wait, given before or after the command.
+void configureFeeds(const Context& c, const QCommandLineParser& global)
+{
+    auto value = [&](const QCommandLineOption& option, int lowest, int highest) -> std::optional<int> {
+        const QCommandLineParser& p = c.parser.isSet(option) ? c.parser : global;
+        if (!p.isSet(option))
+            return std::nullopt;
+        bool ok = false;
+        const int v = p.value(option).toInt(&ok);
+        if (!ok || v < lowest || v > highest)
+            throw Failure{BadArguments, QStringLiteral("--%1 takes a whole number from %2 to %3, not \"%4\"")
+                                            .arg(option.names().constFirst())
+                                            .arg(lowest)
+                                            .arg(highest)
+                                            .arg(p.value(option))};
+        return v;
+    };
+    if (const auto refresh = value(kRefreshOption, 1, 24 * 3600))
+        links::FeedCache::shared().setRefreshSeconds(*refresh);
+    if (const auto wait = value(kFeedWaitOption, 0, 60000))
+        links::FeedCache::shared().setWaitMs(*wait);
 }
 
 int usage(Console& console, const QString& message, const QString& command)
@@ -684,7 +726,7 @@ int run(const QStringList& arguments, Console& console)
     const QList<Command> all = commands();
     QCommandLineParser global;
     global.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
-    global.addOptions({kFileOption, kDisplaysFileOption, kHelpOption});
+    global.addOptions({kFileOption, kDisplaysFileOption, kRefreshOption, kFeedWaitOption, kHelpOption});
     global.addPositionalArgument(QStringLiteral("command"), QStringLiteral("The command."));
     if (!global.parse(arguments))
         return usage(console, global.errorText(), QString());
@@ -701,7 +743,7 @@ int run(const QStringList& arguments, Console& console)
         return usage(console, QStringLiteral("unknown command \"%1\"").arg(rest.first()), QString());
 
     QCommandLineParser parser;
-    parser.addOptions({kFileOption, kDisplaysFileOption, kHelpOption});
+    parser.addOptions({kFileOption, kDisplaysFileOption, kRefreshOption, kFeedWaitOption, kHelpOption});
     parser.addOptions(command->options);
     for (const auto& [name, description] : command->arguments)
         parser.addPositionalArgument(name, description);
@@ -717,6 +759,7 @@ int run(const QStringList& arguments, Console& console)
     if (!context.displaysFile.isEmpty())
         displays::useListFile(displays::listFile(context.displaysFile));
     try {
+        configureFeeds(context, global);
         const int code = command->run(context);
         console.out.flush();
         return code;

@@ -1,6 +1,7 @@
 #include "recorder.h"
 
 #include <QLoggingCategory>
+#include <QThreadStorage>
 
 #include <memory>
 
@@ -45,8 +46,12 @@ int keepDays()
 
 bool recordQuietly(const Entry& entry)
 {
-    thread_local ThreadHistory mine;
-    SendHistory* history = openFor(mine, SendHistory::defaultPath());
+    // Qt's thread storage, not thread_local: a connection must be closed while
+    // its thread and the SQL driver are still there.
+    static QThreadStorage<ThreadHistory*> perThread;
+    if (!perThread.hasLocalData())
+        perThread.setLocalData(new ThreadHistory);
+    SendHistory* history = openFor(*perThread.localData(), SendHistory::defaultPath());
     if (!history)
         return false;
     if (history->record(entry))
