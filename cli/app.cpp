@@ -14,13 +14,16 @@
 #include "progress.h"
 #include "rtf.h"
 #include "settingsstore.h"
+#include "stopsignals.h"
 #include "updatejobs.h"
 #include "varcsv.h"
 #include "varfields.h"
 #include "varrange.h"
 #include "varstore.h"
+#include "watch.h"
 
 #include <QCommandLineParser>
+#include <QEventLoop>
 #include <QFileInfo>
 #include <QSaveFile>
 
@@ -525,6 +528,55 @@ int auditCommand(Context& c)
     return failed || !differences.isEmpty() ? DisplayFailed : AllDone;
 }
 
+// ---- watch -----------------------------------------------------------------
+
+const QCommandLineOption kDebounceOption(QStringLiteral("debounce"),
+                                         QStringLiteral("Send changes that come within MS milliseconds of each "
+                                                        "other at once (default 500)."),
+                                         QStringLiteral("MS"));
+
+int retryIntervalOf(const Context& c)
+{
+    bool ok = false;
+    const int setting = settings::read(settings::kRetryInterval).toInt(&ok);
+    return numberOption(c, kRetryIntervalOption, 0, 24 * 3600, ok ? setting : 3600);
+}
+
+int watchCommand(Context& c)
+{
+    positionals(c, 0, 0);
+    watch::Options options;
+    options.selection = varrange::selectionOf(
+        variablesOf(c.parser.isSet(kVarsOption) ? c.parser.value(kVarsOption) : QStringLiteral("-")));
+    options.debounceMs = numberOption(c, kDebounceOption, 0, 3600 * 1000, 500);
+    options.retryIntervalSeconds = std::max(1, retryIntervalOf(c));
+    options.pollSeconds = links::FeedCache::shared().refreshSeconds();
+    const QList<displays::Entry> chosen = chosenDisplays(c);
+    const VarStore store = loadedStore(c);
+    const auto engine = engineFor(store);
+
+    watch::Watcher watcher(engine->get(), chosen, options, c.console.out);
+    if (watcher.linked().isEmpty())
+        throw Failure{BadArguments, QStringLiteral("none of the chosen variables is linked: nothing to watch")};
+    QStringList numbers;
+    for (const displays::Entry& e : chosen)
+        numbers.append(e.number);
+    c.console.err << "watching " << watcher.linked().size() << " linked variable(s) in "
+                  << watcher.files().size() + watcher.urls().size() << " source(s) for display(s) "
+                  << numbers.join(u',') << '\n';
+    c.console.err.flush();
+
+    QEventLoop loop;
+    StopSignals stop;
+    QObject::connect(&stop, &StopSignals::stopRequested, &loop, [&](int number) {
+        c.console.err << "stopping on signal " << number << '\n';
+        loop.quit();
+    });
+    watcher.start();
+    loop.exec();
+    return AllDone;
+}
+
 // ---- history ---------------------------------------------------------------
 
 const QCommandLineOption kDisplayOption(QStringLiteral("display"), QStringLiteral("Only display D."),
@@ -633,6 +685,17 @@ QList<Command> commands()
          {kDisplaysOption, kVarsOption, kDataOnlyOption, kAttributesOnlyOption, kRtfOption, kCompareOption},
          {},
          auditCommand},
+        {QStringLiteral("watch"),
+         QStringLiteral("watch --displays LIST [--vars RANGE] [--debounce MS] [--retry-interval S]"),
+         QStringLiteral("Runs until stopped (SIGINT or SIGTERM, exit code 0): sends every linked variable of "
+                        "RANGE (default: all) to the displays once, then watches the linked files and polls "
+                        "the linked URLs (every --refresh seconds) and sends the data of the variables that "
+                        "changed. Changes within the debounce time go out as one send. A display that fails is "
+                        "tried again after the retry interval with everything that changed meanwhile. One line "
+                        "per send and per failure goes to the output."),
+         {kDisplaysOption, kVarsOption, kDebounceOption, kRetryIntervalOption},
+         {},
+         watchCommand},
         {QStringLiteral("history"),
          QStringLiteral("history [--display D] [--var N] [--since DATE] [--format text|csv] [--prune]"),
          QStringLiteral("Lists what was sent where and when, newest first: one line per display update or audit "
