@@ -104,6 +104,28 @@ private slots:
         QVERIFY2(last.contains(u"    3: \"from the dialog\""_s), qPrintable(last));
     }
 
+    // Two programs, each with several sending threads, writing the history at once.
+    void twoProgramsAtOnceLoseNoRow()
+    {
+        QFile list(m_env->path(u"Displays.dat"_s));
+        QVERIFY(list.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        for (int n = 1; n <= 12; ++n)
+            list.write(u"%1|Sign %1|3|127.0.0.1||%2||%1\n"_s.arg(n).arg(m_display->tcpPort()).toLatin1());
+        list.close();
+        QProcess programs[2];
+        for (QProcess& p : programs) {
+            p.setWorkingDirectory(m_env->folder());
+            p.start(QStringLiteral(QMDVARS_PATH), {u"--displays-file"_s, list.fileName(), u"update"_s, u"--displays"_s,
+                                                   u"-"_s, u"--vars"_s, u"1-3"_s, u"--jobs"_s, u"4"_s});
+        }
+        for (QProcess& p : programs) {
+            QVERIFY(p.waitForFinished(60000));
+            QCOMPARE(p.exitCode(), 0);
+        }
+        const QStringList rows = tool({u"history"_s, u"--format"_s, u"csv"_s}).split(u"\r\n"_s, Qt::SkipEmptyParts);
+        QCOMPARE(rows.filter(u",update,"_s).size(), 2 * 12 * 3); // a row per variable of each send
+    }
+
     // A directory where the history file belongs: the history cannot open, the send goes on.
     void unusableHistoryStopsNoSend()
     {
