@@ -1,6 +1,7 @@
 #include "feedlinks.h"
 
 #include "jsonpointer.h"
+#include "machinesettings.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -85,6 +86,11 @@ FeedCache& FeedCache::shared()
     // thread is stopped while the application object goes.
     static FeedCache* const cache = [] {
         auto* c = new FeedCache;
+        bool ok = false;
+        if (const int seconds = settings::read(kRefreshSetting).toInt(&ok); ok)
+            c->setRefreshSeconds(seconds);
+        if (const int ms = settings::read(kWaitSetting).toInt(&ok); ok)
+            c->setWaitMs(ms);
         qAddPostRoutine([] { FeedCache::shared().stop(); });
         return c;
     }();

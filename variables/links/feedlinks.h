@@ -8,6 +8,8 @@
 // feed that fails keeps its last good document, and the reading says it is
 // stale and why.
 
+#include "machinesettings.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QString>
@@ -36,6 +38,12 @@ struct FeedReading {
     QString error;      // why the value is empty or stale; empty when all is well
     bool stale = false; // the value is the last good one of a feed that now fails
 };
+
+// The shared cache's refresh interval and wait limit, when set (otherwise the
+// defaults below); a program may still change them, as qmdvars does for
+// --refresh and --feed-wait.
+inline constexpr settings::Key kRefreshSetting{"Lumarex3", "VariablePlugin", "FeedRefreshSeconds", nullptr};
+inline constexpr settings::Key kWaitSetting{"Lumarex3", "VariablePlugin", "FeedWaitMs", nullptr};
 
 class FeedCache final {
 public:
