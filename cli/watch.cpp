@@ -78,7 +78,13 @@ void Watcher::sourceChanged()
         m_changedWhileSending = true;
         return;
     }
-    m_debounce.start(); // a burst goes out once, after its last change
+    // A burst goes out once, after its last change; a source that never rests
+    // still goes out every few debounce times.
+    if (!m_debounce.isActive())
+        m_burst.start();
+    else if (m_burst.elapsed() >= 4 * qint64(m_options.debounceMs))
+        return;
+    m_debounce.start();
 }
 
 void Watcher::sendChanges()
@@ -115,8 +121,10 @@ void Watcher::sendChanges()
     if (anyFailed)
         m_retry.start();
     m_sending = false;
-    if (m_changedWhileSending)
+    if (m_changedWhileSending) {
+        m_burst.start();
         m_debounce.start();
+    }
 }
 
 bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars)

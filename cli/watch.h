@@ -71,6 +71,7 @@ private:
     QStringList m_urls;
     QFileSystemWatcher* m_files;
     QTimer m_debounce;
+    QElapsedTimer m_burst; // since the first change of the burst
     QTimer m_retry;
     QTimer m_poll;
     // What each display holds as far as this watcher knows: variable -> value sent.
