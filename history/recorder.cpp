@@ -1,40 +1,16 @@
 #include "recorder.h"
 
 #include <QLoggingCategory>
-#include <QThreadStorage>
 
-#include <memory>
+#include <atomic>
+#include <mutex>
 
 namespace history {
 
 namespace {
 Q_LOGGING_CATEGORY(lcHistory, "lumarex.history")
-
-// The thread's open history and the path it was opened at: the store can be
-// moved (tests do), and the next entry then goes to the new place.
-struct ThreadHistory {
-    std::unique_ptr<SendHistory> history;
-    QString path;
-    bool complained = false;
-};
-
-SendHistory* openFor(ThreadHistory& mine, const QString& path)
-{
-    if (mine.history && mine.path == path)
-        return mine.history.get();
-    mine.history = std::make_unique<SendHistory>();
-    mine.path = path;
-    if (!mine.history->open(path)) {
-        if (!mine.complained)
-            qCWarning(lcHistory, "the send history is not kept: %s", qUtf8Printable(mine.history->errorText()));
-        mine.complained = true;
-        mine.history.reset();
-        mine.path.clear();
-        return nullptr;
-    }
-    mine.history->pruneOlderThan(keepDays());
-    return mine.history.get();
-}
+std::atomic_bool g_complained{false};
+std::once_flag g_pruned;
 } // namespace
 
 int keepDays()
@@ -46,17 +22,19 @@ int keepDays()
 
 bool recordQuietly(const Entry& entry)
 {
-    // Qt's thread storage, not thread_local: a connection must be closed while
-    // its thread and the SQL driver are still there.
-    static QThreadStorage<ThreadHistory*> perThread;
-    if (!perThread.hasLocalData())
-        perThread.setLocalData(new ThreadHistory);
-    SendHistory* history = openFor(*perThread.localData(), SendHistory::defaultPath());
-    if (!history)
+    // A connection of its own for every entry: nothing is left open in the
+    // sending threads, which may end at any time, and opening a file that
+    // exists is cheap next to the transaction.
+    SendHistory history;
+    if (!history.open()) {
+        if (!g_complained.exchange(true))
+            qCWarning(lcHistory, "the send history is not kept: %s", qUtf8Printable(history.errorText()));
         return false;
-    if (history->record(entry))
+    }
+    std::call_once(g_pruned, [&history] { history.pruneOlderThan(keepDays()); });
+    if (history.record(entry))
         return true;
-    qCWarning(lcHistory, "a send was not recorded: %s", qUtf8Printable(history->errorText()));
+    qCWarning(lcHistory, "a send was not recorded: %s", qUtf8Printable(history.errorText()));
     return false;
 }
 
