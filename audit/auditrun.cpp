@@ -1,6 +1,8 @@
 #include "auditrun.h"
 
+#include "clock.h"
 #include "legacy.h"
+#include "recorder.h"
 
 namespace audit {
 
@@ -141,7 +143,10 @@ void AuditRun::auditDisplay(const QString& name)
     append(name + kCrLf, kBlue, true);
     // Deliberately kept across the display's units: after the first failure on a
     // display its further units get their headings but no variable lines.
+    m_display = name;
     m_readOk = openDisplay(name);
+    if (m_openObserver)
+        m_openObserver(name, m_readOk);
     pump();
     const QStringList ids = displayList().AddressList().split(u',');
     for (const QString& element : ids) {
@@ -151,6 +156,7 @@ void AuditRun::auditDisplay(const QString& name)
         const int16_t last = legacy::add16(first, extra);
         for (int32_t id = first; id <= last; ++id) {
             control().setDisplayAddress(int16_t(id));
+            m_unit = int16_t(id);
             append(QStringLiteral("ID=") + QString::number(id) + kCrLf, kBlue);
             append(downloadText(control().ReadDownloadTime()) + kCrLf, kBlue);
             append(columnHeader(m_mode) + kCrLf, kBlue);
@@ -170,7 +176,26 @@ void AuditRun::auditDisplay(const QString& name)
             break;
     }
     append(QStringLiteral("Closing Connection") + kCrLf, kBlue);
+    const QString error = m_readOk ? QString() : control().LastErrorText();
     control().CloseConnection();
+    if (m_recordHistory)
+        recordAudit(ids.join(u','), error);
+}
+
+void AuditRun::recordAudit(const QString& units, const QString& error)
+{
+    history::Entry entry;
+    entry.when = Clock::now();
+    entry.kind = QStringLiteral("audit");
+    entry.display = m_display;
+    entry.units = units;
+    entry.mode = QStringLiteral("audit");
+    for (const clsVarSetupInfo& member : std::as_const(m_variables))
+        entry.variables.append(member.VarNum);
+    const bool ok = m_readOk && !m_cancelRequested;
+    entry.result = ok ? QStringLiteral("Audited") : QStringLiteral("FAILED");
+    entry.error = ok ? QString() : (m_cancelRequested ? QStringLiteral("User Canceled") : error);
+    history::recordQuietly(entry);
 }
 
 bool AuditRun::openDisplay(const QString& name)
@@ -222,6 +247,8 @@ void AuditRun::readOneVariable(const clsVarSetupInfo& selector)
         shown = legacy::sub16(selector.VarNum, 256);
     }
     m_readOk = c.LastCommandSucceeded();
+    if (m_readObserver)
+        m_readObserver(m_display, m_unit, selector, m_readOk, reply);
     if (!m_readOk) {
         append(QStringLiteral("Read Error - FAILED"), kRed);
     } else {

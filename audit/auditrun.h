@@ -75,6 +75,17 @@ public:
     void setStarted(std::function<void()> started) { m_started = std::move(started); }
     void setControl(disptrans::IDispTrans* control) { m_givenControl = control; }
     void setDisplayList(disptrans::IDisplayList* list) { m_givenList = list; }
+    // Told whether each display's connection opened, and what every read of a
+    // variable gave (succeeded false: the read failed), for callers that judge
+    // the answers themselves.
+    using OpenObserver = std::function<void(const QString& display, bool opened)>;
+    using ReadObserver = std::function<void(const QString& display, int16_t unit, const clsVarSetupInfo& var,
+                                            bool succeeded, const disptrans::VarReadReply& reply)>;
+    void setOpenObserver(OpenObserver observer) { m_openObserver = std::move(observer); }
+    void setReadObserver(ReadObserver observer) { m_readObserver = std::move(observer); }
+
+    // Whether every audited display goes into the send history (it does unless turned off).
+    void setRecordHistory(bool record) { m_recordHistory = record; }
 
     Outcome run();
     void requestCancel() { m_cancelRequested = true; }
@@ -87,6 +98,7 @@ private:
     void readOneVariable(const clsVarSetupInfo& selector);
     void append(const QString& text, quint32 colour, bool heading = false);
     void pump();
+    void recordAudit(const QString& units, const QString& error);
     disptrans::IDispTrans& control();
     disptrans::IDisplayList& displayList();
 
@@ -95,6 +107,10 @@ private:
     std::function<QString()> m_selection;
     std::function<void()> m_pump;
     std::function<void()> m_started;
+    OpenObserver m_openObserver;
+    ReadObserver m_readObserver;
+    QString m_display;
+    int16_t m_unit = 0;
     ReportSink* m_sink = nullptr;
     disptrans::IDispTrans* m_givenControl = nullptr;
     disptrans::IDisplayList* m_givenList = nullptr;
@@ -104,6 +120,7 @@ private:
     disptrans::VarReadRequest m_cellRequest;
     bool m_readOk = false;
     bool m_cancelRequested = false;
+    bool m_recordHistory = true;
     QString m_errorText;
 };
 

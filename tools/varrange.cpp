@@ -2,6 +2,8 @@
 
 #include "legacy.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 
 namespace varrange {
@@ -56,6 +58,15 @@ QList<int> parse(const QString& text, int count, QList<int>* partial)
         throw;
     }
     return tickedRows(rows);
+}
+
+bool wellFormed(const QString& text)
+{
+    static const QRegularExpression element(QStringLiteral(R"(^\s*(\d+\s*(-\s*(\d+\s*)?)?|-\s*(\d+\s*)?)$)"));
+    if (text.trimmed().isEmpty())
+        return false;
+    const QStringList elements = text.split(u',');
+    return std::all_of(elements.begin(), elements.end(), [](const QString& e) { return element.match(e).hasMatch(); });
 }
 
 QStringList splitLastUsed(const QString& lastUsed)

@@ -18,6 +18,11 @@ namespace varrange {
 // A single number outside 1 ... count is ignored; a range is clamped to 1 ... count.
 QList<int> parse(const QString& text, int count, QList<int>* partial = nullptr);
 
+// Whether the text is not empty and every element is a number, "a-b", "-b", "a-"
+// or "-", with blanks around the numbers allowed: a command line reports a
+// mistyped range, where the chooser quietly ignores what is not a number.
+bool wellFormed(const QString& text);
+
 // "1;2;257" -> {"1", "2", "257"}; "" -> {}.
 QStringList splitLastUsed(const QString& lastUsed);
 // The numbers joined by ";" without a trailing separator.

@@ -67,17 +67,19 @@ bool clsVarUpdater::SetTextVarsByNonMultiWrite(int16_t address)
     for (const clsVarSetupInfo& member : SelectedVars) {
         position = legacy::add16(position, 1);
         const int16_t varNum = member.VarNum;
+        QString text;
         if (member.IsText) {
             textItem.VarIndex = textIndex(varNum);
-            textItem.VarText = cleanedText(varNum);
+            textItem.VarText = text = cleanedText(varNum);
             result = control().SendTextVarData(textItem);
         } else {
             cellItem.VarIndex = cellIndex(varNum);
-            cellItem.VarText = cleanedText(varNum);
+            cellItem.VarText = text = cleanedText(varNum);
             result = control().SendCellVarData(cellItem);
         }
         if (!result)
             return false;
+        emit VariableSent(varNum, text);
         short percent = percentOf(position, count);
         emit PercentCompleteData(percent, m_cancel);
         if (m_cancel)

@@ -49,13 +49,18 @@ public:
     // position / count x 100, rounded half to even.
     static int16_t percentOf(int position, int count);
 
+    // The text a data update sends for the variable now: its displayable data,
+    // cleaned by the bad-word checker and mapped to the extended font.
+    QString cleanedText(int16_t varNum);
+
 signals:
     void PercentCompleteData(short& Percent, bool& Cancel);
     void PercentCompleteAtts(short& Percent, bool& Cancel);
+    // A data send of one variable went through with this (cleaned) text.
+    void VariableSent(int16_t varNum, const QString& text);
 
 private:
     void addressDisplay(int16_t address);
-    QString cleanedText(int16_t varNum);
     disptrans::IDispTrans& control() const;
     clsVariableAccess& variables() const;
 

@@ -7,6 +7,7 @@
 #include "disptrans.h"
 #include "legacy.h"
 #include "pluginmaster.h"
+#include "recorder.h"
 #include "runtimeerror.h"
 #include "settingsstore.h"
 
@@ -257,6 +258,8 @@ void UpdateRun::updateOneDisplay(int row)
 {
     const QString display = m_rows[row].display;
     m_cancelDisplay = false;
+    m_units.clear();
+    m_sent.clear();
     SetRowStatus(row, kUpdating);
     setRowWhen(row, QString());
 
@@ -302,6 +305,8 @@ void UpdateRun::updateOneDisplay(int row)
     }
 
     SetRowStatus(row, ok ? kUpdated : kFailed);
+    if (m_recordHistory)
+        recordSend(display, ok, error);
     AppendReport(QStringLiteral("Location/Display=") + display + kCrLf, ReportStyle::Display);
     AppendReport(QStringLiteral("Status= "), ReportStyle::Label);
     if (ok) {
@@ -311,6 +316,23 @@ void UpdateRun::updateOneDisplay(int row)
         setRowWhen(row, error);
     }
     AppendReport(kCrLf, ReportStyle::Label);
+}
+
+void UpdateRun::recordSend(const QString& display, bool ok, const QString& error)
+{
+    history::Entry entry;
+    entry.when = Clock::now();
+    entry.kind = QStringLiteral("update");
+    entry.display = display;
+    entry.units = m_units;
+    entry.mode = history::modeText(m_mode != AttributesOnly, m_mode != DataOnly);
+    for (const clsVarSetupInfo& member : std::as_const(m_selection))
+        entry.variables.append(member.VarNum);
+    for (auto it = m_sent.cbegin(); it != m_sent.cend(); ++it)
+        entry.sentTexts.append({it.key(), it.value()});
+    entry.result = ok ? kUpdated : kFailed;
+    entry.error = ok ? QString() : error;
+    history::recordQuietly(entry);
 }
 
 void UpdateRun::setRequest(const UpdateRequest& request)
@@ -331,6 +353,7 @@ bool UpdateRun::OpenDisplayConnection(const QString& display)
     disptrans::ConnectionSettings settings = disptrans::connectionSettingsFor(
         list.ConnectionKind(), list.LinkTarget(), list.Kind1Param(), list.OtherKindParam(), list.Kind3Param(),
         legacy::textToInt16(list.AddressList()));
+    m_units = list.AddressList();
 
     const bool ok = control().OpenConnection(settings);
     m_connectionLabel = ok ? QStringLiteral("Connection Opened") : QStringLiteral("Connection Problem");
@@ -361,6 +384,8 @@ bool UpdateRun::sendStep(bool data)
             onProgress(QStringLiteral("Attributes Transmission"), percent, cancel);
         },
         Qt::DirectConnection);
+    connect(m_updater.get(), &clsVarUpdater::VariableSent, this,
+            [this](int16_t varNum, const QString& text) { m_sent.insert(varNum, text); });
 
     const QStringList addresses = displayList().AddressList().split(u',');
     clsVarUpdater& updater = *m_updater;

@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QList>
+#include <QMap>
 #include <QObject>
 #include <QString>
 #include <QTimer>
@@ -92,6 +93,8 @@ public:
     void setDelayList(const QString& delays) { m_delayText = delays; }
     void setLinkSource(ILinkContainer* source) { m_linkSource = source; }
     void setMode(Mode mode) { m_mode = mode; }
+    // Whether every display's send goes into the send history (it does unless turned off).
+    void setRecordHistory(bool record) { m_recordHistory = record; }
     // Displays, delays, selection and mode at once.
     void setRequest(const UpdateRequest& request);
     Mode mode() const { return m_mode; }
@@ -144,6 +147,7 @@ signals:
 
 private:
     void updateOneDisplay(int row);
+    void recordSend(const QString& display, bool ok, const QString& error);
     bool OpenDisplayConnection(const QString& display);
     void CloseDisplayConnection();
     bool SendDataStep();
@@ -170,6 +174,9 @@ private:
     clsVariableAccess* m_variables = nullptr;
     ILinkContainer* m_linkSource = nullptr;
     VarSelection m_selection;
+    bool m_recordHistory = true;
+    QString m_units;               // the address list of the display being sent
+    QMap<int16_t, QString> m_sent; // its data sends: variable -> text
     QString m_displayText;
     QString m_delayText;
 

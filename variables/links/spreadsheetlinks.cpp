@@ -1,6 +1,7 @@
 #include "spreadsheetlinks.h"
 
 #include "clipboardlink.h"
+#include "feedlinks.h"
 #include "linkitem.h"
 #include "workbookcache.h"
 
@@ -33,6 +34,8 @@ QString SpreadsheetLinkContainer::dataText() { return readLinkedValue(m_source, 
 
 QString readLinkedValue(const QString& source, WorkbookCache& cache)
 {
+    if (parseJsonLinkSource(source))
+        return readJsonLink(source).value;
     const std::optional<CellLink> link = parseLinkSource(source);
     if (!link)
         return {};

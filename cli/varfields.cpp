@@ -1,0 +1,86 @@
+#include "varfields.h"
+
+#include "clsVariableAccess.h"
+
+#include <QStringList>
+
+namespace varfields {
+
+namespace {
+const QStringList kColours{QStringLiteral("red"),  QStringLiteral("green"),   QStringLiteral("yellow"),
+                           QStringLiteral("blue"), QStringLiteral("magenta"), QStringLiteral("cyan"),
+                           QStringLiteral("white")};
+
+// Digits only, so "+5", " 5" and "5.0" are refused rather than guessed at.
+std::optional<int> wholeNumber(const QString& text)
+{
+    if (text.isEmpty() || text.size() > 6)
+        return std::nullopt;
+    for (QChar c : text)
+        if (!c.isDigit() || c.unicode() > 127)
+            return std::nullopt;
+    return text.toInt();
+}
+} // namespace
+
+std::optional<QString> colourCode(const QString& text)
+{
+    const QString t = text.trimmed().toLower();
+    const qsizetype named = kColours.indexOf(t);
+    if (named >= 0)
+        return QString::number(named + 1);
+    if (const auto n = wholeNumber(t); n && *n >= 1 && *n <= 7)
+        return QString::number(*n);
+    return std::nullopt;
+}
+
+QString colourName(const QString& code)
+{
+    const auto n = wholeNumber(code);
+    if (n && *n >= 1 && *n <= 7) {
+        QString name = kColours[*n - 1];
+        name[0] = name[0].toUpper();
+        return name;
+    }
+    return code;
+}
+
+std::optional<QString> yesNoCode(const QString& text)
+{
+    const QString t = text.trimmed().toLower();
+    if (t == u"yes" || t == u"1")
+        return QStringLiteral("1");
+    if (t == u"no" || t == u"2")
+        return QStringLiteral("2");
+    return std::nullopt;
+}
+
+QString yesNoName(const QString& code) { return code == u"1" ? QStringLiteral("yes") : QStringLiteral("no"); }
+
+int longestLength(int varNum) { return clsVariableAccess::defaultMaxLength(varNum).toInt(); }
+
+std::optional<QString> maxLength(const QString& text, int varNum)
+{
+    const auto n = wholeNumber(text.trimmed());
+    if (!n || *n < 1 || *n > longestLength(varNum))
+        return std::nullopt;
+    return QString::number(*n);
+}
+
+std::optional<int> varNumber(const QString& text)
+{
+    const auto n = wholeNumber(text.trimmed());
+    if (!n || *n < 1 || *n > clsVariableAccess::kVariableCount)
+        return std::nullopt;
+    return n;
+}
+
+bool storable(const QString& text)
+{
+    for (QChar c : text)
+        if (c == u'\r' || c == u'\n' || c.unicode() == 0 || c.unicode() == 1)
+            return false;
+    return true;
+}
+
+} // namespace varfields

@@ -1,0 +1,159 @@
+#include "watch.h"
+
+#include "clsVariableAccess.h"
+#include "feedlinks.h"
+#include "linkcontainer.h"
+#include "linkitem.h"
+#include "updaterun.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+#include <QFileSystemWatcher>
+
+namespace watch {
+
+Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays, const Options& options,
+                 QTextStream& log)
+    : m_set(set), m_displays(displays), m_options(options), m_log(log), m_link(links::create()),
+      m_files(new QFileSystemWatcher(this))
+{
+    for (const clsVarSetupInfo& member : std::as_const(m_options.selection)) {
+        const QString source = m_set->VariableOLELink(member.VarNum);
+        if (source.isEmpty())
+            continue;
+        m_linked.append(member);
+        if (const auto json = links::parseJsonLinkSource(source); json && json->remote) {
+            m_urls.append(json->document);
+        } else {
+            const QString document = json ? json->document
+                                          : links::parseLinkSource(source).value_or(links::CellLink{}).document;
+            if (!document.isEmpty())
+                m_documents.append(QFileInfo(document).absoluteFilePath());
+        }
+    }
+    m_documents.removeDuplicates();
+    m_urls.removeDuplicates();
+
+    m_debounce.setSingleShot(true);
+    m_debounce.setInterval(m_options.debounceMs);
+    connect(&m_debounce, &QTimer::timeout, this, &Watcher::sendChanges);
+    m_retry.setSingleShot(true);
+    m_retry.setInterval(m_options.retryIntervalSeconds * 1000);
+    connect(&m_retry, &QTimer::timeout, this, &Watcher::sendChanges);
+    m_poll.setInterval(std::max(1, m_options.pollSeconds) * 1000);
+    connect(&m_poll, &QTimer::timeout, this, &Watcher::sourceChanged);
+    connect(m_files, &QFileSystemWatcher::fileChanged, this, &Watcher::sourceChanged);
+    connect(m_files, &QFileSystemWatcher::directoryChanged, this, &Watcher::sourceChanged);
+}
+
+Watcher::~Watcher() = default;
+
+QStringList Watcher::files() const { return m_documents; }
+
+void Watcher::start()
+{
+    watchFiles();
+    if (!m_urls.isEmpty())
+        m_poll.start();
+    sendChanges();
+}
+
+// The file and its folder: a file saved by renaming a new one over it is a new
+// file, which only the folder reports, and is watched afresh here.
+void Watcher::watchFiles()
+{
+    const QStringList watched = m_files->files() + m_files->directories();
+    for (const QString& document : std::as_const(m_documents)) {
+        const QFileInfo info(document);
+        for (const QString& path : {document, info.absolutePath()})
+            if (!watched.contains(path) && QFileInfo::exists(path))
+                m_files->addPath(path);
+    }
+}
+
+void Watcher::sourceChanged()
+{
+    watchFiles();
+    if (m_sending) {
+        m_changedWhileSending = true;
+        return;
+    }
+    // A burst goes out once, after its last change; a source that never rests
+    // still goes out every few debounce times.
+    if (!m_debounce.isActive())
+        m_burst.start();
+    else if (m_burst.elapsed() >= 4 * qint64(m_options.debounceMs))
+        return;
+    m_debounce.start();
+}
+
+void Watcher::sendChanges()
+{
+    if (m_sending) {
+        m_changedWhileSending = true;
+        return;
+    }
+    m_sending = true;
+    m_changedWhileSending = false;
+    QHash<int16_t, QString> now;
+    for (const clsVarSetupInfo& member : std::as_const(m_linked))
+        now.insert(member.VarNum, m_set->GetDisplayableData(member.VarNum, m_link.get()));
+
+    bool anyFailed = false;
+    for (const displays::Entry& display : std::as_const(m_displays)) {
+        const auto known = m_onDisplay.constFind(display.number);
+        VarSelection changed;
+        for (const clsVarSetupInfo& member : std::as_const(m_linked)) {
+            if (known == m_onDisplay.constEnd() || !known->contains(member.VarNum)
+                || known->value(member.VarNum) != now.value(member.VarNum))
+                changed.append(member);
+        }
+        if (changed.isEmpty())
+            continue;
+        if (sendTo(display, changed)) {
+            QHash<int16_t, QString>& held = m_onDisplay[display.number];
+            for (const clsVarSetupInfo& member : std::as_const(changed))
+                held.insert(member.VarNum, now.value(member.VarNum));
+        } else {
+            anyFailed = true;
+        }
+    }
+    if (anyFailed)
+        m_retry.start();
+    m_sending = false;
+    if (m_changedWhileSending) {
+        m_burst.start();
+        m_debounce.start();
+    }
+}
+
+bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars)
+{
+    UpdateRun run;
+    run.setVariableSet(m_set);
+    run.setLinkSource(m_link.get());
+    run.setRequest({display.number, QString(), vars, UpdateOption::DataOnly});
+    run.start();
+    run.stopRetry(); // the watcher retries with what is new by then
+    const DisplayRow& row = run.rows().constFirst();
+    const bool ok = row.status == UpdateRun::kUpdated;
+    QStringList numbers;
+    for (const clsVarSetupInfo& member : vars)
+        numbers.append(QString::number(member.VarNum));
+    if (ok)
+        logLine(QStringLiteral("display %1: sent %2").arg(display.number, numbers.join(u',')));
+    else
+        logLine(QStringLiteral("display %1: FAILED %2; trying again in %3 s")
+                    .arg(display.number, row.when)
+                    .arg(m_options.retryIntervalSeconds));
+    emit sendFinished(display.number, ok);
+    return ok;
+}
+
+void Watcher::logLine(const QString& text)
+{
+    m_log << QDateTime::currentDateTime().toString(Qt::ISODate) << ' ' << text << '\n';
+    m_log.flush();
+}
+
+} // namespace watch

@@ -1,0 +1,83 @@
+#pragma once
+
+// Keeps displays current with their variables' linked sources: files (the
+// spreadsheets and JSON files links name) are watched, also when a program
+// saves by writing a new file and renaming it over the old one, and URLs are
+// polled. Changes that come within the debounce time of each other go out as
+// one send, of the changed variables' data only, through the update run. A
+// display that cannot be reached is tried again after the retry interval with
+// everything that changed meanwhile.
+
+#include "clsVarSetupInfo.h"
+#include "displays.h"
+
+#include <QElapsedTimer>
+#include <QHash>
+#include <QObject>
+#include <QTextStream>
+#include <QTimer>
+
+#include <memory>
+
+class ILinkContainer;
+class QFileSystemWatcher;
+class clsVariableAccess;
+
+namespace watch {
+
+struct Options {
+    VarSelection selection; // the variables to follow; those without a link are left out
+    int debounceMs = 500;
+    int retryIntervalSeconds = 60;
+    int pollSeconds = 60; // URLs
+};
+
+class Watcher final : public QObject {
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(Watcher)
+public:
+    // `log` gets one line per send and per failure.
+    Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays, const Options& options, QTextStream& log);
+    ~Watcher() override;
+
+    // The chosen variables that have a link.
+    const VarSelection& linked() const { return m_linked; }
+    // The files watched and the URLs polled.
+    QStringList files() const;
+    QStringList urls() const { return m_urls; }
+
+    // Sends every linked value once (the displays' contents are not known yet),
+    // then follows the sources.
+    void start();
+
+signals:
+    // After each send attempt to a display.
+    void sendFinished(const QString& display, bool ok);
+
+private:
+    void sourceChanged();
+    void sendChanges();
+    void watchFiles();
+    bool sendTo(const displays::Entry& display, const VarSelection& vars);
+    void logLine(const QString& text);
+
+    clsVariableAccess* m_set;
+    QList<displays::Entry> m_displays;
+    Options m_options;
+    QTextStream& m_log;
+    std::unique_ptr<ILinkContainer> m_link;
+    VarSelection m_linked;
+    QStringList m_documents; // absolute paths of linked files
+    QStringList m_urls;
+    QFileSystemWatcher* m_files;
+    QTimer m_debounce;
+    QElapsedTimer m_burst; // since the first change of the burst
+    QTimer m_retry;
+    QTimer m_poll;
+    // What each display holds as far as this watcher knows: variable -> value sent.
+    QHash<QString, QHash<int16_t, QString>> m_onDisplay;
+    bool m_sending = false;
+    bool m_changedWhileSending = false;
+};
+
+} // namespace watch

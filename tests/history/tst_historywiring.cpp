@@ -1,0 +1,143 @@
+// What the sending programs leave in the send history: an update from the
+// update dialog and updates and audits by qmdvars, all listed by `qmdvars
+// history`; a history that cannot be opened stops no send.
+
+#include "classregistry.h"
+#include "clsVariableAccess.h"
+#include "dlgVariableUpdate.h"
+#include "emulatorprocess.h"
+#include "historyview.h"
+#include "settingsstore.h"
+#include "testenvironment.h"
+#include "updaterun.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTest>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+class tst_HistoryWiring final : public QObject {
+    Q_OBJECT
+    std::unique_ptr<EmulatorProcess> m_display;
+    std::unique_ptr<TestEnvironment> m_env;
+
+    QString tool(const QStringList& args, int* code = nullptr)
+    {
+        QProcess p;
+        p.setWorkingDirectory(m_env->folder());
+        p.start(QStringLiteral(QMDVARS_PATH), QStringList{u"--displays-file"_s, m_env->path(u"Displays.dat"_s)} + args);
+        p.waitForFinished(60000);
+        if (code)
+            *code = p.exitCode();
+        return QString::fromUtf8(p.readAllStandardOutput());
+    }
+
+    // The update dialog sends variable 3 to `display` and closes after its first pass.
+    QString guiUpdate(clsVariableAccess& vars, const QString& display)
+    {
+        dlgVariableUpdate dlg;
+        int passes = 0;
+        connect(&dlg.run(), &UpdateRun::passFinished, &dlg, [&] { ++passes; });
+        dlg.setVariableSet(&vars);
+        dlg.setSelectedVars({{true, 3}});
+        dlg.setDisplayList(display);
+        QTimer::singleShot(0, &dlg, [&] {
+            QTRY_VERIFY_WITH_TIMEOUT(passes >= 1 && !dlg.run().passRunning(), 30000);
+            dlg.run().stopRetry();
+            dlg.done(QDialog::Rejected);
+        });
+        dlg.SendVarData();
+        return dlg.run().rows().value(0).status;
+    }
+
+private slots:
+    void init()
+    {
+        m_display = std::make_unique<EmulatorProcess>(QStringLiteral(EMULATOR_PATH));
+        QVERIFY2(m_display->start({u"--tcp"_s, u"127.0.0.1:0"_s}, 1, 10000), qPrintable(m_display->error()));
+        m_env = std::make_unique<TestEnvironment>();
+        for (const char* library : {TRANSMISSION_LIBRARY, PLUGINMASTER_LIBRARY, BADWORD_LIBRARY})
+            QCOMPARE(ComponentLoader::registerLibrary(QString::fromLocal8Bit(library)), 0);
+        settings::write(settings::kAppPath, m_env->folder());
+        settings::write(settings::kVarFileLoc, m_env->path(u"set.vls"_s));
+        QFile list(m_env->path(u"Displays.dat"_s));
+        QVERIFY(list.open(QIODevice::WriteOnly));
+        list.write(u"1|Lobby|3|127.0.0.1||%1||1\n2|Gone|3|127.0.0.1||1||1\n"_s.arg(m_display->tcpPort()).toLatin1());
+    }
+    void cleanup()
+    {
+        m_env.reset();
+        m_display.reset();
+    }
+
+    void dialogAndToolSendsAreListed()
+    {
+        clsVariableAccess vars;
+        vars.setVariableData(3, u"from the dialog"_s);
+        QCOMPARE(guiUpdate(vars, u"1"_s), UpdateRun::kUpdated);
+
+        int code = -1;
+        tool({u"set"_s, u"3"_s, u"--data"_s, u"from the tool"_s}, &code);
+        QCOMPARE(code, 0);
+        tool({u"update"_s, u"--displays"_s, u"1,2"_s, u"--vars"_s, u"3"_s, u"--data-only"_s}, &code);
+        QCOMPARE(code, 1); // display 2 does not answer
+        tool({u"audit"_s, u"--displays"_s, u"1"_s, u"--vars"_s, u"3"_s}, &code);
+        QCOMPARE(code, 0);
+
+        // Newest first: the audit, then the tool's two updates (in either order), then the dialog's.
+        const QStringList lines = tool({u"history"_s, u"--format"_s, u"csv"_s}).split(u"\r\n"_s, Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), 5);
+        QCOMPARE(lines[0], u"when,kind,display,units,mode,result,error,variable,text"_s);
+        QVERIFY2(lines[1].contains(u",audit,Lobby,1,audit,Audited,,3,"_s), qPrintable(lines[1]));
+        const QStringList tools = lines.mid(2, 2);
+        QVERIFY2(tools.filter(u",update,1,1,data,Updated,,3,from the tool"_s).size() == 1,
+                 qPrintable(tools.join(u'\n')));
+        QVERIFY2(tools.filter(u",update,2,1,data,FAILED,cannot connect"_s).size() == 1, qPrintable(tools.join(u'\n')));
+        QVERIFY2(lines[4].contains(u",update,1,1,data,Updated,,3,from the dialog"_s), qPrintable(lines[4]));
+
+        // "When was display 1 last updated, and with what?"
+        const QString last = tool({u"history"_s, u"--display"_s, u"1"_s, u"--var"_s, u"3"_s});
+        QVERIFY2(last.section(u'\n', 0, 1).contains(u"Updated\n    3: \"from the tool\""_s), qPrintable(last));
+        QVERIFY2(last.contains(u"    3: \"from the dialog\""_s), qPrintable(last));
+    }
+
+    // A directory where the history file belongs: the history cannot open, the send goes on.
+    void unusableHistoryStopsNoSend()
+    {
+        QVERIFY(QDir().mkpath(history::SendHistory::defaultPath()));
+        clsVariableAccess vars;
+        vars.setVariableData(3, u"still sent"_s);
+        QCOMPARE(guiUpdate(vars, u"1"_s), UpdateRun::kUpdated);
+        int code = -1;
+        tool({u"update"_s, u"--displays"_s, u"1"_s, u"--vars"_s, u"3"_s}, &code);
+        QCOMPARE(code, 0);
+        tool({u"history"_s}, &code);
+        QCOMPARE(code, 3);
+    }
+
+    void sinceArgument_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QDateTime>("expected"); // invalid: refused
+        const QDateTime now(QDate(2026, 11, 25), QTime(12, 0));
+        QTest::newRow("with a space") << u"2026-11-20 08:30"_s << QDateTime(QDate(2026, 11, 20), QTime(8, 30));
+        QTest::newRow("days") << u"3d"_s << now.addDays(-3);
+        QTest::newRow("no unit") << u"30"_s << QDateTime();
+        QTest::newRow("no such day") << u"2026-02-30"_s << QDateTime();
+    }
+    void sinceArgument()
+    {
+        QFETCH(QString, text);
+        QFETCH(QDateTime, expected);
+        const auto since = historyview::parseSince(text, QDateTime(QDate(2026, 11, 25), QTime(12, 0)));
+        QCOMPARE(since.has_value(), expected.isValid());
+        if (since)
+            QCOMPARE(*since, expected);
+    }
+};
+
+QTEST_MAIN(tst_HistoryWiring)
+#include "tst_historywiring.moc"
