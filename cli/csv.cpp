@@ -152,9 +152,14 @@ QString formatRecord(const QStringList& fields)
     QStringList out;
     out.reserve(fields.size());
     for (const QString& f : fields) {
-        const bool quote = f.contains(u',') || f.contains(u'"') || f.contains(u'\n') || f.contains(u'\r');
+        // A leading U+FEFF would be taken for a byte order mark at the start of a file.
+        const bool quote = f.contains(u',') || f.contains(u'"') || f.contains(u'\n') || f.contains(u'\r')
+                           || f.startsWith(QChar(0xfeff));
         out.append(quote ? u'"' + QString(f).replace(QStringLiteral("\""), QStringLiteral("\"\"")) + u'"' : f);
     }
+    // A record of one empty field would be a blank line, which readers skip.
+    if (fields.size() == 1 && fields.front().isEmpty())
+        return QStringLiteral("\"\"");
     return out.join(u',');
 }
 
