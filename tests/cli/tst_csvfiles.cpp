@@ -52,11 +52,13 @@ private slots:
     void writeReadsBack()
     {
         // A first field starting with U+FEFF and a record of one empty field read back too (found by fuzzing).
-        const QList<QStringList> records{{QChar(0xfeff) + QStringLiteral("x")},
-                                         {QStringLiteral("a,b"), QStringLiteral("say \"hi\""), QString()},
-                                         {QStringLiteral("\u00E9\u20AC"), QStringLiteral(" lead"), QStringLiteral("x")},
-                                         {QString()}};
+        const QList<QStringList> all{{QChar(0xfeff) + QStringLiteral("x")},
+                                     {QStringLiteral("a,b"), QStringLiteral("say \"hi\""), QString()},
+                                     {QStringLiteral("\u00E9\u20AC"), QStringLiteral(" lead"), QStringLiteral("x")},
+                                     {QString()}};
         for (csv::Encoding e : {csv::Encoding::Utf8, csv::Encoding::Windows1252}) {
+            // Windows-1252 has no U+FEFF: there the file starts with the second record.
+            const QList<QStringList> records = e == csv::Encoding::Utf8 ? all : all.mid(1);
             const QByteArray bytes = csv::write(records, e);
             QVERIFY(bytes.endsWith("\r\n"));
             const csv::ReadResult back = csv::read(bytes, e);
