@@ -166,6 +166,11 @@ void LinkSession::answer(const wire::Frame& frame)
         bytes.truncate(bytes.size() / 2);
     }
     const bool late = faults.delayMs > 0 && (faults.lateFraction <= 0.0 || m_core.chance(faults.lateFraction));
+    if (late && faults.lateFraction > 0.0)
+        m_core.log(QStringLiteral("LATE answer addr=%1 seq=%2 by %3 ms")
+                       .arg(frame.address)
+                       .arg(frame.sequence)
+                       .arg(faults.delayMs));
     const qint64 now = m_clock.nsecsElapsed();
     const qint64 start = std::max(now + (late ? qint64(faults.delayMs) * 1'000'000 : 0), m_outBusyUntil);
     m_outBusyUntil = start + byteNs() * bytes.size();
