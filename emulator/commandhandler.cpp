@@ -23,21 +23,21 @@ wire::Frame noSuchVariable(const wire::Frame& request, VarKind kind, int index)
 
 std::optional<wire::Frame> CommandHandler::handle(const wire::Frame& request)
 {
-    if (request.command == wire::Ack || request.command == wire::Nak)
+    if (request.command == wire::Ack || request.command == wire::Nak || !m_model.answers(request.address))
         return std::nullopt;
-    DisplayUnit* unit = m_model.unit(request.address);
-    if (!unit)
-        return std::nullopt;
+    // Only writes make a unit's state; reads of a unit nobody wrote to see the
+    // shared empty one, so a sweep over every address leaves nothing behind.
     switch (request.command) {
-    case wire::WriteTextData: return writeData(request, *unit, VarKind::Text);
-    case wire::WriteCellData: return writeData(request, *unit, VarKind::Cell);
-    case wire::WriteTextAttributes: return writeAttributes(request, *unit, VarKind::Text);
-    case wire::WriteCellAttributes: return writeAttributes(request, *unit, VarKind::Cell);
-    case wire::ReadTextVariable: return readVariable(request, *unit, VarKind::Text);
-    case wire::ReadCellVariable: return readVariable(request, *unit, VarKind::Cell);
+    case wire::WriteTextData: return writeData(request, VarKind::Text);
+    case wire::WriteCellData: return writeData(request, VarKind::Cell);
+    case wire::WriteTextAttributes: return writeAttributes(request, VarKind::Text);
+    case wire::WriteCellAttributes: return writeAttributes(request, VarKind::Cell);
+    case wire::ReadTextVariable: return readVariable(request, *m_model.unitToRead(request.address), VarKind::Text);
+    case wire::ReadCellVariable: return readVariable(request, *m_model.unitToRead(request.address), VarKind::Cell);
     case wire::ReadDownloadTime: {
         if (!request.payload.isEmpty())
             return nak(request, wire::BadPayload, QStringLiteral("read download time takes no data"));
+        const DisplayUnit* unit = m_model.unitToRead(request.address);
         disptrans::DownloadTime t;
         if (unit->downloaded.isValid()) {
             const QDate date = unit->downloaded.date();
@@ -60,7 +60,7 @@ std::optional<wire::Frame> CommandHandler::handle(const wire::Frame& request)
             return nak(
                 request, wire::TooLong,
                 QStringLiteral("message of %1 bytes, at most %2").arg(request.payload.size()).arg(wire::kMaxMessage));
-        unit->message = codepage::fromAnsi(request.payload);
+        m_model.unit(request.address)->message = codepage::fromAnsi(request.payload);
         if (onMessageShown)
             onMessageShown(request.address);
         return wire::ackFrame(request);
@@ -78,33 +78,44 @@ std::optional<wire::Frame> CommandHandler::handleDamaged(const wire::Decoded& da
     return wire::nakFrame(damaged.frame.address, damaged.frame.sequence, damaged.frame.command, wire::Damaged, reason);
 }
 
-wire::Frame CommandHandler::writeData(const wire::Frame& request, DisplayUnit& unit, VarKind kind)
+wire::Frame CommandHandler::writeData(const wire::Frame& request, VarKind kind)
 {
     uint16_t index = 0;
     QByteArray text;
     if (!wire::parseWriteData(request.payload, index, text))
         return nak(request, wire::BadPayload, QStringLiteral("no variable index"));
-    VariableState* v = unit.variable(kind, index);
-    if (!v)
+    if (index >= DisplayUnit::count(kind))
         return noSuchVariable(request, kind, index);
     if (text.size() > wire::kMaxVariableData)
         return nak(request, wire::TooLong,
                    QStringLiteral("data of %1 bytes, at most %2").arg(text.size()).arg(wire::kMaxVariableData));
-    v->data = codepage::fromAnsi(text);
+    DisplayUnit& unit = *m_model.unit(request.address);
+    unit.variable(kind, index)->data = codepage::fromAnsi(text);
     unit.downloaded = Clock::now();
     return wire::ackFrame(request);
 }
 
-wire::Frame CommandHandler::writeAttributes(const wire::Frame& request, DisplayUnit& unit, VarKind kind)
+wire::Frame CommandHandler::writeAttributes(const wire::Frame& request, VarKind kind)
 {
     int bad = 0;
     const auto entries = wire::parseAttributeText(request.payload, &bad);
     if (!entries)
         return nak(request, wire::BadPayload, QStringLiteral("attribute entry %1 is malformed").arg(bad));
-    // All or nothing: check every index before changing any variable.
-    for (const wire::AttributeEntry& e : *entries)
-        if (!unit.variable(kind, e.index))
+    // All or nothing: check every entry before changing any variable (or
+    // making the unit: a refused list leaves no state behind).
+    for (qsizetype i = 0; i < entries->size(); ++i) {
+        const wire::AttributeEntry& e = entries->at(i);
+        if (e.index >= DisplayUnit::count(kind))
             return noSuchVariable(request, kind, e.index);
+        if (e.color < kFirstColour || e.color > kLastColour)
+            return nak(request, wire::BadPayload,
+                       QStringLiteral("attribute entry %1 has colour %2; colours are %3 to %4")
+                           .arg(i + 1)
+                           .arg(e.color)
+                           .arg(kFirstColour)
+                           .arg(kLastColour));
+    }
+    DisplayUnit& unit = *m_model.unit(request.address);
     for (const wire::AttributeEntry& e : *entries) {
         VariableState* v = unit.variable(kind, e.index);
         v->color = e.color;

@@ -13,6 +13,10 @@ namespace emulator {
 
 class CommandHandler final {
 public:
+    // The colours a unit shows: red, green, yellow, blue, magenta, cyan, white.
+    static constexpr int kFirstColour = 1;
+    static constexpr int kLastColour = 7;
+
     explicit CommandHandler(DisplayModel& model) : m_model(model) {}
 
     // The answer to a good frame; none when no unit answers at its address or
@@ -26,8 +30,8 @@ public:
     std::function<void(uint16_t address)> onMessageShown;
 
 private:
-    wire::Frame writeData(const wire::Frame& request, DisplayUnit& unit, VarKind kind);
-    wire::Frame writeAttributes(const wire::Frame& request, DisplayUnit& unit, VarKind kind);
+    wire::Frame writeData(const wire::Frame& request, VarKind kind);
+    wire::Frame writeAttributes(const wire::Frame& request, VarKind kind);
     wire::Frame readVariable(const wire::Frame& request, const DisplayUnit& unit, VarKind kind);
 
     DisplayModel& m_model;

@@ -2,23 +2,30 @@
 
 #include "commands.h"
 
+#include <QRegularExpression>
 #include <QStringList>
 
 namespace emulator {
-
-DisplayUnit::DisplayUnit() : m_text(wire::kTextVariables), m_cell(wire::kCellVariables) {}
 
 int DisplayUnit::count(VarKind kind) { return kind == VarKind::Text ? wire::kTextVariables : wire::kCellVariables; }
 
 VariableState* DisplayUnit::variable(VarKind kind, int index)
 {
+    if (index < 0 || index >= count(kind))
+        return nullptr;
     QList<VariableState>& list = kind == VarKind::Text ? m_text : m_cell;
-    return index >= 0 && index < list.size() ? &list[index] : nullptr;
+    if (list.isEmpty())
+        list.resize(count(kind));
+    return &list[index];
 }
 
 const VariableState* DisplayUnit::variable(VarKind kind, int index) const
 {
-    return const_cast<DisplayUnit*>(this)->variable(kind, index);
+    static const VariableState fresh;
+    if (index < 0 || index >= count(kind))
+        return nullptr;
+    const QList<VariableState>& list = kind == VarKind::Text ? m_text : m_cell;
+    return list.isEmpty() ? &fresh : &list[index];
 }
 
 std::optional<GroupConfig> parseGroup(const QString& text)
@@ -53,6 +60,26 @@ std::optional<GroupConfig> parseGroup(const QString& text)
     return g;
 }
 
+std::optional<ColourPreset> parseColourPreset(const QString& text)
+{
+    static const QRegularExpression form(QStringLiteral("^\\s*(\\d+)\\s*:\\s*([TtCc])(\\d+)\\s*=\\s*(\\d+)\\s*$"));
+    const QRegularExpressionMatch m = form.match(text);
+    if (!m.hasMatch())
+        return std::nullopt;
+    ColourPreset p;
+    p.kind = m.captured(2).compare(u"T", Qt::CaseInsensitive) == 0 ? VarKind::Text : VarKind::Cell;
+    const uint address = m.captured(1).toUInt();
+    const uint index = m.captured(3).toUInt();
+    const uint code = m.captured(4).toUInt();
+    if (m.captured(1).size() > 5 || address > 65535 || m.captured(3).size() > 3
+        || index >= uint(DisplayUnit::count(p.kind)) || m.captured(4).size() > 3 || code > 255)
+        return std::nullopt;
+    p.address = uint16_t(address);
+    p.index = int(index);
+    p.code = int16_t(code);
+    return p;
+}
+
 void DisplayModel::restrictTo(const QSet<uint16_t>& addresses) { m_only = addresses; }
 
 bool DisplayModel::addGroup(const GroupConfig& group)
@@ -85,10 +112,28 @@ DisplayUnit* DisplayModel::unit(uint16_t address)
     return it->get();
 }
 
+const DisplayUnit* DisplayModel::unitToRead(uint16_t address) const
+{
+    static const DisplayUnit empty;
+    if (!answers(address))
+        return nullptr;
+    const DisplayUnit* own = existingUnit(address);
+    return own ? own : &empty;
+}
+
 const DisplayUnit* DisplayModel::existingUnit(uint16_t address) const
 {
     const auto it = m_units.find(address);
     return it == m_units.end() ? nullptr : it->get();
+}
+
+bool DisplayModel::apply(const ColourPreset& preset)
+{
+    DisplayUnit* u = unit(preset.address);
+    if (!u)
+        return false;
+    u->variable(preset.kind, preset.index)->color = preset.code;
+    return true;
 }
 
 disptrans::DisplayConfiguration DisplayModel::configuration(uint16_t address) const

@@ -3,6 +3,9 @@
 // What an emulated display system remembers: one unit per address, each with
 // 256 text and 160 cell variables and the time its variables were last
 // downloaded, and the display groups that answer for several addresses.
+// A unit's state exists only once something was written to it: reads of any
+// other address that answers see one shared empty unit, so a client that
+// sweeps every address leaves nothing behind.
 
 #include "runtimeerror.h" // disptrans.h uses it without including it
 #include "disptrans.h"
@@ -31,8 +34,9 @@ enum class VarKind { Text, Cell };
 
 class DisplayUnit final {
 public:
-    DisplayUnit();
-    VariableState* variable(VarKind kind, int index); // null when out of range
+    // Null when out of range. The variables of a kind are made on the first
+    // write to one of them; until then every one reads as a fresh variable.
+    VariableState* variable(VarKind kind, int index);
     const VariableState* variable(VarKind kind, int index) const;
     static int count(VarKind kind);
 
@@ -57,6 +61,17 @@ struct GroupConfig {
 // "5:1,1" or "5:1,1,b" (b sets the second group flag).
 std::optional<GroupConfig> parseGroup(const QString& text);
 
+// A colour code put straight on one variable of a unit, bypassing the
+// protocol, which takes only 1 ... 7: "5:T12=0" (text variable 12 of unit 5),
+// "5:C0=9" (cell variable 0). Codes 0 ... 255, as the read answer carries one byte.
+struct ColourPreset {
+    uint16_t address = 0;
+    VarKind kind = VarKind::Text;
+    int index = 0;
+    int16_t code = 0;
+};
+std::optional<ColourPreset> parseColourPreset(const QString& text);
+
 class DisplayModel final {
 public:
     // By default every address answers; restrictTo() limits the single units
@@ -66,10 +81,15 @@ public:
     const QList<GroupConfig>& groups() const { return m_groups; }
 
     bool answers(uint16_t address) const;
-    // The unit at an address that answers, created on first use.
+    // The unit at an address that answers, made on first use: for writes.
     DisplayUnit* unit(uint16_t address);
+    // The unit at an address that answers as reads see it: its own when it
+    // was written to, otherwise the shared empty one. Makes nothing.
+    const DisplayUnit* unitToRead(uint16_t address) const;
     const DisplayUnit* existingUnit(uint16_t address) const;
+    int unitCount() const { return int(m_units.size()); }
     disptrans::DisplayConfiguration configuration(uint16_t address) const;
+    bool apply(const ColourPreset& preset); // false when the address does not answer
 
 private:
     std::optional<QSet<uint16_t>> m_only;

@@ -11,7 +11,6 @@
 #include <QElapsedTimer>
 #include <QList>
 #include <QObject>
-#include <QPair>
 #include <QTimer>
 
 #include <random>
@@ -26,10 +25,16 @@ struct FaultSettings {
     double nakFraction = 0.0;       // frames answered "bad checksum" although they were good
     double garbleFraction = 0.0;    // answers sent with a damaged checksum
     quint32 seed = 1;
-    int delayMs = 0;         // every answer this late
-    int baud = 0;            // > 0: both directions paced at baud / 10 bytes per second
-    bool silent = false;     // take frames, never answer
-    QByteArray busyCommands; // command codes answered "busy" (NAK code 6) instead of carried out
+    int delayMs = 0; // answers this late: every one, or only the lateFraction of them
+    double lateFraction = 0.0;
+    double cutFraction = 0.0; // answers cut off halfway, the link dropped after the half
+    int baud = 0;             // > 0: both directions paced at baud / 10 bytes per second
+    bool silent = false;      // take frames, never answer
+    QByteArray busyCommands;  // command codes answered "busy" (NAK code 6) instead of carried out
+    // A link whose bytes waiting to go out (or, on a paced line, to come in)
+    // pass this is dropped: a client that never reads cannot make us hold
+    // its answers without end.
+    qint64 backlogLimit = 1024 * 1024;
 };
 
 class EmulatorCore final : public QObject {
@@ -81,17 +86,30 @@ private:
     void pump();
     void schedule();
     qint64 byteNs() const;
+    void hangUp(const QString& why);
+    void hangUpAfter(const QByteArray& last);
+    bool backlogOverLimit();
+
+    // Bytes and when they have crossed the line; a cut answer ends the link
+    // once its bytes are out.
+    struct Timed {
+        qint64 at = 0;
+        QByteArray bytes;
+        bool cut = false;
+    };
 
     EmulatorCore& m_core;
     ByteLink* m_link;
     wire::FrameDecoder m_decoder;
     int m_framesSeen = 0;
     bool m_deaf = false;
+    int m_hangUps = 0;
     QElapsedTimer m_clock;
     qint64 m_inBusyUntil = 0; // ns on m_clock when the last received byte has fully arrived
     qint64 m_outBusyUntil = 0;
-    QList<QPair<qint64, QByteArray>> m_inQueue;  // bytes and when they have arrived
-    QList<QPair<qint64, QByteArray>> m_outQueue; // answers and when they are on the line
+    QList<Timed> m_inQueue;   // bytes and when they have arrived
+    QList<Timed> m_outQueue;  // answers and when they are on the line
+    qint64 m_queuedBytes = 0; // in both queues
     QTimer m_timer;
 };
 

@@ -35,6 +35,16 @@ bool TcpLink::drop()
     return true;
 }
 
+bool TcpLink::dropAfter(const QByteArray& last)
+{
+    // Closed once the bytes are out; the socket's disconnected() says closed().
+    send(last);
+    m_socket->disconnectFromHost();
+    return true;
+}
+
+qint64 TcpLink::backlog() const { return m_socket->bytesToWrite(); }
+
 // --- PtyLink ----------------------------------------------------------------
 
 PtyLink::PtyLink(QObject* parent) : ByteLink(parent) {}
@@ -89,6 +99,13 @@ void PtyLink::send(const QByteArray& bytes)
 {
     m_out += bytes;
     flushOut();
+}
+
+void PtyLink::discardBacklog()
+{
+    m_out.clear();
+    if (m_writeNotifier)
+        m_writeNotifier->setEnabled(false);
 }
 
 void PtyLink::flushOut()

@@ -23,6 +23,16 @@ public:
     // End the conversation as the device would: TCP closes, a modem reports
     // NO CARRIER; a bare serial line cannot, and says false.
     virtual bool drop() = 0;
+    // Sends the last bytes, then ends the conversation as drop() does, but
+    // only once those bytes are out.
+    virtual bool dropAfter(const QByteArray& last)
+    {
+        send(last);
+        return drop();
+    }
+    // Bytes taken by send() and not yet handed to the line.
+    virtual qint64 backlog() const { return 0; }
+    virtual void discardBacklog() {}
     virtual QString name() const = 0;
 
 signals:
@@ -38,6 +48,8 @@ public:
     TcpLink(QTcpSocket* socket, QObject* parent); // takes the socket
     void send(const QByteArray& bytes) override;
     bool drop() override;
+    bool dropAfter(const QByteArray& last) override;
+    qint64 backlog() const override;
     QString name() const override { return m_name; }
 
 private:
@@ -57,6 +69,8 @@ public:
     QString slavePath() const { return m_slavePath; }
     void send(const QByteArray& bytes) override;
     bool drop() override { return false; }
+    qint64 backlog() const override { return m_out.size(); }
+    void discardBacklog() override;
     QString name() const override { return QStringLiteral("pty ") + m_slavePath; }
 
 private:
@@ -88,6 +102,12 @@ public:
     ModemLink(ByteLink* line, const ModemOptions& options, QObject* parent = nullptr);
     void send(const QByteArray& bytes) override;
     bool drop() override;
+    qint64 backlog() const override { return m_line ? m_line->backlog() : 0; }
+    void discardBacklog() override
+    {
+        if (m_line)
+            m_line->discardBacklog();
+    }
     QString name() const override { return QStringLiteral("modem on ") + m_line->name(); }
     bool inDataMode() const { return m_mode == Mode::Data; }
 

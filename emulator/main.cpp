@@ -138,6 +138,21 @@ int main(int argc, char** argv)
                                      QStringLiteral("n"));
     const QCommandLineOption delayOpt(QStringLiteral("delay"), QStringLiteral("Answer every frame this many ms late."),
                                       QStringLiteral("ms"));
+    const QCommandLineOption lateOpt(QStringLiteral("late"),
+                                     QStringLiteral("With --delay: only this fraction of answers is late."),
+                                     QStringLiteral("fraction"));
+    const QCommandLineOption cutOpt(
+        QStringLiteral("cut"),
+        QStringLiteral("Cut this fraction of answers off halfway and drop the link (mid-frame)."),
+        QStringLiteral("fraction"));
+    const QCommandLineOption colourOpt(
+        QStringLiteral("colour"),
+        QStringLiteral("Put a colour code (0-255) straight on a variable, e.g. 5:T12=0 or 5:C0=9. Repeatable."),
+        QStringLiteral("unit:var=code"));
+    const QCommandLineOption backlogOpt(
+        QStringLiteral("backlog-limit"),
+        QStringLiteral("Drop a link whose unsent answers pass this many bytes (default 1048576)."),
+        QStringLiteral("bytes"));
     const QCommandLineOption baudOpt(
         QStringLiteral("baud"),
         QStringLiteral("Pace both directions of every link to this baud rate (10 bits a byte)."),
@@ -159,9 +174,10 @@ int main(int argc, char** argv)
                                      QStringLiteral("text"));
     const QCommandLineOption quitOpt(QStringLiteral("quit-after"),
                                      QStringLiteral("Quit after this many ms (self-test)."), QStringLiteral("ms"));
-    for (const auto* o : {&tcpOpt,    &ptyOpt,      &modemOpt,  &dialOpt, &unitsOpt, &groupOpt, &refuseOpt,
-                          &dropOpt,   &nakOpt,      &garbleOpt, &seedOpt, &delayOpt, &baudOpt,  &busyOpt,
-                          &silentOpt, &headlessOpt, &traceOpt,  &demoOpt, &shotOpt,  &quitOpt,  &nameOpt})
+    for (const auto* o :
+         {&tcpOpt,    &ptyOpt,      &modemOpt, &dialOpt, &unitsOpt, &groupOpt,  &refuseOpt,  &dropOpt, &nakOpt,
+          &garbleOpt, &seedOpt,     &delayOpt, &lateOpt, &cutOpt,   &colourOpt, &backlogOpt, &baudOpt, &busyOpt,
+          &silentOpt, &headlessOpt, &traceOpt, &demoOpt, &shotOpt,  &quitOpt,   &nameOpt})
         parser.addOption(*o);
     parser.process(*app);
 
@@ -186,6 +202,12 @@ int main(int argc, char** argv)
         faults.seed = quint32(number(seedOpt, 0, 4294967295.0));
     if (parser.isSet(delayOpt))
         faults.delayMs = int(number(delayOpt, 0, 3600000));
+    if (parser.isSet(lateOpt))
+        faults.lateFraction = number(lateOpt, 0, 1);
+    if (parser.isSet(cutOpt))
+        faults.cutFraction = number(cutOpt, 0, 1);
+    if (parser.isSet(backlogOpt))
+        faults.backlogLimit = qint64(number(backlogOpt, 1024, 1e12));
     if (parser.isSet(baudOpt))
         faults.baud = int(number(baudOpt, 50, 4000000));
     faults.busyCommands = parser.value(busyOpt).toLatin1();
@@ -208,6 +230,14 @@ int main(int argc, char** argv)
             usageError(QStringLiteral("bad --group \"%1\" (expected e.g. 5:1,1)").arg(text));
         if (!core.model().addGroup(*group))
             usageError(QStringLiteral("--group \"%1\" overlaps another group").arg(text));
+    }
+
+    for (const QString& text : parser.values(colourOpt)) {
+        const auto preset = parseColourPreset(text);
+        if (!preset)
+            usageError(QStringLiteral("bad --colour \"%1\" (expected e.g. 5:T12=0)").arg(text));
+        if (!core.model().apply(*preset))
+            usageError(QStringLiteral("--colour \"%1\": unit %2 does not answer").arg(text).arg(preset->address));
     }
 
     QObject::connect(&core, &EmulatorCore::logLine, &core, say);

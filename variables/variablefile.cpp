@@ -23,6 +23,9 @@ class QuotedLineReader {
 public:
     explicit QuotedLineReader(QIODevice& device) : m_device(device) {}
 
+    // Why next() gave false: the end of the file, or a line that cannot be read.
+    enum class Stop { EndOfFile, NoQuotes, TooLong, ReadError };
+
     bool next(QByteArray& value)
     {
         for (;;) {
@@ -32,35 +35,54 @@ public:
                 continue; // also the empty "line" between the CR and the LF of a pair
             const qsizetype open = m_line.indexOf('"');
             const qsizetype close = open < 0 ? -1 : m_line.indexOf('"', open + 1);
-            if (close < 0)
+            if (close < 0) {
+                m_stop = Stop::NoQuotes;
                 return false;
+            }
             value = m_line.mid(open + 1, close - open - 1);
             return true;
         }
     }
+
+    Stop stop() const { return m_stop; }
+    int lineNumber() const { return m_lineNumber; } // of the line read last, from 1
 
 private:
     bool readLine()
     {
         m_line.resize(0);
         bool any = false;
+        bool counted = false;
         for (;;) {
             if (m_pos >= m_chunk.size()) {
                 m_chunk = m_device.read(64 * 1024);
                 m_pos = 0;
-                if (m_chunk.isEmpty())
+                if (m_chunk.isEmpty()) {
+                    if (m_device.isOpen() && !m_device.atEnd())
+                        m_stop = Stop::ReadError;
                     return any; // the last line may lack its line end; a read error ends the file
+                }
             }
             any = true;
             const char* begin = m_chunk.constData() + m_pos;
             const char* end = m_chunk.constData() + m_chunk.size();
+            // The LF of a CR LF pair ends no line of its own.
+            if (!counted) {
+                counted = true;
+                if (!(m_afterCr && *begin == '\n'))
+                    ++m_lineNumber;
+            }
             const char* stop = std::find_if(begin, end, [](char c) { return c == '\r' || c == '\n'; });
             m_line.append(begin, stop - begin);
-            if (m_line.size() > VariableFile::kMaxLineBytes)
+            if (m_line.size() > VariableFile::kMaxLineBytes) {
+                m_stop = Stop::TooLong;
                 return false;
+            }
             m_pos = stop - m_chunk.constData() + (stop != end ? 1 : 0);
-            if (stop != end)
+            if (stop != end) {
+                m_afterCr = *stop == '\r';
                 return true;
+            }
         }
     }
 
@@ -68,7 +90,26 @@ private:
     QByteArray m_chunk;
     qsizetype m_pos = 0;
     QByteArray m_line;
+    Stop m_stop = Stop::EndOfFile;
+    int m_lineNumber = 0;
+    bool m_afterCr = false;
 };
+
+// Why a read stopped before the file was complete, for people.
+QString problemText(const QuotedLineReader& lines, int recordsRead, bool headerRead)
+{
+    const int line = lines.lineNumber();
+    switch (lines.stop()) {
+    case QuotedLineReader::Stop::NoQuotes: return QStringLiteral("line %1 has no pair of double quotes").arg(line);
+    case QuotedLineReader::Stop::TooLong:
+        return QStringLiteral("line %1 is longer than %2 MiB").arg(line).arg(VariableFile::kMaxLineBytes >> 20);
+    case QuotedLineReader::Stop::ReadError: return QStringLiteral("reading stopped with an error at line %1").arg(line);
+    case QuotedLineReader::Stop::EndOfFile: break;
+    }
+    if (!headerRead)
+        return QStringLiteral("the file is empty");
+    return QStringLiteral("it ends after %1 of %2 records").arg(recordsRead).arg(vls::kRecordCount);
+}
 
 void setError(QString* error, const QString& text)
 {
@@ -83,8 +124,11 @@ VariableFile::ReadResult VariableFile::read(const QString& path, vls::RecordSet&
     if (path.isEmpty())
         return {};
     QFile file(nativePath(path));
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
+    if (!file.open(QIODevice::ReadOnly)) {
+        ReadResult result;
+        result.problem = file.errorString();
+        return result;
+    }
     return read(file, records);
 }
 
@@ -94,11 +138,15 @@ VariableFile::ReadResult VariableFile::read(QIODevice& device, vls::RecordSet& r
     result.opened = true;
     QuotedLineReader lines(device);
     QByteArray value;
-    if (!lines.next(value))
+    if (!lines.next(value)) {
+        result.problem = problemText(lines, 0, false);
         return result;
+    }
     result.headerRead = true;
-    if (value != kHeader.toLatin1())
+    if (value != kHeader.toLatin1()) {
+        result.problem = QStringLiteral("its first line is not \"%1\"").arg(kHeader);
         return result;
+    }
     result.compatible = true;
 
     codepage::Decoder decode;
@@ -106,17 +154,21 @@ VariableFile::ReadResult VariableFile::read(QIODevice& device, vls::RecordSet& r
         records[result.recordsRead] = splitRecord(decode(value));
         ++result.recordsRead;
     }
+    if (!result.complete())
+        result.problem = problemText(lines, result.recordsRead, true);
     return result;
 }
 
-bool VariableFile::readsCompletely(const QByteArray& bytes)
+VariableFile::ReadResult VariableFile::readBytes(const QByteArray& bytes)
 {
     QBuffer buffer;
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
     vls::RecordSet scratch;
-    return read(buffer, scratch).complete();
+    return read(buffer, scratch);
 }
+
+bool VariableFile::readsCompletely(const QByteArray& bytes) { return readBytes(bytes).complete(); }
 
 QString VariableFile::backupPath(const QString& path) { return nativePath(path) + QStringLiteral(".bak"); }
 
@@ -151,7 +203,7 @@ bool VariableFile::writeWhole(const QString& target, const QByteArray& bytes, QS
 
 bool VariableFile::keepReplaced(const QString& target, const QByteArray& old, QString* error)
 {
-    if (!readsCompletely(old)) {
+    if (const ReadResult read = readBytes(old); !read.complete()) {
         // What the set could not read may still be worth something to its
         // owner: it is kept under a name of its own, never rotated away.
         const QString base = unreadableCopyPath(target, Clock::now());
@@ -160,8 +212,8 @@ bool VariableFile::keepReplaced(const QString& target, const QByteArray& old, QS
             copy = base + u'-' + QString::number(i);
         if (!writeWhole(copy, old, error))
             return false;
-        qWarning("The variable file %s could not be read completely; its content is kept as %s", qUtf8Printable(target),
-                 qUtf8Printable(copy));
+        qWarning("The variable file %s could not be read completely (%s); its content is kept as %s",
+                 qUtf8Printable(target), qUtf8Printable(read.problem), qUtf8Printable(copy));
     }
     // The previous generation of a readable file is kept where the folder takes
     // new files; where it refuses them, saving in place still goes ahead.

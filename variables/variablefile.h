@@ -33,6 +33,9 @@ public:
         bool headerRead = false; // its first value could be read
         bool compatible = false; // ... and was kHeader
         int recordsRead = 0;     // records stored, from variable 1 on
+        // Why the file did not read completely, for people: "line 3 is longer
+        // than 16 MiB", "it ends after 200 of 416 records"; empty when it did.
+        QString problem;
 
         bool complete() const { return compatible && recordsRead == vls::kRecordCount; }
     };
@@ -44,6 +47,8 @@ public:
     // Lines may end in CR LF, LF or CR.
     static ReadResult read(const QString& path, vls::RecordSet& records);
     static ReadResult read(QIODevice& device, vls::RecordSet& records);
+    // Reads bytes as a file's content, keeping no records.
+    static ReadResult readBytes(const QByteArray& bytes);
     // Whether the bytes hold the header and all 416 records.
     static bool readsCompletely(const QByteArray& bytes);
 

@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QRegularExpression>
 #include <QSaveFile>
 
 namespace {
@@ -38,13 +39,40 @@ std::optional<int> displayNumber(const QString& text)
     return n;
 }
 
-std::optional<int16_t> connectionKind(const QString& text)
+// A connection kind: a whole number that fits 16 bits. Gives the reason when not.
+std::optional<int16_t> connectionKind(const QString& text, QString* reason)
 {
-    bool ok = false;
-    const int n = text.toInt(&ok);
-    if (!ok || n < -32768 || n > 32767)
+    static const QRegularExpression wholeNumber(QStringLiteral("^[+-]?[0-9]+$"));
+    if (!wholeNumber.match(text).hasMatch()) {
+        *reason = QStringLiteral("connection kind \"%1\" is not a number").arg(text);
         return std::nullopt;
+    }
+    bool ok = false;
+    const qlonglong n = text.toLongLong(&ok);
+    if (!ok || n < -32768 || n > 32767) {
+        *reason = QStringLiteral("connection kind \"%1\" is out of range (-32768 to 32767)").arg(text);
+        return std::nullopt;
+    }
     return int16_t(n);
+}
+
+// Splits at LF, CR LF or CR alone: a file that went through another system's
+// editor keeps its lines (and its line numbers).
+QStringList splitLines(const QString& text)
+{
+    QStringList lines;
+    qsizetype start = 0;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text[i];
+        if (c != u'\n' && c != u'\r')
+            continue;
+        lines.append(text.mid(start, i - start));
+        if (c == u'\r' && i + 1 < text.size() && text[i + 1] == u'\n')
+            ++i;
+        start = i + 1;
+    }
+    lines.append(text.mid(start));
+    return lines;
 }
 
 const QString kHeader = QStringLiteral(
@@ -134,10 +162,10 @@ std::optional<DisplayRecord> DisplayListFile::parseLine(const QString& rawLine, 
     r.name = field(1);
     if (r.name.trimmed().isEmpty())
         return fail(QStringLiteral("display %1 has no name").arg(r.number));
-    const QString kindText = field(2);
-    const auto kind = connectionKind(kindText);
+    QString kindError;
+    const auto kind = connectionKind(field(2), &kindError);
     if (!kind)
-        return fail(QStringLiteral("connection kind \"%1\" is not a number").arg(kindText));
+        return fail(kindError);
     r.kind = *kind;
     r.linkTarget = field(3);
     r.kind1Param = field(4);
@@ -151,7 +179,7 @@ DisplayListFile::Contents DisplayListFile::parse(const QString& text)
 {
     Contents contents;
     QHash<QString, int> lineOfNumber;
-    const QStringList lines = text.split(u'\n');
+    const QStringList lines = splitLines(text);
     for (int i = 0; i < lines.size(); ++i) {
         const int lineNumber = i + 1;
         QString error;
@@ -198,12 +226,27 @@ DisplayListFile::Contents DisplayListFile::read(const QString& path)
     if (!info.exists())
         throw RuntimeError(RuntimeError::FileNotFound, QStringLiteral("Display list file not found: %1").arg(path));
     QFile file(path);
-    if (info.isDir() || !file.open(QIODevice::ReadOnly)) {
-        const QString reason = info.isDir() ? QStringLiteral("it is a folder") : file.errorString();
-        throw RuntimeError(RuntimeError::PathFileAccessError,
-                           QStringLiteral("Display list file cannot be read: %1 (%2)").arg(path, reason));
-    }
-    return parse(codepage::fromAnsi(file.readAll()));
+    auto cannotRead = [&](const QString& reason) {
+        return RuntimeError(RuntimeError::PathFileAccessError,
+                            QStringLiteral("Display list file cannot be read: %1 (%2)").arg(path, reason));
+    };
+    if (info.isDir())
+        throw cannotRead(QStringLiteral("it is a folder"));
+    if (!file.open(QIODevice::ReadOnly))
+        throw cannotRead(file.errorString());
+    // One byte more than allowed tells a file over the limit from one at it,
+    // also where the size cannot be known beforehand (a pipe, a growing file).
+    const QByteArray bytes = file.read(kMaxFileBytes + 1);
+    if (file.error() != QFileDevice::NoError)
+        throw cannotRead(file.errorString());
+    if (bytes.size() > kMaxFileBytes)
+        throw cannotRead(QStringLiteral("larger than %1 MiB; a display list is far smaller, so this is not one")
+                             .arg(kMaxFileBytes / (1024 * 1024)));
+    // A file saved by an editor that marks UTF-8 is read as UTF-8.
+    static const QByteArray utf8Mark("\xEF\xBB\xBF");
+    if (bytes.startsWith(utf8Mark))
+        return parse(QString::fromUtf8(bytes.mid(utf8Mark.size())));
+    return parse(codepage::fromAnsi(bytes));
 }
 
 bool DisplayListFile::write(const QString& path, const QList<DisplayRecord>& records, QString* error)

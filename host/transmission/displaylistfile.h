@@ -1,8 +1,8 @@
 #pragma once
 
 // The host's display list file "Displays.dat" (format: docs/displays-dat.md):
-// one display per line, eight fields separated by "|", "%HH" escapes inside a
-// field, "#" comment lines. A malformed line is reported with its line number
+// one display per line (LF, CR LF or CR alone), eight fields separated by "|",
+// "%HH" escapes inside a field, "#" comment lines. A malformed line is reported with its line number
 // and skipped; the other lines still load.
 
 #include <QList>
@@ -36,6 +36,8 @@ class DisplayListFile final {
 public:
     static constexpr int kFieldCount = 8;
     static constexpr char16_t kSeparator = u'|';
+    // A list of 32,767 displays with long fields stays well below this.
+    static constexpr qint64 kMaxFileBytes = 4 * 1024 * 1024;
 
     struct Contents {
         QList<DisplayRecord> records;
@@ -56,8 +58,9 @@ public:
     static QString escapeField(const QString& field);
     static QString unescapeField(const QString& field);
 
-    // Reads a file (Windows-1252). Raises RuntimeError 53 when it does not exist
-    // and 75 when it cannot be read.
+    // Reads a file (Windows-1252, or UTF-8 after a UTF-8 byte-order mark).
+    // Raises RuntimeError 53 when it does not exist and 75 when it cannot be
+    // read or is larger than kMaxFileBytes.
     static Contents read(const QString& path);
     // Writes a file through a temporary file renamed over the old one.
     static bool write(const QString& path, const QList<DisplayRecord>& records, QString* error = nullptr);

@@ -37,6 +37,10 @@ private slots:
     void damagedFramesAreNakedOnlyForOwnAddresses();
     void groupParsing_data();
     void groupParsing();
+    void onlyWritesMakeState_data();
+    void onlyWritesMakeState();
+    void colourPresets_data();
+    void colourPresets();
 };
 
 void TestCommandHandler::answers_data()
@@ -64,6 +68,10 @@ void TestCommandHandler::answers_data()
     QTest::newRow("attributes cell 160") << int(WriteCellAttributes) << QByteArray("1591A1601A")
                                          << "no such variable: cell variable 160 does not exist";
     QTest::newRow("attributes text 255") << int(WriteTextAttributes) << QByteArray("2551A") << "ACK";
+    for (const char colour : {'0', '8', '9'})
+        QTest::addRow("attribute colour %c", colour)
+            << int(WriteTextAttributes) << QByteArray("0017A002").append(colour).append('B')
+            << QStringLiteral("bad payload: attribute entry 2 has colour %1; colours are 1 to 7").arg(colour);
     QTest::newRow("download time with data")
         << int(ReadDownloadTime) << QByteArray("x") << "bad payload: read download time takes no data";
     QTest::newRow("configuration with data")
@@ -171,6 +179,76 @@ void TestCommandHandler::groupParsing()
     QVERIFY(model.addGroup(*g));
     QVERIFY(!model.addGroup(GroupConfig{uint16_t(g->base + g->unitCount() - 1), 0, 0, false}));
     QVERIFY(model.addGroup(GroupConfig{uint16_t(g->base + g->unitCount()), 0, 0, false}));
+}
+
+void TestCommandHandler::onlyWritesMakeState_data()
+{
+    QTest::addColumn<int>("command");
+    QTest::addColumn<QByteArray>("payload");
+    QTest::addColumn<int>("units"); // after the frame went to every address
+    QTest::newRow("read text") << int(ReadTextVariable) << u16(7) << 0;
+    QTest::newRow("read cell") << int(ReadCellVariable) << u16(159) << 0;
+    QTest::newRow("read download time") << int(ReadDownloadTime) << QByteArray() << 0;
+    QTest::newRow("read configuration") << int(ReadConfiguration) << QByteArray() << 0;
+    QTest::newRow("refused data") << int(WriteTextData) << u16(256) << 0;
+    QTest::newRow("refused attributes") << int(WriteCellAttributes) << QByteArray("0010A") << 0;
+    QTest::newRow("unknown command") << int('Z') << QByteArray() << 0;
+    QTest::newRow("write data") << int(WriteCellData) << QByteArray(u16(3) + "x") << 65536;
+    QTest::newRow("message") << int(ShowMessage) << QByteArray("m") << 65536;
+}
+
+// A client sweeping every address with reads leaves no state behind; only what
+// a unit took makes it remember anything.
+void TestCommandHandler::onlyWritesMakeState()
+{
+    QFETCH(int, command);
+    QFETCH(QByteArray, payload);
+    QFETCH(int, units);
+    DisplayModel model;
+    CommandHandler handler(model);
+    for (int address = 0; address <= 65535; ++address)
+        QVERIFY(handler.handle(Frame{uint16_t(address), 1, uint8_t(command), payload}));
+    QCOMPARE(model.unitCount(), units);
+    // A written unit reads back its own state; the others read as fresh units.
+    QCOMPARE(answer(handler.handle(Frame{9, 2, WriteTextData, writeDataPayload(4, "kept")})), "ACK");
+    auto read = [&](uint16_t address) {
+        return parseVariable(parseAnswer(*handler.handle(Frame{address, 3, ReadTextVariable, u16(4)}))->data)->Data;
+    };
+    QCOMPARE(read(9), QStringLiteral("kept"));
+    QCOMPARE(read(10), QString());
+    QCOMPARE(model.unitCount(), std::max(units, 1));
+}
+
+void TestCommandHandler::colourPresets_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("taken");
+    QTest::addColumn<int>("textColour"); // read back from text variable 12 of unit 5
+    QTest::addColumn<int>("cellColour"); // ... and from cell variable 0
+    QTest::newRow("unknown text colour") << "5:T12=0" << true << 0 << 1;
+    QTest::newRow("unknown cell colour") << " 5 : c0 = 255 " << true << 1 << 255;
+    QTest::newRow("beyond one byte") << "5:T12=256" << false << 1 << 1;
+    QTest::newRow("beyond the cells") << "5:C160=9" << false << 1 << 1;
+    QTest::newRow("no kind") << "5:12=9" << false << 1 << 1;
+    QTest::newRow("unit that does not answer") << "6:T12=9" << false << 1 << 1;
+}
+
+void TestCommandHandler::colourPresets()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, taken);
+    QFETCH(int, textColour);
+    QFETCH(int, cellColour);
+    DisplayModel model;
+    model.restrictTo({5});
+    CommandHandler handler(model);
+    const auto preset = parseColourPreset(text);
+    QCOMPARE(preset && model.apply(*preset), taken);
+    auto colour = [&](uint8_t command, int index) {
+        return int(parseVariable(parseAnswer(*handler.handle(Frame{5, 1, command, u16(index)}))->data)->Color);
+    };
+    QCOMPARE(colour(ReadTextVariable, 12), textColour);
+    QCOMPARE(colour(ReadCellVariable, 0), cellColour);
 }
 
 QTEST_GUILESS_MAIN(TestCommandHandler)

@@ -23,11 +23,19 @@ public:
         ++drops;
         return m_canDrop;
     }
+    // Nothing sent is ever read by the other end.
+    qint64 backlog() const override { return sent.size(); }
+    void discardBacklog() override
+    {
+        sent.clear();
+        ++discards;
+    }
     QString name() const override { return QStringLiteral("fake"); }
     void feed(const QByteArray& bytes) { emit received(bytes); }
 
     QByteArray sent;
     int drops = 0;
+    int discards = 0;
 
 private:
     bool m_canDrop;
@@ -63,6 +71,8 @@ private slots:
     void dropAfterFrames();
     void injectedFaultsFollowTheSeed();
     void pacedLineTakesTheBytesTime();
+    void linkEndsOnAbuseOrCut_data();
+    void linkEndsOnAbuseOrCut();
     void modemCommands_data();
     void modemCommands();
     void escapeNeedsGuardTimes();
@@ -150,6 +160,49 @@ void TestLinkSession::pacedLineTakesTheBytesTime()
     const qint64 lineMs = (frame.size() + ack.size()) * 10 * 1000 / 9600;
     QVERIFY2(timer.elapsed() >= lineMs - 2, qPrintable(QStringLiteral("%1 < %2").arg(timer.elapsed()).arg(lineMs)));
     QCOMPARE(link.sent, ack);
+}
+
+void TestLinkSession::linkEndsOnAbuseOrCut_data()
+{
+    QTest::addColumn<bool>("canDrop");
+    QTest::addColumn<double>("cut");
+    QTest::addColumn<QString>("log");
+    QTest::addColumn<QStringList>("afterwards"); // answers to a request after the end
+    // Ten requests, each answered with 1,038 bytes; the fourth passes the limit.
+    const QString overLimit = QStringLiteral("DROP fake backlog of 4154 bytes over the limit of 4096");
+    QTest::newRow("client never reads: tcp hangs up") << true << 0.0 << overLimit << QStringList{"A11"};
+    QTest::newRow("client never reads: bare line goes deaf") << false << 0.0 << overLimit << QStringList{};
+    QTest::newRow("answer cut mid-frame") << true << 1.0 << "DROP fake mid-frame" << QStringList{};
+}
+
+void TestLinkSession::linkEndsOnAbuseOrCut()
+{
+    QFETCH(bool, canDrop);
+    QFETCH(double, cut);
+    QFETCH(QString, log);
+    QFETCH(QStringList, afterwards);
+    EmulatorCore core;
+    core.faults().backlogLimit = 4096;
+    core.faults().cutFraction = cut;
+    core.model().unit(1)->variable(VarKind::Text, 0)->data = QString(1024, u'v');
+    FakeLink link(canDrop);
+    LinkSession session(core, &link);
+    QSignalSpy lines(&core, &EmulatorCore::logLine);
+    QByteArray requests;
+    for (int i = 1; i <= 10; ++i)
+        requests += encodeFrame(Frame{1, uint8_t(i), ReadTextVariable, indexPayload(0)});
+    link.feed(requests);
+    // The link ended once, at the first answer over the limit or the first cut,
+    // and nothing went out on it after that.
+    QCOMPARE(lines.last().at(0).toString(), log);
+    QCOMPARE(lines.count(), cut > 0 ? 2 : 1); // a cut also logs the answer it cut
+    QCOMPARE(link.drops, 1);
+    QCOMPARE(link.discards, cut > 0 ? 0 : 1);
+    const QByteArray whole = encodeFrame(*core.handler().handle(Frame{1, 1, ReadTextVariable, indexPayload(0)}));
+    QCOMPARE(link.sent, cut > 0 ? whole.left(whole.size() / 2) : QByteArray());
+    link.sent.clear();
+    link.feed(encodeFrame(Frame{1, 11, ReadTextVariable, indexPayload(0)}));
+    QCOMPARE(answers(link.sent), afterwards);
 }
 
 void TestLinkSession::modemCommands_data()

@@ -28,6 +28,8 @@ private slots:
     void parseFile_data();
     void parseFile();
     void writeThenRead();
+    void readFile_data();
+    void readFile();
     void resolve_data();
     void resolve();
     void find_data();
@@ -59,7 +61,12 @@ void TestDisplayList::parseLine_data()
     row("number beyond 16 bits", "32768|A|3|h||1||1", "", "display number \"32768\"");
     row("name only an escaped blank", "4|%20|3|h||1||1", "", "display 4 has no name");
     row("kind not a number", "1|A|tcp|h||1||1", "", "connection kind \"tcp\" is not a number");
-    row("kind beyond 16 bits", "1|A|70000|h||1||1", "", "connection kind \"70000\"");
+    row("kind beyond 16 bits", "1|A|70000|h||1||1", "", "connection kind \"70000\" is out of range (-32768 to 32767)");
+    row("kind 99999", "1|A|99999|h||1||1", "", "connection kind \"99999\" is out of range");
+    row("kind beyond 64 bits", "1|A|-99999999999999999999|h||1||1", "",
+        "connection kind \"-99999999999999999999\" is out");
+    row("kind with a fraction", "1|A|3.5|h||1||1", "", "connection kind \"3.5\" is not a number");
+    row("kind at the lowest", "1|A|-32768|h||1||1", "1;A;-32768;h;;1;;1");
 }
 
 void TestDisplayList::parseLine()
@@ -85,6 +92,11 @@ void TestDisplayList::parseFile_data()
     QTest::addColumn<QStringList>("errors");
     QTest::newRow("comments, blank lines, CR LF, no end")
         << "# header\r\n\r\n1|A|3|h||1||1\r\n  \n2|B|3|h||1||1" << QStringList{"1@3", "2@5"} << QStringList{};
+    QTest::newRow("CR alone after a comment")
+        << "# header\r1|A|3|h||1||1\r\r2|B|3|h||1||1\r" << QStringList{"1@2", "2@4"} << QStringList{};
+    QTest::newRow("CR alone, LF alone and CR LF mixed")
+        << "1|A|3|h||1||1\r2|B|x|h||1||1\n3|C|3|h||1||1\r\n4|D|3|h||1||1" << QStringList{"1@1", "3@3", "4@4"}
+        << QStringList{"line 2: connection kind \"x\" is not a number"};
     QTest::newRow("malformed and duplicate lines, the rest loads")
         << "x|A|3|h||1||1\n1|B|3\n2|C|3|h||1||1\n# c\n002|D|3|h||1||1\n3|E|3|h||1||1" << QStringList{"2@3", "3@6"}
         << QStringList{"line 1: display number \"x\" is not a whole number from 1 to 32767",
@@ -123,6 +135,49 @@ void TestDisplayList::writeThenRead()
     QCOMPARE(contents.records.size(), written.size());
     for (int i = 0; i < written.size(); ++i)
         QVERIFY2(contents.records[i].sameContent(written[i]), qPrintable(written[i].name));
+}
+
+void TestDisplayList::readFile_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("records"); // "number name" joined by ";"
+    QTest::addColumn<QString>("error");   // what reading raises
+    const QByteArray mark = "\xEF\xBB\xBF";
+    const QByteArray line = "1|Caf\xC3\xA9|3|h||1||1\n";
+    QTest::newRow("UTF-8 mark, then a display") << mark + line << "1 Caf\u00e9"
+                                                << "";
+    QTest::newRow("UTF-8 mark, then a comment") << mark + "# list\r" + line << "1 Caf\u00e9"
+                                                << "";
+    QTest::newRow("no mark: Windows-1252") << QByteArray("1|Caf\xE9|3|h||1||1") << "1 Caf\u00e9"
+                                           << "";
+    const qint64 limit = DisplayListFile::kMaxFileBytes;
+    QByteArray atLimit = "# " + QByteArray(limit - 3 - line.size(), 'x') + '\n' + line;
+    QCOMPARE(atLimit.size(), limit);
+    QTest::newRow("at the size limit") << atLimit.replace("Caf\xC3\xA9", "Cafe ") << "1 Cafe"
+                                       << "";
+    QTest::newRow("over the size limit") << QByteArray(limit + 1, '#') << ""
+                                         << "larger than 4 MiB; a display list is far smaller, so this is not one";
+}
+
+void TestDisplayList::readFile()
+{
+    QFETCH(QByteArray, bytes);
+    TestEnvironment env;
+    const QString path = env.path(kFile);
+    writeFile(path, bytes);
+    QStringList records;
+    const RuntimeError e = errorOf([&] {
+        for (const DisplayRecord& r : DisplayListFile::read(path).records)
+            records << r.number + u' ' + r.name;
+    });
+    QTEST(records.join(u';'), "records");
+    QFETCH(QString, error);
+    if (error.isEmpty()) {
+        QCOMPARE(e.number(), 0);
+    } else {
+        QCOMPARE(e.number(), int(RuntimeError::PathFileAccessError));
+        QCOMPARE(e.description(), QStringLiteral("Display list file cannot be read: %1 (%2)").arg(path, error));
+    }
 }
 
 void TestDisplayList::resolve_data()

@@ -13,6 +13,7 @@
 #include "variablefile.h"
 
 #include <QDir>
+#include <QSet>
 #include <QScopeGuard>
 #include <QTest>
 
@@ -481,6 +482,80 @@ private slots:
         QVERIFY(!QFileInfo::exists(env.path(u"nowhere"_s)));
         QCOMPARE(hostValue(1), u"<missing>"_s); // the host's copy is written only with the file
         QCOMPARE(box.messages, QStringList());
+    }
+
+    // The machine's file size limit stops the save at every point in turn:
+    // while keeping the old content beside it, while writing the new one, or
+    // not at all. The file always loads whole, as it was or as saved.
+    void saveInterruptedAtAnyWrite()
+    {
+        TestEnvironment env;
+        const QString folder = env.path(u"vars"_s), file = folder + u"/QMDvarinfo.vls"_s;
+        QVERIFY(QDir().mkpath(folder));
+        vls::RecordSet edited;
+        for (int n = 1; n <= 416; ++n)
+            edited[n - 1] = defaultRecord(n, u"edited %1"_s.arg(n));
+        const QByteArray old = windowsFile(), saved = VariableFile::encode(edited);
+        const qint64 largest = std::max(old.size(), saved.size());
+        QSet<qint64> limits{0, 1, kHeader.size(), old.size() - 1, old.size(), saved.size() - 1, saved.size()};
+        for (qint64 limit = 0; limit <= largest; limit += 499)
+            limits.insert(limit);
+        for (const qint64 limit : std::as_const(limits)) {
+            const QString at = u"limit %1"_s.arg(limit);
+            QVERIFY(writeBytes(file, old));
+            QFile::remove(file + u".bak"_s);
+            bool written = false;
+            {
+                const auto diskFull = fileSizeLimit(rlim_t(limit));
+                // The warning that the backup did not fit comes at some limits only.
+                const QtMessageHandler previous = qInstallMessageHandler(
+                    [](QtMsgType, const QMessageLogContext&, const QString&) {});
+                written = VariableFile::write(file, edited);
+                qInstallMessageHandler(previous);
+            }
+            const QByteArray now = readBytes(file);
+            QVERIFY2(now == (written ? saved : old), qPrintable(at));
+            vls::RecordSet loaded;
+            QVERIFY2(VariableFile::read(file, loaded).complete(), qPrintable(at));
+            // Nothing half-written is left beside it; a backup is whole or absent.
+            QStringList left = QDir(folder).entryList(QDir::Files | QDir::Hidden);
+            left.removeAll(u"QMDvarinfo.vls"_s);
+            QVERIFY2(left.isEmpty()
+                         || (left == QStringList{u"QMDvarinfo.vls.bak"_s} && readBytes(file + u".bak"_s) == old),
+                     qPrintable(at + u": "_s + left.join(u' ')));
+            QCOMPARE(written, limit >= largest);
+        }
+    }
+
+    // A settings store that cannot be written to: the file is still saved,
+    // nothing is reported, and the store on disk keeps what it had.
+    void saveWithReadOnlySettingsStore()
+    {
+        TestEnvironment env;
+        RecordingMessageBox box;
+        const QString file = env.path(u"vars/QMDvarinfo.vls"_s);
+        QVERIFY(QDir().mkpath(env.path(u"vars"_s)));
+        settings::write(settings::kVarFileLoc, file);
+        QVERIFY(QFile::setPermissions(env.machineStore(), QFile::ReadOwner));
+        QVERIFY(QFile::setPermissions(env.folder(), QFile::ReadOwner | QFile::ExeOwner));
+        const auto writable = qScopeGuard([&] {
+            QFile::setPermissions(env.folder(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            QFile::setPermissions(env.machineStore(), QFile::ReadOwner | QFile::WriteOwner);
+        });
+        {
+            if (!overrideFileRights(false))
+                QSKIP("file permissions cannot be made to count here");
+            const auto restore = qScopeGuard([] { overrideFileRights(true); });
+            clsVariableAccess set;
+            set.setVariableData(1, u"kept in the file"_s);
+            set.SaveVariables();
+            settings::write(settings::kRetryInterval, u"5"_s);
+        }
+        QCOMPARE(box.messages, QStringList());
+        QVERIFY(readBytes(file).contains("kept in the file"));
+        const QByteArray store = readBytes(env.machineStore());
+        QVERIFY2(store.contains("QMDVarFileLoc") && !store.contains("VBL001") && !store.contains("RetryInterval"),
+                 store.constData());
     }
 
     void defaultPath_data()

@@ -90,32 +90,42 @@ private slots:
     void damagedFileKeptBeforeOverwrite_data()
     {
         QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<bool>("unreadable"); // a dated copy is kept besides the .bak
+        QTest::addColumn<QString>("problem"); // why the warning says it did not read; "" = it did
         const QByteArray whole = fileHolding(u"x"_s);
-        QTest::newRow("wrong header") << QByteArray(whole).replace("ZOL1.1", "ZOL1.0") << true;
-        QTest::newRow("binary junk") << QByteArray("\x00\xff\x13\"\x80\r\x01\x02junk\n\x7f", 14) << true;
-        QTest::newRow("line without quotes")
-            << cutAfter(100) + "no quotes here\r\n" + whole.mid(cutAfter(100).size()) << true;
-        QTest::newRow("200 records") << cutAfter(200) << true;
-        QTest::newRow("empty") << QByteArray() << true;
-        QTest::newRow("CR line ends") << QByteArray(whole).replace("\r\n", "\r") << false;
-        QTest::newRow("LF line ends") << QByteArray(whole).replace("\r\n", "\n") << false;
-        QTest::newRow("complete") << whole << false;
+        QTest::newRow("wrong header") << QByteArray(whole).replace("ZOL1.1", "ZOL1.0")
+                                      << u"its first line is not \"QMDVariableFileZOL1.1\""_s;
+        QTest::newRow("binary junk") << QByteArray("\x00\xff\x13\"\x80\r\x01\x02junk\n\x7f", 14)
+                                     << u"line 1 has no pair of double quotes"_s;
+        QTest::newRow("line without quotes") << cutAfter(100) + "no quotes here\r\n" + whole.mid(cutAfter(100).size())
+                                             << u"line 102 has no pair of double quotes"_s;
+        QTest::newRow("200 records") << cutAfter(200) << u"it ends after 200 of 416 records"_s;
+        QTest::newRow("empty") << QByteArray() << u"the file is empty"_s;
+        QTest::newRow("line over 16 MiB, blank lines counted")
+            << cutAfter(1) + "\r\n\n\"" + QByteArray(VariableFile::kMaxLineBytes, 'x') + "\"\r\n"
+            << u"line 5 is longer than 16 MiB"_s;
+        QTest::newRow("CR line ends") << QByteArray(whole).replace("\r\n", "\r") << QString();
+        QTest::newRow("LF line ends") << QByteArray(whole).replace("\r\n", "\n") << QString();
+        QTest::newRow("complete") << whole << QString();
     }
 
     void damagedFileKeptBeforeOverwrite()
     {
         QFETCH(QByteArray, bytes);
-        QFETCH(bool, unreadable);
+        QFETCH(QString, problem);
+        const bool unreadable = !problem.isEmpty(); // a dated copy is kept besides the .bak
         TestEnvironment env;
         ScriptedMessageBox box;
         const QString vls = env.path(u"show.vls"_s);
         QVERIFY(writeBytes(vls, bytes));
+        QCOMPARE(VariableFile::readBytes(bytes).problem, problem);
         Clock::setFixed(QDateTime(QDate(2026, 3, 4), QTime(5, 6, 7)));
         const QString copy = vls + u".unreadable-20260304-050607"_s;
         QCOMPARE(VariableFile::unreadableCopyPath(vls, Clock::now()), copy);
         if (unreadable)
-            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"kept as "_s + QRegularExpression::escape(copy)));
+            QTest::ignoreMessage(
+                QtWarningMsg,
+                QRegularExpression(u"could not be read completely \\("_s + QRegularExpression::escape(problem)
+                                   + u"\\); its content is kept as "_s + QRegularExpression::escape(copy)));
         saveSet(vls, u"edited"_s);
         vls::RecordSet saved;
         QVERIFY(VariableFile::read(vls, saved).complete());
