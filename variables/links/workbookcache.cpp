@@ -16,6 +16,7 @@ std::optional<WorkbookCache::Stamp> WorkbookCache::stampOf(const QString& path)
 
 std::shared_ptr<const Workbook> WorkbookCache::workbook(const QString& path)
 {
+    const std::lock_guard lock(m_mutex);
     const std::optional<Stamp> stamp = stampOf(path);
     const auto found = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry& e) { return e.path == path; });
     if (!stamp) {
@@ -44,8 +45,15 @@ std::shared_ptr<const Workbook> WorkbookCache::workbook(const QString& path)
     return book;
 }
 
+int WorkbookCache::parseCount() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_parses;
+}
+
 void WorkbookCache::clear()
 {
+    const std::lock_guard lock(m_mutex);
     m_entries.clear();
     m_parses = 0;
 }

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <memory>
+#include <mutex>
 #include <optional>
 
 namespace links {
@@ -15,12 +16,14 @@ namespace links {
 // document parses it once per change, and a document saved over (in place or
 // by writing a new file and renaming it over the old) is parsed again.
 // A document that could not be read is remembered as unreadable the same way.
+// Safe to use from several threads (the command-line tool updates displays in
+// parallel); a document is parsed by one of them while the others wait.
 class WorkbookCache {
 public:
     // The document at `path`; null when it is missing or cannot be read.
     std::shared_ptr<const Workbook> workbook(const QString& path);
     // How many times a document was parsed (for tests and measurements).
-    int parseCount() const { return m_parses; }
+    int parseCount() const;
     void clear();
 
     // The one cache every link container of the process shares.
@@ -41,6 +44,7 @@ private:
     static std::optional<Stamp> stampOf(const QString& path);
 
     static constexpr int kMaxEntries = 8;
+    mutable std::mutex m_mutex;
     std::vector<Entry> m_entries; // most recently used first
     int m_parses = 0;
 };
