@@ -1,5 +1,6 @@
 #include "sendhistory.h"
 
+#include "installlayout.h"
 #include "registryroutines.h"
 
 #include <QAtomicInt>
@@ -73,6 +74,9 @@ bool SendHistory::open(const QString& path)
         return false;
     }
     QDir().mkpath(QFileInfo(path).absolutePath());
+    // In the operators' shared folder the file and its journal must stay
+    // writable by every operator, whoever created them.
+    install::shareNewFilesIn(QFileInfo(path).absolutePath());
     QSqlDatabase db = QSqlDatabase::contains(m_connection)
                           ? QSqlDatabase::database(m_connection, false)
                           : QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connection);

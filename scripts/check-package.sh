@@ -54,6 +54,11 @@ delete_users() {
 }
 cleanup() {
   delete_users
+  # What programs run outside the package had left in the shared folder goes back.
+  if [ -e "$work/shared-before" ]; then
+    rm -rf "$shared"
+    mv "$work/shared-before" "$shared"
+  fi
   rm -rf "$work"
 }
 trap cleanup EXIT
@@ -86,6 +91,12 @@ fi
 if dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'installed\|config-files'; then
   echo "Purging the $package package left from an earlier run"
   apt-get purge -y -qq "$package" >/dev/null
+fi
+# The checks start from a machine without the package's folder: one left by
+# programs run from a build tree is kept aside and put back at the end.
+if [ -e "$shared" ]; then
+  echo "Keeping $shared (left by programs run outside the package) aside until the end"
+  mv "$shared" "$work/shared-before"
 fi
 
 say "Build ($build, release, Debian's hardening flags)"
