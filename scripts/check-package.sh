@@ -177,8 +177,7 @@ check "lumarex-emulator --headless --quit-after 500 as $op1" \
   sh -c "test $status = 0 && grep -q '^LISTENING' '$work/emulator.txt'"
 
 as_user "$op2" Lumarex --self-test >/dev/null 2>&1 && status=0 || status=$?
-check "Lumarex --self-test as $op2 replaces $op1's settings file" \
-  test "$status:$(stat -c '%U %G %a' "$shared/machine.ini")" = "0:$op2 $group 664"
+check "Lumarex --self-test as $op2" test "$status" = 0
 
 if [ -x /usr/bin/qmdvars ]; then
   as_user "$op1" qmdvars show 1 && status=0 || status=$?
@@ -192,6 +191,9 @@ if [ -x /usr/bin/qmdvars ]; then
   check "$op2 sees the save of $op1" grep -qF "$text" "$work/show-op2.txt"
   as_user "$op2" qmdvars set 2 --data "Saved by $op2" && status=0 || status=$?
   check "$op2 saves over $op1's file" test "$status" = 0
+  # The save changed the host's copy of variable 2: the settings file op1 wrote is op2's now.
+  check "$op2 replaces $op1's settings file, group-writable" \
+    test "$(stat -c '%U %G %a' "$shared/machine.ini")" = "$op2 $group 664"
 
   say "A user outside the group"
   sum=$(md5sum "$shared"/machine.ini "$shared"/QMDvarinfo.vls)

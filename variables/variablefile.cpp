@@ -1,5 +1,7 @@
 #include "variablefile.h"
 
+#include "installlayout.h"
+
 #include "codepage.h"
 
 #include "clock.h"
@@ -179,6 +181,9 @@ QString VariableFile::unreadableCopyPath(const QString& path, const QDateTime& w
 
 bool VariableFile::writeWhole(const QString& target, const QByteArray& bytes, QString* error)
 {
+    // In the operators' shared folder a file one operator writes stays
+    // writable by the others.
+    install::shareNewFilesIn(QFileInfo(target).absolutePath());
     QSaveFile out(target);
     // A writable file in a folder that refuses new files is written in place:
     // the operator can still save, without the crash safety of a rename.
