@@ -1,6 +1,4 @@
 // The 97-2003 workbook reader: any bytes give a workbook or a ReadError.
-// Known to fail: the cell reader library still reads past its buffer on some
-// damaged workbooks that pass the checks made before it (see fuzz/known-failing).
 
 #include "fuzzinput.h"
 #include "spreadsheetreader.h"

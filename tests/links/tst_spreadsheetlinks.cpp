@@ -225,6 +225,9 @@ void tst_SpreadsheetLinks::brokenDocumentsThrow_data()
     // cells.ods with bytes of its compressed parts changed at random: the import
     // filter would stop the program on what it unpacks.
     QTest::newRow("ods parts damaged") << fixtureBytes(u"damaged-cells.ods"_s);
+    // A number format whose text is longer than its record (found by fuzzing): the cell reader would copy past its
+    // buffer.
+    QTest::newRow("xls format text too long") << fixtureBytes(u"format-text-longer-than-record.xls"_s);
     QTest::newRow("zip of nothing") << "PK\x03\x04 not really a package"_ba;
     QTest::newRow("compound header only") << QByteArray::fromHex("d0cf11e0a1b11ae1") + QByteArray(504, '\0');
 }

@@ -33,6 +33,7 @@ enum Record : quint16 {
     kXf = 0x00e0,
     kSst = 0x00fc,
     kContinue = 0x003c,
+    kLabel = 0x0204,
 };
 
 quint16 u16(const quint8* p) { return quint16(p[0] | (p[1] << 8)); }
@@ -266,13 +267,43 @@ QByteArray rebuiltXlsDocument(QByteArrayView bytes)
     return QByteArray(reinterpret_cast<const char*>(out), qsizetype(gsf_output_size(memory.get())));
 }
 
+// The cell reader copies the text of a FORMAT or LABEL record by the character
+// count it states, whatever the record's length: each must fit its record.
+bool textsFitTheirRecords(const QByteArray& stream)
+{
+    RecordWalk walk(stream);
+    bool biff8 = false;
+    for (bool first = true; walk.next(); first = false) {
+        const quint8* b = walk.body();
+        if (first)
+            biff8 = walk.length() >= 2 && u16(b) == 0x0600;
+        const size_t header = walk.type() == kLabel ? 8 : walk.type() == kFormat && biff8 ? 4 : 0;
+        if (header == 0)
+            continue;
+        if (walk.length() < header)
+            return false;
+        const size_t count = u16(b + header - 2);
+        size_t needed = header + count;
+        if (biff8) { // a flags byte, optional run and extension counts, one or two bytes a character
+            if (walk.length() < header + 1)
+                return false;
+            const quint8 flags = b[header];
+            needed = header + 1 + (flags & 8 ? 2 : 0) + (flags & 4 ? 4 : 0) + count * (flags & 1 ? 2 : 1);
+        }
+        if (needed > walk.length())
+            return false;
+    }
+    return true;
+}
+
 std::optional<std::vector<XlsFormulaResult>> readXlsFormulaResults(QByteArrayView bytes)
 {
     constexpr quint16 kBof = 0x0809;
     std::vector<XlsFormulaResult> results;
     const QByteArray stream = workbookStream(bytes);
     RecordWalk walk(stream);
-    if (stream.size() < 4 || u16(reinterpret_cast<const quint8*>(stream.constData())) != kBof)
+    if (stream.size() < 4 || u16(reinterpret_cast<const quint8*>(stream.constData())) != kBof
+        || !textsFitTheirRecords(stream))
         return std::nullopt;
 
     // The globals: where each sheet starts, and the number formats of the cell
