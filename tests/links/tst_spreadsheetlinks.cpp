@@ -228,6 +228,8 @@ void tst_SpreadsheetLinks::brokenDocumentsThrow_data()
     // A number format whose text is longer than its record (found by fuzzing): the cell reader would copy past its
     // buffer.
     QTest::newRow("xls format text too long") << fixtureBytes(u"format-text-longer-than-record.xls"_s);
+    // A second DIMENSION record whose table cannot be made: the cell reader would free cells it never had.
+    QTest::newRow("xls second dimension") << fixtureBytes(u"second-dimension-too-large.xls"_s);
     QTest::newRow("zip of nothing") << "PK\x03\x04 not really a package"_ba;
     QTest::newRow("compound header only") << QByteArray::fromHex("d0cf11e0a1b11ae1") + QByteArray(504, '\0');
 }

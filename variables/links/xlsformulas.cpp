@@ -34,6 +34,7 @@ enum Record : quint16 {
     kSst = 0x00fc,
     kContinue = 0x003c,
     kLabel = 0x0204,
+    kDimension = 0x0200,
 };
 
 quint16 u16(const quint8* p) { return quint16(p[0] | (p[1] << 8)); }
@@ -267,16 +268,29 @@ QByteArray rebuiltXlsDocument(QByteArrayView bytes)
     return QByteArray(reinterpret_cast<const char*>(out), qsizetype(gsf_output_size(memory.get())));
 }
 
-// The cell reader copies the text of a FORMAT or LABEL record by the character
-// count it states, whatever the record's length: each must fit its record.
-bool textsFitTheirRecords(const QByteArray& stream)
+// What the cell reader trusts without checking: the text of a FORMAT or LABEL
+// record is copied by the character count it states, whatever the record's
+// length; a sheet's cell table is sized by its one DIMENSION record (a second
+// one that fails to allocate leaves the sizes and the table out of step).
+bool cellReaderCanTake(const QByteArray& stream)
 {
     RecordWalk walk(stream);
     bool biff8 = false;
+    int dimensions = 0;
     for (bool first = true; walk.next(); first = false) {
         const quint8* b = walk.body();
         if (first)
             biff8 = walk.length() >= 2 && u16(b) == 0x0600;
+        if (walk.type() == 0x0809) // each sheet's substream starts with its own BOF
+            dimensions = 0;
+        if (walk.type() == kDimension) {
+            if (++dimensions > 1 || walk.length() < (biff8 ? 14u : 10u))
+                return false;
+            const quint32 rows = biff8 ? u32(b + 4) : u16(b + 2);
+            const quint16 columns = u16(b + (biff8 ? 10 : 6));
+            if (rows > 65536 || columns > 256)
+                return false;
+        }
         const size_t header = walk.type() == kLabel ? 8 : walk.type() == kFormat && biff8 ? 4 : 0;
         if (header == 0)
             continue;
@@ -303,7 +317,7 @@ std::optional<std::vector<XlsFormulaResult>> readXlsFormulaResults(QByteArrayVie
     const QByteArray stream = workbookStream(bytes);
     RecordWalk walk(stream);
     if (stream.size() < 4 || u16(reinterpret_cast<const quint8*>(stream.constData())) != kBof
-        || !textsFitTheirRecords(stream))
+        || !cellReaderCanTake(stream))
         return std::nullopt;
 
     // The globals: where each sheet starts, and the number formats of the cell
