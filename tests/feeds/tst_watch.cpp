@@ -20,14 +20,10 @@ namespace {
 // What the display at `port` holds in text variable 5.
 QString readBack(quint16 port)
 {
-    auto control = createComponent<disptrans::IDispTrans>(disptrans::kDispTransProgId);
-    disptrans::ConnectionSettings s{3, u"127.0.0.1"_s, {}, {}, QString::number(port), 1};
-    if (!control->OpenConnection(s))
-        return control->LastErrorText();
-    disptrans::VarReadRequest fifth{4};
-    const QString text = control->ReadTextVariable(fifth).Data;
-    control->CloseConnection();
-    return text;
+    return readFromLoopbackDisplay(port, [](disptrans::IDispTrans& d) -> QString {
+        disptrans::VarReadRequest fifth{4};
+        return d.ReadTextVariable(fifth).Data;
+    });
 }
 
 quint16 freePort()

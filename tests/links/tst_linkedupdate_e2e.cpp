@@ -24,14 +24,10 @@ namespace {
 // What the display holds in text variable 0 and cell variable 0.
 QString readBack(quint16 port)
 {
-    auto control = createComponent<disptrans::IDispTrans>(disptrans::kDispTransProgId);
-    disptrans::ConnectionSettings s{3, u"127.0.0.1"_s, {}, {}, QString::number(port), 1};
-    if (!control->OpenConnection(s))
-        return control->LastErrorText();
-    disptrans::VarReadRequest first{0};
-    const disptrans::VarReadReply text = control->ReadTextVariable(first), cell = control->ReadCellVariable(first);
-    control->CloseConnection();
-    return text.Data + u" / " + cell.Data;
+    return readFromLoopbackDisplay(port, [](disptrans::IDispTrans& d) -> QString {
+        disptrans::VarReadRequest first{0};
+        return d.ReadTextVariable(first).Data + u" / " + d.ReadCellVariable(first).Data;
+    });
 }
 } // namespace
 

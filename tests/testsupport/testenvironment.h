@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "filedialog.h"
 #include "messagebox.h"
 #include "printdialog.h"
@@ -79,3 +81,11 @@ public:
     QString pdfPath; // where an accepted print goes
     int shownCount = 0;
 };
+
+namespace disptrans {
+class IDispTrans;
+}
+// Opens the display on loopback TCP `port` (address 1) through the registered
+// transmission control, lets `read` ask it what it holds, and closes it; the
+// control's error text when the display does not open.
+QString readFromLoopbackDisplay(quint16 port, const std::function<QString(disptrans::IDispTrans&)>& read);
