@@ -11,6 +11,7 @@
 #include <QSqlQuery>
 #include <QStandardPaths>
 #include <QStringList>
+#include <QThread>
 #include <QVariant>
 
 namespace history {
@@ -90,10 +91,18 @@ bool SendHistory::open(const QString& path)
     // With the write-ahead log, NORMAL syncs at checkpoints only: a crash may
     // lose the last rows but never damages the file, and a send is not held
     // up by a disk flush per row.
-    bool ok = exec(QStringLiteral("PRAGMA journal_mode=WAL")) && exec(QStringLiteral("PRAGMA synchronous=NORMAL"))
-              && exec(QStringLiteral("PRAGMA foreign_keys=ON"));
-    for (const char* sql : kSchema)
-        ok = ok && exec(QString::fromLatin1(sql));
+    // Two programs making a new file at once can find it locked while the other
+    // switches it to the log or writes the tables (the busy wait does not cover
+    // that switch): the set-up is tried again for a while.
+    bool ok = false;
+    for (int attempt = 0; attempt < 100 && !ok; ++attempt) {
+        if (attempt > 0)
+            QThread::msleep(20);
+        ok = exec(QStringLiteral("PRAGMA journal_mode=WAL")) && exec(QStringLiteral("PRAGMA synchronous=NORMAL"))
+             && exec(QStringLiteral("PRAGMA foreign_keys=ON"));
+        for (const char* sql : kSchema)
+            ok = ok && exec(QString::fromLatin1(sql));
+    }
     if (!ok)
         db.close();
     return ok;
