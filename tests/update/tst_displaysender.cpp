@@ -1,12 +1,9 @@
 // One display's send through the real transmission control to an emulated group
 // of four units (addresses 1 to 4), one of which answers a command "busy".
 
-#include "classregistry.h"
 #include "clsVariableAccess.h"
 #include "displaysender.h"
-#include "emulatorprocess.h"
-#include "settingsstore.h"
-#include "testenvironment.h"
+#include "loopbackrig.h"
 
 #include <QTest>
 
@@ -42,15 +39,11 @@ private slots:
         QFETCH(bool, ok);
         QFETCH(QString, sentUnits);
 
-        TestEnvironment env;
-        for (const char* library : {TRANSMISSION_LIBRARY, PLUGINMASTER_LIBRARY, BADWORD_LIBRARY})
-            QCOMPARE(ComponentLoader::registerLibrary(QString::fromLocal8Bit(library)), 0);
-        settings::write(settings::kAppPath, env.folder());
-        const auto emulator = startEmulator(
-            QStringLiteral(EMULATOR_PATH),
-            {u"--tcp"_s, u"127.0.0.1:0"_s, u"--group"_s, u"1:1,1,b"_s, u"--busy"_s, busy, u"--busy-units"_s, busyUnit});
-        QVERIFY(emulator->tcpPort() != 0);
-        QVERIFY(writeDisplayList(env.folder(), {{u"Group"_s, emulator->tcpPort(), u"1"_s}}));
+        LoopbackRig rig;
+        const EmulatorProcess* group =
+            rig.start({u"--group"_s, u"1:1,1,b"_s, u"--busy"_s, busy, u"--busy-units"_s, busyUnit});
+        QVERIFY(group);
+        QVERIFY(rig.list({{u"Group"_s, group->tcpPort(), u"1"_s}}));
         clsVariableAccess vars;
         vars.setVariableData(1, u"GATE 4"_s);
 
