@@ -40,8 +40,8 @@ private slots:
         QFETCH(QString, sentUnits);
 
         LoopbackRig rig;
-        const EmulatorProcess* group =
-            rig.start({u"--group"_s, u"1:1,1,b"_s, u"--busy"_s, busy, u"--busy-units"_s, busyUnit});
+        const EmulatorProcess* group = rig.start(
+            {u"--group"_s, u"1:1,1,b"_s, u"--busy"_s, busy, u"--busy-units"_s, busyUnit});
         QVERIFY(group);
         QVERIFY(rig.list({{u"Group"_s, group->tcpPort(), u"1"_s}}));
         clsVariableAccess vars;
