@@ -207,7 +207,7 @@ QString PropertyPage::maxLengthText() const
 
 EditorValues PropertyPage::values() const
 {
-    return {m_name->text(), codeOf(m_color), codeOf(m_blink),        codeOf(m_inverse),
+    return {m_name->text(), codeOf(m_color), codeOf(m_blink), codeOf(m_inverse),
             m_data->text(), m_link->text(),  maxLengthText()};
 }
 

@@ -149,7 +149,7 @@ private slots:
         QCOMPARE(text()->linkBox()->text(), workbook + u"!Variables!R2C2"_s);
         QCOMPARE(text()->pasteButton()->text(), u"Clear"_s);
         QCOMPARE(text()->dataBox()->text(), QString()); // column B is empty in the new workbook
-        QVERIFY(text()->dataBox()->isEnabled()); // showing a variable leaves it as it was
+        QVERIFY(text()->dataBox()->isEnabled());        // showing a variable leaves it as it was
         clsVariableAccess old;
         old.LoadVariables(before);
         QCOMPARE(old.VariableName(1), u"typed name"_s);

@@ -286,7 +286,8 @@ private slots:
         press("OKButton");
         QVERIFY(!d->isVisible() && d->result() == QDialog::Accepted);
         QCOMPARE(vlsRecord(vlsPath(), 1), (QStringList{"Speed", "2", "1", "2", "55 mph", "", "250"}));
-        QCOMPARE(vlsRecord(vlsPath(), 2), (QStringList{"Text Var 2", "4", "2", "1", QString(260, u'x') + u'!', "", "300"}));
+        QCOMPARE(vlsRecord(vlsPath(), 2),
+                 (QStringList{"Text Var 2", "4", "2", "1", QString(260, u'x') + u'!', "", "300"}));
         QCOMPARE(vlsRecord(vlsPath(), 259), (QStringList{"Cell Var 3", "1", "2", "1", "Hello Worl", "", "5"}));
         QCOMPARE(stored(kOptions), (QStringList{"False", "False", "True"}));
         // Closed: neither page shows a variable any more.

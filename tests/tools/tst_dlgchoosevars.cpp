@@ -156,7 +156,8 @@ private slots:
         QTest::newRow("overflow keeps earlier rows") << QList<int>{2} << "cmdSelectVarRange"
                                                      << "4,99999,6" << QList<int>{4} << QStringList{"Overflow"};
         // No default button: Enter in the range box neither confirms nor closes.
-        QTest::newRow("Enter does nothing") << QList<int>{2} << "" << "1-3" << QList<int>{2} << QStringList{};
+        QTest::newRow("Enter does nothing") << QList<int>{2} << ""
+                                            << "1-3" << QList<int>{2} << QStringList{};
     }
     void selecting()
     {

@@ -108,7 +108,7 @@ private slots:
         QCOMPARE(colouredRuns(*form.textBox()->document()), runs);
         QVERIFY(inEditorFont(*form.textBox()->document()));
         QCOMPARE(form.textBox()->textCursor().selectionEnd(), 0); // the caret at the start, nothing selected
-        QCOMPARE(form.GetText(), QString()); // nothing given back before OK or Cancel
+        QCOMPARE(form.GetText(), QString());                      // nothing given back before OK or Cancel
     }
 
     // OK gives back the one line of the box: a paragraph mark that ends the rich text is no line break.

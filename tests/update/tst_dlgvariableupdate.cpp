@@ -65,9 +65,8 @@ struct Rig : FakeWorld {
     {
         fake.onCall = [=, this](const QString& call) {
             if (call.startsWith(u"data") && fake.texts.size() == 1)
-                QTimer::singleShot(0, &dlg, [=, this] {
-                    *caption ? click(name, caption) : QTest::keyClick(&dlg, Qt::Key_Escape);
-                });
+                QTimer::singleShot(
+                    0, &dlg, [=, this] { *caption ? click(name, caption) : QTest::keyClick(&dlg, Qt::Key_Escape); });
         };
     }
 };
