@@ -21,8 +21,10 @@
 
 class DisplaySender;
 class ILinkContainer;
-class QFileSystemWatcher;
 class clsVariableAccess;
+namespace links {
+class DocumentWatcher;
+}
 
 namespace watch {
 
@@ -58,7 +60,6 @@ signals:
 private:
     void sourceChanged();
     void sendChanges();
-    void watchFiles();
     bool sendTo(const displays::Entry& display, const VarSelection& vars);
     void logLine(const QString& text);
 
@@ -71,7 +72,7 @@ private:
     VarSelection m_linked;
     QStringList m_documents; // absolute paths of linked files
     QStringList m_urls;
-    QFileSystemWatcher* m_files;
+    links::DocumentWatcher* m_files; // the linked files and their folders
     QTimer m_debounce;
     QElapsedTimer m_burst; // since the first change of the burst
     QTimer m_retry;
