@@ -185,7 +185,13 @@ int serveCommand(const QStringList& args, QCommandLineParser& p, qmdvars::Consol
     const QCommandLineOption idle(QStringLiteral("session-idle"),
                                   QStringLiteral("Minutes after which an unused session ends (default 30)."),
                                   QStringLiteral("MIN"));
-    p.addOptions({listen, cert, key, jobs, host, proxy, idle});
+    const QCommandLineOption timeout(QStringLiteral("request-timeout"),
+                                     QStringLiteral("Seconds a client has to send a whole request (default 10)."),
+                                     QStringLiteral("S"));
+    const QCommandLineOption connections(QStringLiteral("max-connections"),
+                                         QStringLiteral("Connections one address may hold at once (default 32)."),
+                                         QStringLiteral("N"));
+    p.addOptions({listen, cert, key, jobs, host, proxy, idle, timeout, connections});
     if (!p.parse(args))
         throw Failure{qmdvars::BadArguments, p.errorText()};
     if (!p.positionalArguments().isEmpty())
@@ -227,6 +233,8 @@ int serveCommand(const QStringList& args, QCommandLineParser& p, qmdvars::Consol
     };
     options.jobs = number(jobs, 1, 64, 1);
     options.sessionIdleMinutes = number(idle, 1, 24 * 60, 30);
+    options.limits.requestTimeoutMs = number(timeout, 1, 600, 10) * 1000;
+    options.limits.maxConnectionsPerAddress = number(connections, 1, 10000, 32);
     options.hosts = p.values(host);
     for (const QString& a : p.values(proxy)) {
         const QHostAddress address(a);
@@ -318,7 +326,7 @@ int run(const QStringList& arguments, qmdvars::Console& console)
             if (command == u"serve") {
                 console.out << "Usage: qmdvars [--file F] [--displays-file F] serve [--listen ADDR:PORT] "
                                "[--tls-cert F --tls-key F] [--jobs N] [--host NAME] [--trusted-proxy ADDR] "
-                               "[--session-idle MIN]\n\nServes the HTTP API (/api/v1, docs/api.md) and the web "
+                               "[--session-idle MIN] [--request-timeout S] [--max-connections N]\n\nServes the HTTP API (/api/v1, docs/api.md) and the web "
                                "console until SIGINT or SIGTERM.\n";
             } else if (command == u"user") {
                 console.out << "Usage: qmdvars user add NAME --role viewer|operator|admin | passwd NAME | role NAME "

@@ -279,6 +279,11 @@ void Server::identify(Call& call)
 
 bool Server::handleRequest(const QHttpServerRequest& request, QTcpSocket* socket)
 {
+    // A WebSocket upgrade the gate let through (it checked the account, the
+    // host and the origin) is taken over by the WebSocket server when it is
+    // handled here without an answer.
+    if (request.value("upgrade").compare("websocket", Qt::CaseInsensitive) == 0)
+        return request.url().path() == u"/api/v1/events";
     const bool tls = !m_options.tlsCert.isEmpty();
     Call call{request, methodName(request.method()), request.url().path(), {}, clientOf(request.remoteAddress(), request.value("x-forwarded-for")), tls};
     try {
