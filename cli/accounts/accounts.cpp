@@ -117,8 +117,7 @@ bool Store::load()
         const QJsonObject o = v.toObject();
         const auto role = roleNamed(o.value(u"role").toString());
         if (role)
-            m_tokens.append({o.value(u"id").toString(), o.value(u"name").toString(), *role,
-                             o.value(u"hash").toString(),
+            m_tokens.append({o.value(u"id").toString(), o.value(u"name").toString(), *role, o.value(u"hash").toString(),
                              QDateTime::fromString(o.value(u"created").toString(), Qt::ISODate)});
     }
     return true;
@@ -128,7 +127,9 @@ bool Store::save()
 {
     QJsonArray users;
     for (const User& u : std::as_const(m_users))
-        users.append(QJsonObject{{QStringLiteral("name"), u.name}, {QStringLiteral("role"), roleName(u.role)}, {QStringLiteral("hash"), u.hash}});
+        users.append(QJsonObject{{QStringLiteral("name"), u.name},
+                                 {QStringLiteral("role"), roleName(u.role)},
+                                 {QStringLiteral("hash"), u.hash}});
     QJsonArray tokens;
     for (const Token& t : std::as_const(m_tokens))
         tokens.append(QJsonObject{{QStringLiteral("id"), t.id},
@@ -138,7 +139,8 @@ bool Store::save()
                                   {QStringLiteral("created"), t.created.toString(Qt::ISODate)}});
     QDir().mkpath(QFileInfo(m_path).absolutePath());
     QSaveFile file(m_path);
-    const QByteArray bytes = QJsonDocument(QJsonObject{{QStringLiteral("users"), users}, {QStringLiteral("tokens"), tokens}}).toJson();
+    const QByteArray bytes =
+        QJsonDocument(QJsonObject{{QStringLiteral("users"), users}, {QStringLiteral("tokens"), tokens}}).toJson();
     if (!file.open(QIODevice::WriteOnly)) {
         m_error = QStringLiteral("cannot write %1: %2").arg(m_path, file.errorString());
         return false;
@@ -250,7 +252,7 @@ std::optional<Identity> Store::tokenIdentity(const QString& tokenText) const
     for (const Token& t : m_tokens)
         if (t.id == id)
             return verifySecret(t.hash, tokenText.mid(split + 1)) ? std::optional<Identity>({t.name, t.role, true})
-                                                                   : std::nullopt;
+                                                                  : std::nullopt;
     return std::nullopt;
 }
 

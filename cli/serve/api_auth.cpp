@@ -46,14 +46,16 @@ void Server::auth(Call& call)
     if (what == u"logout") {
         if (call.session)
             m_sessions.end(call.session->id);
-        call.headers.append(std::pair<QByteArray, QByteArray>("Set-Cookie", "qmd_session=; Path=/; HttpOnly; SameSite=Strict; Max-Age=0"));
+        call.headers.append(std::pair<QByteArray, QByteArray>(
+            "Set-Cookie", "qmd_session=; Path=/; HttpOnly; SameSite=Strict; Max-Age=0"));
         call.changed = QStringLiteral("logged out");
         return call.reply({{QStringLiteral("ok"), true}});
     }
     // login
     if (const qint64 wait = m_logins.waitMs(call.client); wait > 0) {
         const QString seconds = QString::number((wait + 999) / 1000);
-        throw HttpError{429, QStringLiteral("too many failed logins from your address: wait %1 s").arg(seconds),
+        throw HttpError{429,
+                        QStringLiteral("too many failed logins from your address: wait %1 s").arg(seconds),
                         {{"Retry-After", seconds.toLatin1()}}};
     }
     const QJsonObject body = call.json();
@@ -72,7 +74,9 @@ void Server::auth(Call& call)
         cookie += "; Secure";
     call.headers.append(std::pair<QByteArray, QByteArray>("Set-Cookie", cookie));
     call.changed = QStringLiteral("logged in");
-    call.reply({{QStringLiteral("name"), who->name}, {QStringLiteral("role"), accounts::roleName(who->role)}, {QStringLiteral("csrf"), session.csrf}});
+    call.reply({{QStringLiteral("name"), who->name},
+                {QStringLiteral("role"), accounts::roleName(who->role)},
+                {QStringLiteral("csrf"), session.csrf}});
 }
 
 void Server::accountsApi(Call& call)
@@ -83,7 +87,8 @@ void Server::accountsApi(Call& call)
         if (call.method == u"GET") {
             QJsonArray users;
             for (const accounts::User& u : store.users())
-                users.append(QJsonObject{{QStringLiteral("name"), u.name}, {QStringLiteral("role"), accounts::roleName(u.role)}});
+                users.append(QJsonObject{{QStringLiteral("name"), u.name},
+                                         {QStringLiteral("role"), accounts::roleName(u.role)}});
             QJsonArray tokens;
             for (const accounts::Token& t : store.tokens())
                 tokens.append(QJsonObject{{QStringLiteral("id"), t.id},
@@ -104,7 +109,9 @@ void Server::accountsApi(Call& call)
         if (!store.save())
             throw HttpError{500, store.error()};
         call.changed = QStringLiteral("added account %1").arg(name);
-        return call.reply({{QStringLiteral("name"), name}, {QStringLiteral("role"), accounts::roleName(store.user(name)->role)}}, 201);
+        return call.reply(
+            {{QStringLiteral("name"), name}, {QStringLiteral("role"), accounts::roleName(store.user(name)->role)}},
+            201);
     }
     if (call.parts.size() != 2)
         throw HttpError{404, QStringLiteral("there is no %1").arg(call.path)};

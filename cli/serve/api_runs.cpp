@@ -19,8 +19,8 @@ QString rangeField(const QJsonObject& o, const QString& key)
     if (v.isDouble())
         return QString::number(v.toInteger());
     if (!v.isString() || v.toString().trimmed().isEmpty())
-        throw HttpError{400, QStringLiteral("\"%1\" is required: a range such as \"1,3,5-12\" (\"-\" for all)")
-                                 .arg(key)};
+        throw HttpError{400,
+                        QStringLiteral("\"%1\" is required: a range such as \"1,3,5-12\" (\"-\" for all)").arg(key)};
     return v.toString();
 }
 
@@ -30,7 +30,8 @@ int numberField(const QJsonObject& o, const QString& key, int lowest, int highes
     if (v.isUndefined())
         return otherwise;
     if (!v.isDouble() || v.toDouble() != double(v.toInteger()) || v.toInteger() < lowest || v.toInteger() > highest)
-        throw HttpError{400, QStringLiteral("\"%1\" takes a whole number from %2 to %3").arg(key).arg(lowest).arg(highest)};
+        throw HttpError{400,
+                        QStringLiteral("\"%1\" takes a whole number from %2 to %3").arg(key).arg(lowest).arg(highest)};
     return int(v.toInteger());
 }
 
@@ -82,13 +83,15 @@ void Server::updates(Call& call)
     request.variables = variablesOf(rangeField(body, QStringLiteral("variables")));
     request.displays = m_workspace->displays(rangeField(body, QStringLiteral("displays")));
     const int mode = modeField(body);
-    request.option = mode == 1 ? UpdateOption::DataOnly : mode == 2 ? UpdateOption::AttributesOnly
-                                                                    : UpdateOption::DataAndAttributes;
+    request.option = mode == 1   ? UpdateOption::DataOnly
+                     : mode == 2 ? UpdateOption::AttributesOnly
+                                 : UpdateOption::DataAndAttributes;
     request.delayMinutes = numberField(body, QStringLiteral("delay_minutes"), 0, 7 * 24 * 60, 0);
     request.retries = numberField(body, QStringLiteral("retries"), 0, 1000, 0);
     bool ok = false;
     const int setting = settings::read(settings::kRetryInterval).toInt(&ok);
-    request.retryIntervalSeconds = numberField(body, QStringLiteral("retry_interval"), 0, 24 * 3600, ok ? setting : 3600);
+    request.retryIntervalSeconds = numberField(body, QStringLiteral("retry_interval"), 0, 24 * 3600,
+                                               ok ? setting : 3600);
     request.account = who.name;
     const QString id = m_runs->startUpdate(request, m_workspace->read());
     QStringList numbers;
@@ -97,7 +100,9 @@ void Server::updates(Call& call)
     call.changed = QStringLiteral("update %1 of variables %2 to displays %3")
                        .arg(id, rangeField(body, QStringLiteral("variables")), numbers.join(u','));
     call.headers.append(std::pair<QByteArray, QByteArray>("Location", "/api/v1/updates/" + id.toLatin1()));
-    call.reply({{QStringLiteral("id"), id}, {QStringLiteral("state"), QStringLiteral("running")}, {QStringLiteral("url"), QString(QStringLiteral("/api/v1/updates/") + id)}},
+    call.reply({{QStringLiteral("id"), id},
+                {QStringLiteral("state"), QStringLiteral("running")},
+                {QStringLiteral("url"), QString(QStringLiteral("/api/v1/updates/") + id)}},
                202);
 }
 
@@ -114,8 +119,9 @@ void Server::audits(Call& call)
     request.displays = m_workspace->displays(rangeField(body, QStringLiteral("displays")));
     request.everyDisplay = m_workspace->displays(QStringLiteral("-"));
     const int mode = modeField(body);
-    request.mode = int(mode == 1 ? audit::Mode::DataOnly : mode == 2 ? audit::Mode::AttributesOnly
-                                                                     : audit::Mode::DataAndAttributes);
+    request.mode = int(mode == 1   ? audit::Mode::DataOnly
+                       : mode == 2 ? audit::Mode::AttributesOnly
+                                   : audit::Mode::DataAndAttributes);
     if (body.contains(u"compare") && !body.value(u"compare").isBool())
         throw HttpError{400, QStringLiteral("\"compare\" takes true or false")};
     request.compare = body.value(u"compare").toBool(true);
@@ -123,7 +129,9 @@ void Server::audits(Call& call)
     const QString id = m_runs->startAudit(request, m_workspace->read());
     call.changed = QStringLiteral("audit %1").arg(id);
     call.headers.append(std::pair<QByteArray, QByteArray>("Location", "/api/v1/audits/" + id.toLatin1()));
-    call.reply({{QStringLiteral("id"), id}, {QStringLiteral("state"), QStringLiteral("running")}, {QStringLiteral("url"), QString(QStringLiteral("/api/v1/audits/") + id)}},
+    call.reply({{QStringLiteral("id"), id},
+                {QStringLiteral("state"), QStringLiteral("running")},
+                {QStringLiteral("url"), QString(QStringLiteral("/api/v1/audits/") + id)}},
                202);
 }
 

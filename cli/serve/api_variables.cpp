@@ -25,7 +25,8 @@ void Server::variables(Call& call)
         for (int n : numbers)
             list.append(variableJson(snapshot.records, n));
         call.headers.append(std::pair<QByteArray, QByteArray>("ETag", snapshot.etag));
-        return call.reply({{QStringLiteral("etag"), QString::fromLatin1(snapshot.etag)}, {QStringLiteral("variables"), list}});
+        return call.reply(
+            {{QStringLiteral("etag"), QString::fromLatin1(snapshot.etag)}, {QStringLiteral("variables"), list}});
     }
     if (call.parts.size() != 2)
         throw HttpError{404, QStringLiteral("there is no %1").arg(call.path)};
@@ -52,7 +53,8 @@ void Server::variables(Call& call)
             names.append(QString::fromLatin1(fieldNames[f]));
     call.changed = QStringLiteral("changed variable %1 (%2)").arg(*number).arg(names.join(u','));
     call.headers.append(std::pair<QByteArray, QByteArray>("ETag", snapshot.etag));
-    call.reply({{QStringLiteral("etag"), QString::fromLatin1(snapshot.etag)}, {QStringLiteral("variable"), variableJson(snapshot.records, *number)}});
+    call.reply({{QStringLiteral("etag"), QString::fromLatin1(snapshot.etag)},
+                {QStringLiteral("variable"), variableJson(snapshot.records, *number)}});
 }
 
 void Server::displaysApi(Call& call)
@@ -75,7 +77,8 @@ void Server::displaysApi(Call& call)
         QJsonArray units;
         for (const QString& u : d.units.split(u',', Qt::SkipEmptyParts))
             units.append(u.trimmed().toInt());
-        rows.append(QJsonObject{{QStringLiteral("number"), d.number}, {QStringLiteral("name"), d.name}, {QStringLiteral("units"), units}});
+        rows.append(QJsonObject{
+            {QStringLiteral("number"), d.number}, {QStringLiteral("name"), d.name}, {QStringLiteral("units"), units}});
     }
     if (call.parts.size() == 2)
         return call.reply({{QStringLiteral("display"), rows.first()}});

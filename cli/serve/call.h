@@ -19,6 +19,7 @@
 namespace serve {
 
 struct Call {
+    explicit Call(const QHttpServerRequest& r) : request(r) {}
     const QHttpServerRequest& request;
     QString method; // "GET", "POST", ...
     QString path;
@@ -48,7 +49,8 @@ struct Call {
     }
     [[noreturn]] void methodNotAllowed(const QString& allowed) const
     {
-        throw HttpError{405, QStringLiteral("%1 does not take %2 (it takes %3)").arg(path, method, allowed),
+        throw HttpError{405,
+                        QStringLiteral("%1 does not take %2 (it takes %3)").arg(path, method, allowed),
                         {{"Allow", allowed.toLatin1()}}};
     }
 };

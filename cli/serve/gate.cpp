@@ -89,7 +89,8 @@ RequestScanner::Verdict RequestScanner::feed(QByteArrayView bytes)
             endLength = 2;
         }
         if (end < 0) {
-            if (m_head.size() > m_limits.maxHeaderBytes)
+            // Full with no end in it: the block is longer than the cap.
+            if (m_head.size() >= m_limits.maxHeaderBytes + 4)
                 return Verdict::HeadersTooLarge;
             bytes = bytes.sliced(m_head.size() - before);
             continue;
@@ -108,7 +109,8 @@ RequestScanner::Verdict RequestScanner::feed(QByteArrayView bytes)
 
 QByteArray Gate::errorResponse(int status, const QString& message)
 {
-    const QByteArray body = QJsonDocument(QJsonObject{{QStringLiteral("error"), message}}).toJson(QJsonDocument::Compact);
+    const QByteArray body =
+        QJsonDocument(QJsonObject{{QStringLiteral("error"), message}}).toJson(QJsonDocument::Compact);
     return "HTTP/1.1 " + QByteArray::number(status) + ' ' + reason(status)
            + "\r\nContent-Type: application/json\r\nConnection: close\r\nContent-Length: "
            + QByteArray::number(body.size()) + "\r\n\r\n" + body;
@@ -196,8 +198,8 @@ void Gate::watch(QTcpSocket* socket)
                 timer->start(m_limits.idleTimeoutMs);
             return;
         case RequestScanner::Verdict::HeadersTooLarge:
-            return refuse(431, QStringLiteral("the request's headers are longer than %1 bytes")
-                                   .arg(m_limits.maxHeaderBytes));
+            return refuse(
+                431, QStringLiteral("the request's headers are longer than %1 bytes").arg(m_limits.maxHeaderBytes));
         case RequestScanner::Verdict::BodyTooLarge:
             return refuse(413, QStringLiteral("the request's body is longer than %1 bytes").arg(m_limits.maxBody));
         case RequestScanner::Verdict::Malformed:

@@ -38,7 +38,7 @@ public:
     // block of the upgrade request is in upgradeHead()).
     Verdict feed(QByteArrayView bytes);
     // Between the first byte of a request and its last.
-    bool inRequest() const { return m_inHead && !m_head.isEmpty() ? true : m_bodyLeft > 0; }
+    bool inRequest() const { return (m_inHead && !m_head.isEmpty()) || m_bodyLeft > 0; }
     const QByteArray& upgradeHead() const { return m_head; }
 
     // A header's value from a header block ("" when absent); `several` is set

@@ -35,8 +35,7 @@ QString rangeText(const QList<int>& numbers)
         qsizetype j = i;
         while (j + 1 < numbers.size() && numbers[j + 1] == numbers[j] + 1)
             ++j;
-        parts.append(j == i ? QString::number(numbers[i])
-                            : QStringLiteral("%1-%2").arg(numbers[i]).arg(numbers[j]));
+        parts.append(j == i ? QString::number(numbers[i]) : QStringLiteral("%1-%2").arg(numbers[i]).arg(numbers[j]));
         i = j + 1;
     }
     return parts.join(u',');
@@ -99,14 +98,19 @@ QString Runs::startUpdate(const UpdateRequest& request, const Snapshot& snapshot
     const QString id = QStringLiteral("u%1").arg(++m_counter);
     QJsonArray displayRows;
     for (const displays::Entry& d : request.displays)
-        displayRows.append(QJsonObject{{QStringLiteral("number"), d.number}, {QStringLiteral("name"), d.name}, {QStringLiteral("phase"), QStringLiteral("queued")},
-                                       {QStringLiteral("percent"), 0}, {QStringLiteral("units"), QJsonArray()}});
+        displayRows.append(QJsonObject{{QStringLiteral("number"), d.number},
+                                       {QStringLiteral("name"), d.name},
+                                       {QStringLiteral("phase"), QStringLiteral("queued")},
+                                       {QStringLiteral("percent"), 0},
+                                       {QStringLiteral("units"), QJsonArray()}});
     const QString mode = request.option == UpdateOption::DataOnly         ? QStringLiteral("data")
                          : request.option == UpdateOption::AttributesOnly ? QStringLiteral("attributes")
                                                                           : QStringLiteral("both");
-    const QJsonObject initial{{QStringLiteral("id"), id},         {QStringLiteral("state"), QStringLiteral("running")},
+    const QJsonObject initial{{QStringLiteral("id"), id},
+                              {QStringLiteral("state"), QStringLiteral("running")},
                               {QStringLiteral("account"), request.account},
-                              {QStringLiteral("started"), now()}, {QStringLiteral("mode"), mode},
+                              {QStringLiteral("started"), now()},
+                              {QStringLiteral("mode"), mode},
                               {QStringLiteral("variables"), rangeText(request.variables)},
                               {QStringLiteral("displays"), displayRows}};
     publish(QStringLiteral("updates"), id, initial);
@@ -130,7 +134,8 @@ QString Runs::startUpdate(const UpdateRequest& request, const Snapshot& snapshot
             const bool done = finished || s.phase == updatejobs::State::Done;
             QJsonArray units;
             for (const QString& unit : chosen[i].units.split(u',', Qt::SkipEmptyParts))
-                units.append(QJsonObject{{QStringLiteral("address"), unit.trimmed().toInt()}, {QStringLiteral("sent"), done && s.updated}});
+                units.append(QJsonObject{{QStringLiteral("address"), unit.trimmed().toInt()},
+                                         {QStringLiteral("sent"), done && s.updated}});
             QJsonObject row{{QStringLiteral("number"), chosen[i].number},
                             {QStringLiteral("name"), chosen[i].name},
                             {QStringLiteral("phase"), finished ? QStringLiteral("done") : phaseName(s.phase)},
@@ -148,8 +153,8 @@ QString Runs::startUpdate(const UpdateRequest& request, const Snapshot& snapshot
         if (finished) {
             run.insert(QStringLiteral("state"), QStringLiteral("finished"));
             run.insert(QStringLiteral("finished"), now());
-            run.insert(QStringLiteral("ok"), std::all_of(states.begin(), states.end(),
-                                                         [](const updatejobs::State& s) { return s.updated; }));
+            run.insert(QStringLiteral("ok"),
+                       std::all_of(states.begin(), states.end(), [](const updatejobs::State& s) { return s.updated; }));
         }
         if (run != m_updates.value(id))
             publish(QStringLiteral("updates"), id, run);
@@ -159,10 +164,12 @@ QString Runs::startUpdate(const UpdateRequest& request, const Snapshot& snapshot
         EngineSet engine(records);
         updatejobs::Jobs jobs(engine.get(), chosen, options);
         jobs.run([this, apply](const QList<updatejobs::State>& states, const QList<updatejobs::Event>&) {
-            QMetaObject::invokeMethod(this, [apply, states] { apply(states, false); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                this, [apply, states] { apply(states, false); }, Qt::QueuedConnection);
         });
         const QList<updatejobs::State> states = jobs.states();
-        QMetaObject::invokeMethod(this, [apply, states] { apply(states, true); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [apply, states] { apply(states, true); }, Qt::QueuedConnection);
     });
     m_threads.append(thread);
     thread->start();
@@ -174,7 +181,9 @@ QString Runs::startAudit(const AuditRequest& request, const Snapshot& snapshot)
     const QString id = QStringLiteral("a%1").arg(++m_counter);
     QJsonArray displayRows;
     for (const displays::Entry& d : request.displays)
-        displayRows.append(QJsonObject{{QStringLiteral("number"), d.number}, {QStringLiteral("name"), d.name}, {QStringLiteral("reads"), 0},
+        displayRows.append(QJsonObject{{QStringLiteral("number"), d.number},
+                                       {QStringLiteral("name"), d.name},
+                                       {QStringLiteral("reads"), 0},
                                        {QStringLiteral("differences"), QJsonArray()}});
     const int total = int(request.variables.size() * std::max<qsizetype>(1, request.displays.size()));
     publish(QStringLiteral("audits"), id,

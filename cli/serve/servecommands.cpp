@@ -96,9 +96,10 @@ int userCommand(const QStringList& args, QCommandLineParser& p, qmdvars::Console
             console.out << u.name << '\t' << accounts::roleName(u.role) << '\n';
         return qmdvars::AllDone;
     }
-    if (pos.size() != 2 || !QStringList{QStringLiteral("add"), QStringLiteral("passwd"), QStringLiteral("role"),
-                                         QStringLiteral("remove")}
-                                .contains(action))
+    if (pos.size() != 2
+        || !QStringList{QStringLiteral("add"), QStringLiteral("passwd"), QStringLiteral("role"),
+                        QStringLiteral("remove")}
+                .contains(action))
         throw Failure{qmdvars::BadArguments, QStringLiteral("user takes add NAME --role ROLE, passwd NAME, role NAME "
                                                             "--role ROLE, remove NAME or list")};
     const QString name = pos[1];
@@ -174,8 +175,8 @@ int serveCommand(const QStringList& args, QCommandLineParser& p, qmdvars::Consol
                                   QStringLiteral("F"));
     const QCommandLineOption key(QStringLiteral("tls-key"), QStringLiteral("PEM private key for HTTPS."),
                                  QStringLiteral("F"));
-    const QCommandLineOption jobs(QStringLiteral("jobs"), QStringLiteral("Update up to N displays at once (default 1)."),
-                                  QStringLiteral("N"));
+    const QCommandLineOption jobs(QStringLiteral("jobs"),
+                                  QStringLiteral("Update up to N displays at once (default 1)."), QStringLiteral("N"));
     const QCommandLineOption host(QStringLiteral("host"),
                                   QStringLiteral("A further name the server answers to (its Host header); repeatable."),
                                   QStringLiteral("NAME"));
@@ -207,8 +208,9 @@ int serveCommand(const QStringList& args, QCommandLineParser& p, qmdvars::Consol
         addressText = addressText.mid(1, addressText.size() - 2);
     options.address = QHostAddress(addressText);
     if (colon < 0 || !portOk || port > 65535 || options.address.isNull())
-        throw Failure{qmdvars::BadArguments,
-                      QStringLiteral("--listen takes ADDRESS:PORT, for example 127.0.0.1:47080, not \"%1\"").arg(where)};
+        throw Failure{
+            qmdvars::BadArguments,
+            QStringLiteral("--listen takes ADDRESS:PORT, for example 127.0.0.1:47080, not \"%1\"").arg(where)};
     options.port = quint16(port);
     options.tlsCert = p.value(cert);
     options.tlsKey = p.value(key);
@@ -326,7 +328,8 @@ int run(const QStringList& arguments, qmdvars::Console& console)
             if (command == u"serve") {
                 console.out << "Usage: qmdvars [--file F] [--displays-file F] serve [--listen ADDR:PORT] "
                                "[--tls-cert F --tls-key F] [--jobs N] [--host NAME] [--trusted-proxy ADDR] "
-                               "[--session-idle MIN] [--request-timeout S] [--max-connections N]\n\nServes the HTTP API (/api/v1, docs/api.md) and the web "
+                               "[--session-idle MIN] [--request-timeout S] [--max-connections N]\n\nServes the HTTP "
+                               "API (/api/v1, docs/api.md) and the web "
                                "console until SIGINT or SIGTERM.\n";
             } else if (command == u"user") {
                 console.out << "Usage: qmdvars user add NAME --role viewer|operator|admin | passwd NAME | role NAME "

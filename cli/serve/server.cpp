@@ -93,9 +93,9 @@ QJsonObject Call::json() const
     QJsonParseError error;
     const QJsonDocument doc = QJsonDocument::fromJson(request.body(), &error);
     if (error.error != QJsonParseError::NoError)
-        throw HttpError{400, QStringLiteral("the body is not valid JSON: %1 at byte %2")
-                                 .arg(error.errorString())
-                                 .arg(error.offset)};
+        throw HttpError{
+            400,
+            QStringLiteral("the body is not valid JSON: %1 at byte %2").arg(error.errorString()).arg(error.offset)};
     if (!doc.isObject())
         throw HttpError{400, QStringLiteral("the body must be a JSON object")};
     return doc.object();
@@ -113,8 +113,8 @@ const accounts::Identity& Call::require(accounts::Role role) const
 
 Server::Server(const Options& options, Workspace* workspace, QTextStream& log, QObject* parent)
     : QAbstractHttpServer(parent), m_options(options), m_workspace(workspace), m_log(log),
-      m_runs(std::make_unique<Runs>(workspace, options.jobs)),
-      m_sessions(qint64(options.sessionIdleMinutes) * 60000), m_accounts(options.accountsFile)
+      m_runs(std::make_unique<Runs>(workspace, options.jobs)), m_sessions(qint64(options.sessionIdleMinutes) * 60000),
+      m_accounts(options.accountsFile)
 {
     connect(m_runs.get(), &Runs::changed, this, &Server::broadcast);
     connect(this, &QAbstractHttpServer::newWebSocketConnection, this, &Server::takeWebSockets);
@@ -140,7 +140,8 @@ bool Server::start(QString* error)
         QFile certFile(m_options.tlsCert);
         QFile keyFile(m_options.tlsKey);
         if (!certFile.open(QIODevice::ReadOnly) || !keyFile.open(QIODevice::ReadOnly)) {
-            *error = QStringLiteral("cannot read the certificate %1 or the key %2").arg(m_options.tlsCert, m_options.tlsKey);
+            *error =
+                QStringLiteral("cannot read the certificate %1 or the key %2").arg(m_options.tlsCert, m_options.tlsKey);
             return false;
         }
         const QSslCertificate certificate(&certFile, QSsl::Pem);
@@ -193,8 +194,8 @@ accounts::Store& Server::accountStore()
         m_accountsModified = info.lastModified();
         m_accountsSize = info.exists() ? info.size() : -1;
         if (!m_accounts.load())
-            m_log << QDateTime::currentDateTime().toString(Qt::ISODate) << " cannot read the accounts: "
-                  << m_accounts.error() << Qt::endl;
+            m_log << QDateTime::currentDateTime().toString(Qt::ISODate)
+                  << " cannot read the accounts: " << m_accounts.error() << Qt::endl;
         m_knownTokens.clear();
     }
     return m_accounts;
@@ -285,7 +286,11 @@ bool Server::handleRequest(const QHttpServerRequest& request, QTcpSocket* socket
     if (request.value("upgrade").compare("websocket", Qt::CaseInsensitive) == 0)
         return request.url().path() == u"/api/v1/events";
     const bool tls = !m_options.tlsCert.isEmpty();
-    Call call{request, methodName(request.method()), request.url().path(), {}, clientOf(request.remoteAddress(), request.value("x-forwarded-for")), tls};
+    Call call(request);
+    call.method = methodName(request.method());
+    call.path = request.url().path();
+    call.client = clientOf(request.remoteAddress(), request.value("x-forwarded-for"));
+    call.tls = tls;
     try {
         dispatch(call);
     } catch (const HttpError& e) {
@@ -358,10 +363,12 @@ void Server::staticFile(Call& call)
     QFile file(QStringLiteral(":/console/") + match.captured(1));
     if (!match.hasMatch() || !file.open(QIODevice::ReadOnly))
         throw HttpError{404, QStringLiteral("there is no page %1").arg(call.path.left(200))};
-    static const QHash<QString, QByteArray> types{
-        {QStringLiteral("html"), "text/html; charset=utf-8"}, {QStringLiteral("css"), "text/css; charset=utf-8"},
-        {QStringLiteral("js"), "text/javascript; charset=utf-8"}, {QStringLiteral("svg"), "image/svg+xml"},
-        {QStringLiteral("png"), "image/png"}, {QStringLiteral("ico"), "image/x-icon"}};
+    static const QHash<QString, QByteArray> types{{QStringLiteral("html"), "text/html; charset=utf-8"},
+                                                  {QStringLiteral("css"), "text/css; charset=utf-8"},
+                                                  {QStringLiteral("js"), "text/javascript; charset=utf-8"},
+                                                  {QStringLiteral("svg"), "image/svg+xml"},
+                                                  {QStringLiteral("png"), "image/png"},
+                                                  {QStringLiteral("ico"), "image/x-icon"}};
     call.contentType = types.value(match.captured(2));
     call.body = file.readAll();
 }

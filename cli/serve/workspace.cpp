@@ -104,8 +104,8 @@ QJsonObject variableJson(const vls::RecordSet& records, int number)
     return QJsonObject{
         {QStringLiteral("number"), number},
         {QStringLiteral("kind"), text ? QStringLiteral("text") : QStringLiteral("cell")},
-        {QStringLiteral("label"), (text ? QStringLiteral("Text Var %1") : QStringLiteral("Cell Var %1"))
-                                      .arg(text ? number : number - 256)},
+        {QStringLiteral("label"),
+         (text ? QStringLiteral("Text Var %1") : QStringLiteral("Cell Var %1")).arg(text ? number : number - 256)},
         {QStringLiteral("name"), r[clsVariableAccess::Name]},
         {QStringLiteral("data"), r[clsVariableAccess::Data]},
         {QStringLiteral("color"), varfields::colourName(r[clsVariableAccess::Color])},
