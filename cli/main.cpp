@@ -17,8 +17,6 @@ int main(int argc, char* argv[])
     components::install();
     qmdvars::Console console;
     console.terminal = isatty(fileno(stderr)) != 0;
-    const QStringList arguments = QCoreApplication::arguments();
-    if (serve::isServeCommand(arguments))
-        return serve::run(arguments, console);
-    return qmdvars::run(arguments, console);
+    serve::addCommands();
+    return qmdvars::run(QCoreApplication::arguments(), console);
 }

@@ -132,10 +132,18 @@ QString Runs::startUpdate(const UpdateRequest& request, const Snapshot& snapshot
         for (qsizetype i = 0; i < chosen.size(); ++i) {
             const updatejobs::State& s = states[i];
             const bool done = finished || s.phase == updatejobs::State::Done;
+            // Each unit's own result once the display was sent; before that its addresses.
             QJsonArray units;
-            for (const QString& unit : chosen[i].units.split(u',', Qt::SkipEmptyParts))
-                units.append(QJsonObject{{QStringLiteral("address"), unit.trimmed().toInt()},
-                                         {QStringLiteral("sent"), done && s.updated}});
+            for (const UnitResult& u : s.units) {
+                QJsonObject unit{{QStringLiteral("address"), u.address}, {QStringLiteral("sent"), u.sent}};
+                if (!u.error.isEmpty())
+                    unit.insert(QStringLiteral("error"), u.error);
+                units.append(unit);
+            }
+            if (s.units.isEmpty())
+                for (const QString& unit : chosen[i].units.split(u',', Qt::SkipEmptyParts))
+                    units.append(QJsonObject{{QStringLiteral("address"), unit.trimmed().toInt()},
+                                             {QStringLiteral("sent"), false}});
             QJsonObject row{{QStringLiteral("number"), chosen[i].number},
                             {QStringLiteral("name"), chosen[i].name},
                             {QStringLiteral("phase"), finished ? QStringLiteral("done") : phaseName(s.phase)},

@@ -1,14 +1,13 @@
 #include "servecommands.h"
 
 #include "accounts.h"
+#include "commands/commandtable.h"
 #include "displays.h"
 #include "httperror.h"
 #include "server.h"
 #include "stopsignals.h"
 #include "workspace.h"
 
-#include <QCommandLineParser>
-#include <QCoreApplication>
 #include <QEventLoop>
 
 #include <cstdio>
@@ -18,14 +17,37 @@
 namespace serve {
 
 namespace {
-const QStringList kOurs{QStringLiteral("serve"), QStringLiteral("user"), QStringLiteral("token")};
-const QStringList kGlobalWithValue{QStringLiteral("--file"), QStringLiteral("--displays-file"),
-                                   QStringLiteral("--refresh"), QStringLiteral("--feed-wait")};
+using qmdvars::Command;
+using qmdvars::Context;
+using qmdvars::Failure;
 
-struct Failure {
-    int code;
-    QString message;
-};
+const QCommandLineOption kRole(QStringLiteral("role"), QStringLiteral("viewer, operator or admin."),
+                               QStringLiteral("ROLE"));
+const QCommandLineOption kListen(QStringLiteral("listen"),
+                                 QStringLiteral("Address and port (default 127.0.0.1:47080; plain HTTP only on a "
+                                                "loopback address; port 0 picks a free one)."),
+                                 QStringLiteral("ADDR:PORT"));
+const QCommandLineOption kCert(QStringLiteral("tls-cert"), QStringLiteral("PEM certificate for HTTPS."),
+                               QStringLiteral("F"));
+const QCommandLineOption kKey(QStringLiteral("tls-key"), QStringLiteral("PEM private key for HTTPS."),
+                              QStringLiteral("F"));
+const QCommandLineOption kJobs(QStringLiteral("jobs"), QStringLiteral("Update up to N displays at once (default 1)."),
+                               QStringLiteral("N"));
+const QCommandLineOption kHost(QStringLiteral("host"),
+                               QStringLiteral("A further name the server answers to (its Host header); repeatable."),
+                               QStringLiteral("NAME"));
+const QCommandLineOption kProxy(QStringLiteral("trusted-proxy"),
+                                QStringLiteral("A reverse proxy whose X-Forwarded-For is believed; repeatable."),
+                                QStringLiteral("ADDR"));
+const QCommandLineOption kIdle(QStringLiteral("session-idle"),
+                               QStringLiteral("Minutes after which an unused session ends (default 30)."),
+                               QStringLiteral("MIN"));
+const QCommandLineOption kTimeout(QStringLiteral("request-timeout"),
+                                  QStringLiteral("Seconds a client has to send a whole request (default 10)."),
+                                  QStringLiteral("S"));
+const QCommandLineOption kConnections(QStringLiteral("max-connections"),
+                                      QStringLiteral("Connections one address may hold at once (default 32)."),
+                                      QStringLiteral("N"));
 
 // The password from the terminal without echo, or a line of standard input.
 QString readPassword(qmdvars::Console& console, const QString& prompt)
@@ -68,32 +90,23 @@ void saveAccounts(accounts::Store& store)
         throw Failure{qmdvars::BadInputFile, store.error()};
 }
 
-accounts::Role roleOf(const QCommandLineParser& p, const QCommandLineOption& option)
+accounts::Role roleOf(const Context& c)
 {
-    if (!p.isSet(option))
-        throw Failure{qmdvars::BadArguments, QStringLiteral("--role is required (viewer, operator or admin)")};
-    const auto role = accounts::roleNamed(p.value(option));
+    const auto role = accounts::roleNamed(qmdvars::required(c, kRole));
     if (!role)
         throw Failure{qmdvars::BadArguments,
-                      QStringLiteral("unknown role \"%1\" (viewer, operator or admin)").arg(p.value(option))};
+                      QStringLiteral("unknown role \"%1\" (viewer, operator or admin)").arg(c.parser.value(kRole))};
     return *role;
 }
 
-int userCommand(const QStringList& args, QCommandLineParser& p, qmdvars::Console& console)
+int user(Context& c)
 {
-    const QCommandLineOption role(QStringLiteral("role"), QStringLiteral("viewer, operator or admin."),
-                                  QStringLiteral("ROLE"));
-    p.addOption(role);
-    p.addPositionalArgument(QStringLiteral("ACTION"), QStringLiteral("add, passwd, role, remove or list."));
-    p.addPositionalArgument(QStringLiteral("NAME"), QStringLiteral("The account's name."));
-    if (!p.parse(args))
-        throw Failure{qmdvars::BadArguments, p.errorText()};
-    const QStringList pos = p.positionalArguments();
-    const QString action = pos.value(0);
+    const QStringList pos = qmdvars::positionals(c, 1, 2);
+    const QString action = pos[0];
     if (action == u"list" && pos.size() == 1) {
         const accounts::Store store = loadedAccounts();
         for (const accounts::User& u : store.users())
-            console.out << u.name << '\t' << accounts::roleName(u.role) << '\n';
+            c.console.out << u.name << '\t' << accounts::roleName(u.role) << '\n';
         return qmdvars::AllDone;
     }
     if (pos.size() != 2
@@ -106,41 +119,34 @@ int userCommand(const QStringList& args, QCommandLineParser& p, qmdvars::Console
     accounts::Store store = loadedAccounts();
     QString error;
     if (action == u"add") {
-        const accounts::Role r = roleOf(p, role);
+        const accounts::Role role = roleOf(c);
         if (store.user(name))
             throw Failure{qmdvars::BadArguments, QStringLiteral("there is already an account \"%1\"").arg(name)};
-        error = store.addUser(name, r, readPassword(console, QStringLiteral("Password for %1: ").arg(name)));
+        error = store.addUser(name, role, readPassword(c.console, QStringLiteral("Password for %1: ").arg(name)));
     } else if (action == u"passwd") {
         if (!store.user(name))
             throw Failure{qmdvars::BadArguments, QStringLiteral("there is no account \"%1\"").arg(name)};
-        error = store.setPassword(name, readPassword(console, QStringLiteral("New password for %1: ").arg(name)));
+        error = store.setPassword(name, readPassword(c.console, QStringLiteral("New password for %1: ").arg(name)));
     } else if (action == u"role") {
-        error = store.setRole(name, roleOf(p, role));
+        error = store.setRole(name, roleOf(c));
     } else {
         error = store.removeUser(name);
     }
     if (!error.isEmpty())
         throw Failure{qmdvars::BadArguments, error};
     saveAccounts(store);
-    console.err << "account " << name << ": done (" << store.path() << ")\n";
+    c.console.err << "account " << name << ": done (" << store.path() << ")\n";
     return qmdvars::AllDone;
 }
 
-int tokenCommand(const QStringList& args, QCommandLineParser& p, qmdvars::Console& console)
+int token(Context& c)
 {
-    const QCommandLineOption role(QStringLiteral("role"), QStringLiteral("viewer, operator or admin."),
-                                  QStringLiteral("ROLE"));
-    p.addOption(role);
-    p.addPositionalArgument(QStringLiteral("ACTION"), QStringLiteral("create, revoke or list."));
-    p.addPositionalArgument(QStringLiteral("NAME"), QStringLiteral("The token's name, or its id to revoke."));
-    if (!p.parse(args))
-        throw Failure{qmdvars::BadArguments, p.errorText()};
-    const QStringList pos = p.positionalArguments();
+    const QStringList pos = qmdvars::positionals(c, 1, 2);
     accounts::Store store = loadedAccounts();
-    if (pos.value(0) == u"list" && pos.size() == 1) {
+    if (pos[0] == u"list" && pos.size() == 1) {
         for (const accounts::Token& t : store.tokens())
-            console.out << t.id << '\t' << t.name << '\t' << accounts::roleName(t.role) << '\t'
-                        << t.created.toString(Qt::ISODate) << '\n';
+            c.console.out << t.id << '\t' << t.name << '\t' << accounts::roleName(t.role) << '\t'
+                          << t.created.toString(Qt::ISODate) << '\n';
         return qmdvars::AllDone;
     }
     if (pos.size() != 2 || (pos[0] != u"create" && pos[0] != u"revoke"))
@@ -150,56 +156,24 @@ int tokenCommand(const QStringList& args, QCommandLineParser& p, qmdvars::Consol
         if (const QString error = store.revokeToken(pos[1]); !error.isEmpty())
             throw Failure{qmdvars::BadArguments, error};
         saveAccounts(store);
-        console.err << "token " << pos[1] << " revoked\n";
+        c.console.err << "token " << pos[1] << " revoked\n";
         return qmdvars::AllDone;
     }
     QString error;
-    const QString token = store.createToken(pos[1], roleOf(p, role), &error);
-    if (token.isEmpty())
+    const QString text = store.createToken(pos[1], roleOf(c), &error);
+    if (text.isEmpty())
         throw Failure{qmdvars::BadArguments, error};
     saveAccounts(store);
-    console.err << "The token is shown this once; keep it where the script reads it:\n";
-    console.err.flush();
-    console.out << token << '\n';
+    c.console.err << "The token is shown this once; keep it where the script reads it:\n";
+    c.console.err.flush();
+    c.console.out << text << '\n';
     return qmdvars::AllDone;
 }
 
-int serveCommand(const QStringList& args, QCommandLineParser& p, qmdvars::Console& console, const QString& file,
-                 const QString& displaysFile)
+Options serveOptions(const Context& c)
 {
-    const QCommandLineOption listen(QStringLiteral("listen"),
-                                    QStringLiteral("Address and port (default 127.0.0.1:47080; plain HTTP only on a "
-                                                   "loopback address)."),
-                                    QStringLiteral("ADDR:PORT"));
-    const QCommandLineOption cert(QStringLiteral("tls-cert"), QStringLiteral("PEM certificate for HTTPS."),
-                                  QStringLiteral("F"));
-    const QCommandLineOption key(QStringLiteral("tls-key"), QStringLiteral("PEM private key for HTTPS."),
-                                 QStringLiteral("F"));
-    const QCommandLineOption jobs(QStringLiteral("jobs"),
-                                  QStringLiteral("Update up to N displays at once (default 1)."), QStringLiteral("N"));
-    const QCommandLineOption host(QStringLiteral("host"),
-                                  QStringLiteral("A further name the server answers to (its Host header); repeatable."),
-                                  QStringLiteral("NAME"));
-    const QCommandLineOption proxy(QStringLiteral("trusted-proxy"),
-                                   QStringLiteral("A reverse proxy whose X-Forwarded-For is believed; repeatable."),
-                                   QStringLiteral("ADDR"));
-    const QCommandLineOption idle(QStringLiteral("session-idle"),
-                                  QStringLiteral("Minutes after which an unused session ends (default 30)."),
-                                  QStringLiteral("MIN"));
-    const QCommandLineOption timeout(QStringLiteral("request-timeout"),
-                                     QStringLiteral("Seconds a client has to send a whole request (default 10)."),
-                                     QStringLiteral("S"));
-    const QCommandLineOption connections(QStringLiteral("max-connections"),
-                                         QStringLiteral("Connections one address may hold at once (default 32)."),
-                                         QStringLiteral("N"));
-    p.addOptions({listen, cert, key, jobs, host, proxy, idle, timeout, connections});
-    if (!p.parse(args))
-        throw Failure{qmdvars::BadArguments, p.errorText()};
-    if (!p.positionalArguments().isEmpty())
-        throw Failure{qmdvars::BadArguments,
-                      QStringLiteral("unexpected argument \"%1\"").arg(p.positionalArguments().first())};
     Options options;
-    const QString where = p.value(listen).isEmpty() ? QStringLiteral("127.0.0.1:47080") : p.value(listen);
+    const QString where = c.parser.isSet(kListen) ? c.parser.value(kListen) : QStringLiteral("127.0.0.1:47080");
     const qsizetype colon = where.lastIndexOf(u':');
     bool portOk = false;
     const uint port = where.mid(colon + 1).toUInt(&portOk);
@@ -212,151 +186,97 @@ int serveCommand(const QStringList& args, QCommandLineParser& p, qmdvars::Consol
             qmdvars::BadArguments,
             QStringLiteral("--listen takes ADDRESS:PORT, for example 127.0.0.1:47080, not \"%1\"").arg(where)};
     options.port = quint16(port);
-    options.tlsCert = p.value(cert);
-    options.tlsKey = p.value(key);
+    options.tlsCert = c.parser.value(kCert);
+    options.tlsKey = c.parser.value(kKey);
     if (options.tlsCert.isEmpty() != options.tlsKey.isEmpty())
         throw Failure{qmdvars::BadArguments, QStringLiteral("--tls-cert and --tls-key go together")};
     if (options.tlsCert.isEmpty() && !options.address.isLoopback())
         throw Failure{qmdvars::BadArguments, QStringLiteral("plain HTTP is served on a loopback address only: give "
                                                             "--tls-cert and --tls-key to listen on %1")
                                                  .arg(options.address.toString())};
-    auto number = [&](const QCommandLineOption& o, int lowest, int highest, int otherwise) {
-        if (!p.isSet(o))
-            return otherwise;
-        bool ok = false;
-        const int v = p.value(o).toInt(&ok);
-        if (!ok || v < lowest || v > highest)
-            throw Failure{qmdvars::BadArguments, QStringLiteral("--%1 takes a whole number from %2 to %3, not \"%4\"")
-                                                     .arg(o.names().constFirst())
-                                                     .arg(lowest)
-                                                     .arg(highest)
-                                                     .arg(p.value(o))};
-        return v;
-    };
-    options.jobs = number(jobs, 1, 64, 1);
-    options.sessionIdleMinutes = number(idle, 1, 24 * 60, 30);
-    options.limits.requestTimeoutMs = number(timeout, 1, 600, 10) * 1000;
-    options.limits.maxConnectionsPerAddress = number(connections, 1, 10000, 32);
-    options.hosts = p.values(host);
-    for (const QString& a : p.values(proxy)) {
+    options.jobs = qmdvars::numberOption(c, kJobs, 1, 64, 1);
+    options.sessionIdleMinutes = qmdvars::numberOption(c, kIdle, 1, 24 * 60, 30);
+    options.limits.requestTimeoutMs = qmdvars::numberOption(c, kTimeout, 1, 600, 10) * 1000;
+    options.limits.maxConnectionsPerAddress = qmdvars::numberOption(c, kConnections, 1, 10000, 32);
+    options.hosts = c.parser.values(kHost);
+    for (const QString& a : c.parser.values(kProxy)) {
         const QHostAddress address(a);
         if (address.isNull())
             throw Failure{qmdvars::BadArguments, QStringLiteral("--trusted-proxy takes an address, not \"%1\"").arg(a)};
         options.trustedProxies.append(address);
     }
     options.accountsFile = accounts::Store::defaultPath();
-    if (!displaysFile.isEmpty())
-        displays::useListFile(displays::listFile(displaysFile));
+    return options;
+}
 
-    Workspace workspace(file, displaysFile);
+int serveCommand(Context& c)
+{
+    qmdvars::positionals(c, 0, 0);
+    const Options options = serveOptions(c);
+    Workspace workspace(c.file, c.displaysFile);
     try {
         workspace.read();
     } catch (const HttpError& e) {
         throw Failure{qmdvars::BadInputFile, e.message};
     }
-    Server server(options, &workspace, console.err);
+    Server server(options, &workspace, c.console.err);
     QString error;
     if (!server.start(&error))
         throw Failure{qmdvars::BadInputFile, error};
     accounts::Store store(options.accountsFile);
     if (store.load() && store.users().isEmpty() && store.tokens().isEmpty())
-        console.err << "qmdvars: no accounts yet: add one with qmdvars user add NAME --role admin\n";
-    console.err << "serving " << workspace.variableFile() << " on " << server.url() << '\n';
-    console.err.flush();
-    console.out << "LISTENING " << server.url() << '\n';
-    console.out.flush();
+        c.console.err << "qmdvars: no accounts yet: add one with qmdvars user add NAME --role admin\n";
+    c.console.err << "serving " << workspace.variableFile() << " on " << server.url() << '\n';
+    c.console.err.flush();
+    c.console.out << "LISTENING " << server.url() << '\n';
+    c.console.out.flush();
 
     QEventLoop loop;
     StopSignals stop;
     QObject::connect(&stop, &StopSignals::stopRequested, &loop, [&](int signal) {
-        console.err << "stopping on signal " << signal << '\n';
+        c.console.err << "stopping on signal " << signal << '\n';
         loop.quit();
     });
     loop.exec();
     server.stop();
-    console.err << "stopped\n";
+    c.console.err << "stopped\n";
     return qmdvars::AllDone;
 }
 } // namespace
 
-bool isServeCommand(const QStringList& arguments)
+void addCommands()
 {
-    for (qsizetype i = 1; i < arguments.size(); ++i) {
-        const QString& a = arguments[i];
-        if (kGlobalWithValue.contains(a)) {
-            ++i;
-            continue;
-        }
-        if (a.startsWith(u'-'))
-            continue;
-        return kOurs.contains(a);
-    }
-    return false;
-}
-
-int run(const QStringList& arguments, qmdvars::Console& console)
-{
-    // The global options before the command, then the command's own.
-    QString file;
-    QString displaysFile;
-    qsizetype i = 1;
-    for (; i < arguments.size() && !kOurs.contains(arguments[i]); ++i) {
-        const QString& a = arguments[i];
-        const QString value = i + 1 < arguments.size() ? arguments[i + 1] : QString();
-        if (a == u"--file")
-            file = value;
-        else if (a == u"--displays-file")
-            displaysFile = value;
-        if (kGlobalWithValue.contains(a))
-            ++i;
-        else if (a.startsWith(QStringLiteral("--file=")))
-            file = a.mid(7);
-        else if (a.startsWith(QStringLiteral("--displays-file=")))
-            displaysFile = a.mid(16);
-    }
-    const QString command = arguments.value(i);
-    const QStringList args = QStringList{QStringLiteral("qmdvars ") + command} + arguments.mid(i + 1);
-    QCommandLineParser parser;
-    const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this help."));
-    parser.addOption(help);
-    try {
-        int code = 0;
-        if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
-            QCommandLineParser shown;
-            shown.addOption(help);
-            if (command == u"serve") {
-                console.out << "Usage: qmdvars [--file F] [--displays-file F] serve [--listen ADDR:PORT] "
-                               "[--tls-cert F --tls-key F] [--jobs N] [--host NAME] [--trusted-proxy ADDR] "
-                               "[--session-idle MIN] [--request-timeout S] [--max-connections N]\n\nServes the HTTP "
-                               "API (/api/v1, docs/api.md) and the web "
-                               "console until SIGINT or SIGTERM.\n";
-            } else if (command == u"user") {
-                console.out << "Usage: qmdvars user add NAME --role viewer|operator|admin | passwd NAME | role NAME "
-                               "--role ROLE | remove NAME | list\n\nThe password is read from the terminal, or "
-                               "from standard input when it is not one.\n";
-            } else {
-                console.out << "Usage: qmdvars token create NAME --role viewer|operator|admin | revoke NAME|ID | "
-                               "list\n\nA new token is printed once.\n";
-            }
-            console.out << '\n' << qmdvars::exitCodesHelp();
-            return qmdvars::AllDone;
-        }
-        if (command == u"serve")
-            code = serveCommand(args, parser, console, file, displaysFile);
-        else if (command == u"user")
-            code = userCommand(args, parser, console);
-        else
-            code = tokenCommand(args, parser, console);
-        console.out.flush();
-        return code;
-    } catch (const Failure& f) {
-        console.out.flush();
-        console.err << "qmdvars: " << f.message << '\n';
-        if (f.code == qmdvars::BadArguments)
-            console.err << "Try 'qmdvars " << command << " --help'.\n";
-        return f.code;
-    }
+    qmdvars::commands::add(
+        {QStringLiteral("serve"),
+         QStringLiteral("serve [--listen ADDR:PORT] [--tls-cert F --tls-key F] [--jobs N] [--host NAME] "
+                        "[--trusted-proxy ADDR] [--session-idle MIN] [--request-timeout S] [--max-connections N]"),
+         QStringLiteral("Serves the web console and the HTTP API (/api/v1, docs/api.md) on the variable file, the "
+                        "display list and the send history until SIGINT or SIGTERM (exit code 0). Prints "
+                        "\"LISTENING URL\" when ready; one line per change, login and refusal goes to the error "
+                        "output."),
+         {kListen, kCert, kKey, kJobs, kHost, kProxy, kIdle, kTimeout, kConnections},
+         {},
+         serveCommand});
+    qmdvars::commands::add(
+        {QStringLiteral("user"),
+         QStringLiteral("user add NAME --role viewer|operator|admin | passwd NAME | role NAME --role ROLE | "
+                        "remove NAME | list"),
+         QStringLiteral("Manages the accounts of the web console and the HTTP API, kept beside the machine-wide "
+                        "settings. add and passwd read the password from the terminal, or a line of standard "
+                        "input when it is not one."),
+         {kRole},
+         {{QStringLiteral("ACTION"), QStringLiteral("add, passwd, role, remove or list.")},
+          {QStringLiteral("NAME"), QStringLiteral("The account's name.")}},
+         user});
+    qmdvars::commands::add(
+        {QStringLiteral("token"),
+         QStringLiteral("token create NAME --role viewer|operator|admin | revoke NAME|ID | list"),
+         QStringLiteral("Manages the tokens scripts send as \"Authorization: Bearer TOKEN\". A new token is "
+                        "printed once."),
+         {kRole},
+         {{QStringLiteral("ACTION"), QStringLiteral("create, revoke or list.")},
+          {QStringLiteral("NAME"), QStringLiteral("The token's name, or its id to revoke.")}},
+         token});
 }
 
 } // namespace serve

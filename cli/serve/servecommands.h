@@ -1,15 +1,10 @@
 #pragma once
 
-// The commands `serve`, `user` and `token` of qmdvars.
-
-#include "app.h"
+// The commands `serve`, `user` and `token` of qmdvars, added to the tool's
+// command table by the program.
 
 namespace serve {
 
-// Whether the command line (the program's name first, global options before
-// the command) names one of these commands.
-bool isServeCommand(const QStringList& arguments);
-// Runs it; the exit codes are the tool's.
-int run(const QStringList& arguments, qmdvars::Console& console);
+void addCommands();
 
 } // namespace serve

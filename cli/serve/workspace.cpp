@@ -4,7 +4,7 @@
 #include "httperror.h"
 #include "runtimeerror.h"
 #include "varfields.h"
-#include "varrange.h"
+#include "options.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -118,17 +118,11 @@ QJsonObject variableJson(const vls::RecordSet& records, int number)
 
 QList<int> variablesOf(const QString& range)
 {
-    if (!varrange::wellFormed(range))
-        throw HttpError{400, QStringLiteral("bad variable range \"%1\" (for example 1,3,5-12)").arg(range)};
-    QList<int> numbers;
     try {
-        numbers = varrange::parse(range, clsVariableAccess::kVariableCount);
-    } catch (const RuntimeError&) {
-        throw HttpError{400, QStringLiteral("a number in \"%1\" is too large").arg(range)};
+        return qmdvars::variablesOf(range);
+    } catch (const qmdvars::Failure& f) {
+        throw HttpError{400, f.message};
     }
-    if (numbers.isEmpty())
-        throw HttpError{400, QStringLiteral("\"%1\" names no variable (1 to 416)").arg(range)};
-    return numbers;
 }
 
 Fields fieldsOf(const QJsonObject& change, int number)

@@ -177,7 +177,9 @@ class Api(unittest.TestCase):
         self.assertFalse(final['ok'])
         one, gone = final['displays']
         self.assertEqual((one['result'], one['percent'], one['units']), ('Updated', 100, [{'address': 1, 'sent': True}]))
-        self.assertEqual((gone['result'], gone['units']), ('FAILED', [{'address': 1, 'sent': False}]))
+        self.assertEqual(gone['result'], 'FAILED')
+        self.assertEqual([(u['address'], u['sent']) for u in gone['units']], [(1, False)])
+        self.assertIn('cannot connect', gone['units'][0]['error'])
         self.assertTrue(gone['error'])
         self.assertEqual(self.req('GET', f'{V}/updates/{run_id}', token=self.rig.token).json, {
             k: v for k, v in final.items() if k != 'type'})
@@ -262,6 +264,32 @@ class Api(unittest.TestCase):
         self.assertEqual(self.req('PATCH', V + '/variables/1', {'data': 'x'}, token=other).status, 403)
         self.assertEqual(self.rig.tool('token', 'revoke', 'temp').returncode, 0)
         self.assertEqual(self.req('GET', V + '/variables/1', token=other).status, 401)
+
+    def test_user_and_token_commands(self):
+        for args, stdin, text in [
+            (('user', 'add', 'zed'), 'long-enough\n', '--role is required'),
+            (('user', 'add', 'zed', '--role', 'boss'), 'long-enough\n', 'unknown role "boss"'),
+            (('user', 'add', 'zed', '--role', 'viewer'), 'short\n', 'at least 8 characters'),
+            (('user', 'add', 'zed', '--role', 'viewer'), '', 'no password given'),
+            (('user', 'add', 'bad name', '--role', 'viewer'), 'long-enough\n', 'letters, digits'),
+            (('user', 'add', 'viewer', '--role', 'viewer'), 'long-enough\n', 'already an account'),
+            (('user', 'passwd', 'nobody'), 'long-enough\n', 'no account "nobody"'),
+            (('token', 'revoke', 'nothing'), '', 'no token "nothing"'),
+            (('token', 'frob', 'x'), '', 'token takes create'),
+        ]:
+            with self.subTest(args=args):
+                r = self.rig.tool(*args, input=stdin)
+                self.assertEqual(r.returncode, 2, r.stderr)
+                self.assertIn(text, r.stderr)
+        self.assertEqual(self.rig.tool('user', 'add', 'zed', '--role', 'viewer', input='zed-pass-1\n').returncode, 0)
+        self.assertEqual(self.rig.tool('user', 'passwd', 'zed', input='zed-pass-2\n').returncode, 0)
+        self.rig.login('zed', 'zed-pass-2')
+        self.assertIn('zed\tviewer', self.rig.tool('user', 'list').stdout)
+        self.assertEqual(self.rig.tool('user', 'remove', 'zed').returncode, 0)
+        self.assertNotIn('zed', self.rig.tool('user', 'list').stdout)
+        listed = self.rig.tool('token', 'list').stdout
+        self.assertIn('\tscript\toperator\t', listed)
+        self.assertNotIn(self.rig.token.rsplit('_', 1)[1], listed)
 
     def test_login_rate_limit_per_client(self):
         # Behind the trusted proxy (127.0.0.1 here) the client is the forwarded address.
