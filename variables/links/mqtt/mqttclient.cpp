@@ -28,7 +28,8 @@ void initLibrary()
 }
 } // namespace
 
-Client::Client(const ClientOptions& options, QObject* parent) : QObject(parent), m_options(options)
+Client::Client(const ClientOptions& options, QObject* parent)
+    : QObject(parent), m_options(options), m_misc(this), m_reconnect(this)
 {
     initLibrary();
     const bool persistent = m_options.persistentSession && !m_options.clientId.isEmpty();

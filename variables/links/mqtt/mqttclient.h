@@ -95,7 +95,7 @@ private:
     mosquitto* m_mosq = nullptr;
     QSocketNotifier* m_read = nullptr;
     QSocketNotifier* m_write = nullptr;
-    QTimer m_misc;
+    QTimer m_misc; // children, so they move with the client to another thread
     QTimer m_reconnect;
     int m_delaySeconds = 1;
     bool m_running = false;
