@@ -21,6 +21,10 @@
 #include "varrange.h"
 #include "varstore.h"
 #include "watch.h"
+#include "buswatch.h"
+#include "mqttagent.h"
+#include "topiccache.h"
+#include "topiclinks.h"
 
 #include <QCommandLineParser>
 #include <QEventLoop>
@@ -243,8 +247,10 @@ int show(Context& c)
                       << varfields::yesNoName(set.VariableInverse(v)) << '\t' << set.VariableMaxLength(v) << '\t'
                       << set.GetDisplayableData(v, link.get());
         // A JSON value that is stale or missing says why.
-        if (const QString source = set.VariableOLELink(v); links::parseJsonLinkSource(source)) {
-            const links::FeedReading reading = links::readJsonLink(source);
+        if (const QString source = set.VariableOLELink(v);
+            links::parseJsonLinkSource(source) || mqtt::isTopicSource(source)) {
+            const links::FeedReading reading = mqtt::isTopicSource(source) ? links::readTopicLink(source)
+                                                                           : links::readJsonLink(source);
             if (!reading.error.isEmpty())
                 c.console.out << '\t' << (reading.stale ? "stale: " : "error: ") << reading.error;
         }
@@ -542,6 +548,52 @@ int retryIntervalOf(const Context& c)
     return numberOption(c, kRetryIntervalOption, 0, 24 * 3600, ok ? setting : 3600);
 }
 
+const QCommandLineOption kPublishOption(QStringLiteral("publish"),
+                                        QStringLiteral("Publish each display's state, every send and this agent's "
+                                                       "presence on the broker URL, under its topic prefix."),
+                                        QStringLiteral("mqtt[s]://[USER@]HOST[:PORT]/PREFIX"));
+const QCommandLineOption kSiteOption(QStringLiteral("site"),
+                                     QStringLiteral("This agent's site: its topics under PREFIX/sites/NAME, and "
+                                                    "commands from PREFIX/all/ too."),
+                                     QStringLiteral("NAME"));
+const QCommandLineOption kAgentOption(QStringLiteral("agent"),
+                                      QStringLiteral("This agent's name (default: the site, or the host's name)."),
+                                      QStringLiteral("NAME"));
+const QCommandLineOption kAcceptCommandsOption(QStringLiteral("accept-commands"),
+                                               QStringLiteral("Act on PREFIX/variables/<n>/set messages."));
+const QCommandLineOption kKeepAliveOption(QStringLiteral("keepalive"),
+                                          QStringLiteral("Seconds between signs of life to the brokers (default "
+                                                         "30)."),
+                                          QStringLiteral("S"));
+
+// The agent's options from --publish, --site, --agent and --accept-commands.
+std::optional<agent::Options> agentOptionsOf(const Context& c, int keepAlive)
+{
+    if (!c.parser.isSet(kPublishOption)) {
+        for (const QCommandLineOption* o : {&kSiteOption, &kAgentOption, &kAcceptCommandsOption})
+            if (c.parser.isSet(*o))
+                throw Failure{BadArguments, QStringLiteral("--%1 needs --publish").arg(o->names().first())};
+        return std::nullopt;
+    }
+    const mqtt::ParsedBrokerUrl url = mqtt::parseBrokerUrl(c.parser.value(kPublishOption));
+    if (!url.broker)
+        throw Failure{BadArguments,
+                      QStringLiteral("bad --publish \"%1\": %2").arg(c.parser.value(kPublishOption), url.error)};
+    agent::Options options;
+    options.broker = *url.broker;
+    options.prefix = url.prefix;
+    options.site = c.parser.value(kSiteOption);
+    options.name = c.parser.value(kAgentOption);
+    for (const QString& name : {options.site, options.name})
+        if (!name.isEmpty() && !agent::validLevel(name))
+            throw Failure{BadArguments, QStringLiteral("\"%1\" cannot be a topic level (no /, + or #)").arg(name)};
+    if (c.parser.isSet(kSiteOption) && options.site.isEmpty())
+        throw Failure{BadArguments, QStringLiteral("an empty --site")};
+    options.acceptCommands = c.parser.isSet(kAcceptCommandsOption);
+    options.keepAliveSeconds = keepAlive;
+    return options;
+}
+
 int watchCommand(Context& c)
 {
     positionals(c, 0, 0);
@@ -551,19 +603,66 @@ int watchCommand(Context& c)
     options.debounceMs = numberOption(c, kDebounceOption, 0, 3600 * 1000, 500);
     options.retryIntervalSeconds = std::max(1, retryIntervalOf(c));
     options.pollSeconds = links::FeedCache::shared().refreshSeconds();
+    const int keepAlive = numberOption(c, kKeepAliveOption, 5, 3600, 30);
+    const std::optional<agent::Options> agentOptions = agentOptionsOf(c, keepAlive);
     const QList<displays::Entry> chosen = chosenDisplays(c);
     const VarStore store = loadedStore(c);
     const auto engine = engineFor(store);
-
-    watch::Watcher watcher(engine->get(), chosen, options, c.console.out);
-    if (watcher.linked().isEmpty())
-        throw Failure{BadArguments, QStringLiteral("none of the chosen variables is linked: nothing to watch")};
     QStringList numbers;
     for (const displays::Entry& e : chosen)
         numbers.append(e.number);
+    std::unique_ptr<agent::Agent> bus;
+    if (agentOptions) {
+        bus = std::make_unique<agent::Agent>(*agentOptions, numbers);
+        // The linked topics in a session of their own that the broker keeps.
+        mqtt::TopicCache::shared().setSession(
+            QStringLiteral("qmdvars-links-") + (agentOptions->site.isEmpty() ? QString() : agentOptions->site + u'-')
+                + bus->topics().name,
+            keepAlive);
+    }
+
+    watch::Watcher watcher(engine->get(), chosen, options, c.console.out);
+    if (watcher.linked().isEmpty() && !(agentOptions && agentOptions->acceptCommands))
+        throw Failure{BadArguments, QStringLiteral("none of the chosen variables is linked: nothing to watch")};
     c.console.err << "watching " << watcher.linked().size() << " linked variable(s) in "
-                  << watcher.files().size() + watcher.urls().size() << " source(s) for display(s) "
-                  << numbers.join(u',') << '\n';
+                  << watcher.files().size() + watcher.urls().size() + watcher.topics().size()
+                  << " source(s) for display(s) " << numbers.join(u',') << '\n';
+    if (bus) {
+        const agent::Topics& t = bus->topics();
+        c.console.err << "publishing to " << agentOptions->broker.key() << " under " << t.base() << " as agent "
+                      << t.name << (agentOptions->acceptCommands ? "; commands accepted" : "; commands ignored")
+                      << '\n';
+        QObject::connect(&watcher, &watch::Watcher::sent, bus.get(), &agent::Agent::publishSend);
+        auto logLine = [&c](const QString& text) {
+            c.console.out << QDateTime::currentDateTime().toString(Qt::ISODate) << ' ' << text << '\n';
+            c.console.out.flush();
+        };
+        QObject::connect(bus.get(), &agent::Agent::brokerLost, bus.get(), [=](const QString& reason) {
+            logLine(
+                QStringLiteral("link to broker %1 for publishing lost: %2").arg(agentOptions->broker.key(), reason));
+        });
+        QObject::connect(bus.get(), &agent::Agent::brokerBack, bus.get(), [=] {
+            logLine(QStringLiteral("link to broker %1 for publishing up").arg(agentOptions->broker.key()));
+        });
+        QObject::connect(bus.get(), &agent::Agent::commandRefused, bus.get(),
+                         [=](const QString& topic, const QString& why) {
+                             logLine(QStringLiteral("command on %1 refused: %2").arg(topic, why));
+                         });
+        QObject::connect(
+            bus.get(), &agent::Agent::commandReceived, bus.get(), [&, logLine](const agent::Command& command) {
+                QString error;
+                if (!watch::applyCommand(c.file, engine->get(), command, &error)) {
+                    logLine(QStringLiteral("command for variable %1 refused: %2").arg(command.variable).arg(error));
+                    return;
+                }
+                const UpdateOption option = !command.hasAttributes() ? UpdateOption::DataOnly
+                                            : command.data           ? UpdateOption::DataAndAttributes
+                                                                     : UpdateOption::AttributesOnly;
+                logLine(QStringLiteral("command: variable %1 changed").arg(command.variable));
+                watcher.sendNow(varrange::selectionOf({command.variable}), option);
+            });
+        bus->start();
+    }
     c.console.err.flush();
 
     QEventLoop loop;
@@ -686,14 +785,17 @@ QList<Command> commands()
          {},
          auditCommand},
         {QStringLiteral("watch"),
-         QStringLiteral("watch --displays LIST [--vars RANGE] [--debounce MS] [--retry-interval S]"),
+         QStringLiteral("watch --displays LIST [--vars RANGE] [--debounce MS] [--retry-interval S] [--keepalive S]\n"
+                        "      [--publish mqtt[s]://[USER@]HOST[:PORT]/PREFIX [--site NAME] [--agent NAME] "
+                        "[--accept-commands]]"),
          QStringLiteral("Runs until stopped (SIGINT or SIGTERM, exit code 0): sends every linked variable of "
                         "RANGE (default: all) to the displays once, then watches the linked files and polls "
                         "the linked URLs (every --refresh seconds) and sends the data of the variables that "
                         "changed. Changes within the debounce time go out as one send. A display that fails is "
                         "tried again after the retry interval with everything that changed meanwhile. One line "
                         "per send and per failure goes to the output."),
-         {kDisplaysOption, kVarsOption, kDebounceOption, kRetryIntervalOption},
+         {kDisplaysOption, kVarsOption, kDebounceOption, kRetryIntervalOption, kKeepAliveOption, kPublishOption,
+          kSiteOption, kAgentOption, kAcceptCommandsOption},
          {},
          watchCommand},
         {QStringLiteral("history"),

@@ -1,5 +1,7 @@
 #include "watch.h"
 
+#include "buswatch.h"
+
 #include "clsVariableAccess.h"
 #include "feedlinks.h"
 #include "linkcontainer.h"
@@ -33,6 +35,8 @@ Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays,
     }
     m_documents.removeDuplicates();
     m_urls.removeDuplicates();
+    m_topics = std::make_unique<TopicFollower>(
+        m_set, m_linked, [this] { sourceChanged(); }, [this](const QString& line) { logLine(line); });
 
     m_debounce.setSingleShot(true);
     m_debounce.setInterval(m_options.debounceMs);
@@ -49,6 +53,8 @@ Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays,
 Watcher::~Watcher() = default;
 
 QStringList Watcher::files() const { return m_documents; }
+
+QStringList Watcher::topics() const { return m_topics->topics(); }
 
 void Watcher::start()
 {
@@ -110,7 +116,8 @@ void Watcher::sendChanges()
         }
         if (changed.isEmpty())
             continue;
-        if (sendTo(display, changed)) {
+        if (sendTo(display, changed, UpdateOption::DataOnly,
+                   m_started ? QStringLiteral("link") : QStringLiteral("start"))) {
             QHash<int16_t, QString>& held = m_onDisplay[display.number];
             for (const clsVarSetupInfo& member : std::as_const(changed))
                 held.insert(member.VarNum, now.value(member.VarNum));
@@ -120,6 +127,7 @@ void Watcher::sendChanges()
     }
     if (anyFailed)
         m_retry.start();
+    m_started = true;
     m_sending = false;
     if (m_changedWhileSending) {
         m_burst.start();
@@ -127,12 +135,19 @@ void Watcher::sendChanges()
     }
 }
 
-bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars)
+void Watcher::sendNow(const VarSelection& vars, UpdateOption option)
+{
+    for (const displays::Entry& display : std::as_const(m_displays))
+        sendTo(display, vars, option, QStringLiteral("command"));
+}
+
+bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars, UpdateOption option,
+                     const QString& cause)
 {
     UpdateRun run;
     run.setVariableSet(m_set);
     run.setLinkSource(m_link.get());
-    run.setRequest({display.number, QString(), vars, UpdateOption::DataOnly});
+    run.setRequest({display.number, QString(), vars, option});
     run.start();
     run.stopRetry(); // the watcher retries with what is new by then
     const DisplayRow& row = run.rows().constFirst();
@@ -147,6 +162,15 @@ bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars)
                     .arg(display.number, row.when)
                     .arg(m_options.retryIntervalSeconds));
     emit sendFinished(display.number, ok);
+    agent::SendReport report;
+    report.display = display.number;
+    report.name = display.name;
+    report.ok = ok;
+    report.error = ok ? QString() : row.when;
+    report.cause = cause;
+    for (const clsVarSetupInfo& member : vars)
+        report.variables.insert(member.VarNum, m_set->GetDisplayableData(member.VarNum, m_link.get()));
+    emit sent(report);
     return ok;
 }
 
