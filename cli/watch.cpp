@@ -6,7 +6,7 @@
 #include "feedlinks.h"
 #include "linkcontainer.h"
 #include "linkitem.h"
-#include "updaterun.h"
+#include "displaysender.h"
 
 #include <QDateTime>
 #include <QFileInfo>
@@ -17,7 +17,7 @@ namespace watch {
 Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays, const Options& options,
                  QTextStream& log)
     : m_set(set), m_displays(displays), m_options(options), m_log(log), m_link(links::create()),
-      m_files(new QFileSystemWatcher(this))
+      m_sender(std::make_unique<DisplaySender>(set, m_link.get())), m_files(new QFileSystemWatcher(this))
 {
     for (const clsVarSetupInfo& member : std::as_const(m_options.selection)) {
         const QString source = m_set->VariableOLELink(member.VarNum);
@@ -144,14 +144,8 @@ void Watcher::sendNow(const VarSelection& vars, UpdateOption option)
 bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars, UpdateOption option,
                      const QString& cause)
 {
-    UpdateRun run;
-    run.setVariableSet(m_set);
-    run.setLinkSource(m_link.get());
-    run.setRequest({display.number, QString(), vars, option});
-    run.start();
-    run.stopRetry(); // the watcher retries with what is new by then
-    const DisplayRow& row = run.rows().constFirst();
-    const bool ok = row.status == UpdateRun::kUpdated;
+    const SendResult result = m_sender->send(display.number, {vars, option});
+    const bool ok = result.ok && result.allUnitsSent;
     QStringList numbers;
     for (const clsVarSetupInfo& member : vars)
         numbers.append(QString::number(member.VarNum));
@@ -159,17 +153,19 @@ bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars, U
         logLine(QStringLiteral("display %1: sent %2").arg(display.number, numbers.join(u',')));
     else
         logLine(QStringLiteral("display %1: FAILED %2; trying again in %3 s")
-                    .arg(display.number, row.when)
+                    .arg(display.number, result.failureText())
                     .arg(m_options.retryIntervalSeconds));
     emit sendFinished(display.number, ok);
     agent::SendReport report;
     report.display = display.number;
     report.name = display.name;
     report.ok = ok;
-    report.error = ok ? QString() : row.when;
+    report.error = ok ? QString() : result.failureText();
     report.cause = cause;
-    for (const clsVarSetupInfo& member : vars)
-        report.variables.insert(member.VarNum, m_set->GetDisplayableData(member.VarNum, m_link.get()));
+    for (const UnitResult& unit : result.unitResults)
+        report.units.append({unit.address, unit.sent, unit.error});
+    for (auto it = result.sentTexts.cbegin(); it != result.sentTexts.cend(); ++it)
+        report.variables.insert(it.key(), it.value());
     emit sent(report);
     return ok;
 }
