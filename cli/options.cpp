@@ -10,48 +10,54 @@
 
 namespace qmdvars {
 
+QCommandLineOption valued(const QString& name, const QString& description, const QString& valueName,
+                          const QString& defaultValue)
+{
+    return QCommandLineOption(name, description, valueName, defaultValue);
+}
+
+QCommandLineOption flag(const QString& name, const QString& description)
+{
+    return QCommandLineOption(name, description);
+}
+
 namespace options {
 
-const QCommandLineOption file(QStringLiteral("file"),
-                              QStringLiteral("Work on variable file F instead of the current one."),
-                              QStringLiteral("F"));
-const QCommandLineOption displaysFile(QStringLiteral("displays-file"),
-                                      QStringLiteral("Read the display list from F instead of the host's "
-                                                     "Displays.dat."),
-                                      QStringLiteral("F"));
-const QCommandLineOption refresh(QStringLiteral("refresh"),
-                                 QStringLiteral("Fetch a linked JSON URL at most once in S seconds "
-                                                "(default %1).")
-                                     .arg(links::FeedCache::kDefaultRefreshSeconds),
-                                 QStringLiteral("S"));
-const QCommandLineOption feedWait(QStringLiteral("feed-wait"),
-                                  QStringLiteral("Wait at most MS milliseconds for a JSON URL before using "
-                                                 "its last value (default %1).")
-                                      .arg(links::FeedCache::kDefaultWaitMs),
-                                  QStringLiteral("MS"));
+const QCommandLineOption file = valued("file", "Work on variable file F instead of the current one.", "F");
+const QCommandLineOption displaysFile = valued("displays-file",
+                                               "Read the display list from F instead of the host's "
+                                               "Displays.dat.",
+                                               "F");
+const QCommandLineOption refresh = valued("refresh",
+                                          QStringLiteral("Fetch a linked JSON URL at most once in S seconds "
+                                                         "(default %1).")
+                                              .arg(links::FeedCache::kDefaultRefreshSeconds),
+                                          "S");
+const QCommandLineOption feedWait = valued("feed-wait",
+                                           QStringLiteral("Wait at most MS milliseconds for a JSON URL before using "
+                                                          "its last value (default %1).")
+                                               .arg(links::FeedCache::kDefaultWaitMs),
+                                           "MS");
 const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")},
                               QStringLiteral("Show this help."));
-const QCommandLineOption encoding(QStringLiteral("encoding"),
-                                  QStringLiteral("The CSV file's encoding: utf-8 (default) or windows-1252."),
-                                  QStringLiteral("E"), QStringLiteral("utf-8"));
-const QCommandLineOption displays(QStringLiteral("displays"),
-                                  QStringLiteral("The displays, by number, in the chooser's range syntax "
-                                                 "(\"1,3,5-12\", \"-\" for all)."),
-                                  QStringLiteral("LIST"));
-const QCommandLineOption vars(QStringLiteral("vars"),
-                              QStringLiteral("The variables, 1-256 text and 257-416 cell, in the same "
-                                             "syntax."),
-                              QStringLiteral("RANGE"));
-const QCommandLineOption dataOnly(QStringLiteral("data-only"), QStringLiteral("Data only."));
-const QCommandLineOption attributesOnly(QStringLiteral("attributes-only"),
-                                        QStringLiteral("Colour, blink and inverse only."));
-const QCommandLineOption format(QStringLiteral("format"),
-                                QStringLiteral("text (default: one tab-separated line per variable) or csv."),
-                                QStringLiteral("FORMAT"), QStringLiteral("text"));
-const QCommandLineOption retryInterval(QStringLiteral("retry-interval"),
-                                       QStringLiteral("Seconds between tries (default: the plug-in's "
-                                                      "RetryInterval setting)."),
-                                       QStringLiteral("S"));
+const QCommandLineOption encoding = valued("encoding", "The CSV file's encoding: utf-8 (default) or windows-1252.", "E",
+                                           "utf-8");
+const QCommandLineOption displays = valued("displays",
+                                           "The displays, by number, in the chooser's range syntax "
+                                           "(\"1,3,5-12\", \"-\" for all).",
+                                           "LIST");
+const QCommandLineOption vars = valued("vars",
+                                       "The variables, 1-256 text and 257-416 cell, in the same "
+                                       "syntax.",
+                                       "RANGE");
+const QCommandLineOption dataOnly = flag("data-only", "Data only.");
+const QCommandLineOption attributesOnly = flag("attributes-only", "Colour, blink and inverse only.");
+const QCommandLineOption format = valued("format", "text (default: one tab-separated line per variable) or csv.",
+                                         "FORMAT", "text");
+const QCommandLineOption retryInterval = valued("retry-interval",
+                                                "Seconds between tries (default: the plug-in's "
+                                                "RetryInterval setting).",
+                                                "S");
 
 } // namespace options
 

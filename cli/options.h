@@ -46,6 +46,12 @@ struct Command {
     std::function<int(Context&)> run;
 };
 
+// An option that takes a value named `valueName`, `defaultValue` when not given.
+QCommandLineOption valued(const QString& name, const QString& description, const QString& valueName,
+                          const QString& defaultValue = {});
+// An option that takes no value.
+QCommandLineOption flag(const QString& name, const QString& description);
+
 namespace options {
 
 // Before or after the command.

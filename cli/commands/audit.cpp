@@ -13,11 +13,9 @@ namespace qmdvars::commands {
 
 namespace {
 
-const QCommandLineOption kRtf(QStringLiteral("rtf"), QStringLiteral("Also save the report as rich text in F."),
-                              QStringLiteral("F"));
-const QCommandLineOption kCompare(QStringLiteral("compare"),
-                                  QStringLiteral("Print only what differs from what an update would send now, "
-                                                 "one line each."));
+const QCommandLineOption kRtf = valued("rtf", "Also save the report as rich text in F.", "F");
+const QCommandLineOption kCompare = flag("compare", "Print only what differs from what an update would send now, "
+                                                    "one line each.");
 
 // The name the audit looks a display up by: its name when that finds it and no
 // other, else its number.

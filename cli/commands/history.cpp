@@ -11,17 +11,15 @@ namespace qmdvars::commands {
 
 namespace {
 
-const QCommandLineOption kDisplay(QStringLiteral("display"), QStringLiteral("Only display D."), QStringLiteral("D"));
-const QCommandLineOption kVar(QStringLiteral("var"), QStringLiteral("Only the sends of variable N."),
-                              QStringLiteral("N"));
-const QCommandLineOption kSince(QStringLiteral("since"),
-                                QStringLiteral("Only since DATE (2026-11-25, 2026-11-25T10:30) or for an age "
-                                               "(3d, 12h, 30m)."),
-                                QStringLiteral("DATE"));
-const QCommandLineOption kPrune(QStringLiteral("prune"),
-                                QStringLiteral("First remove the rows older than the %1 setting (default %2 days).")
-                                    .arg(QLatin1String(::history::kKeepDays.name),
-                                         QLatin1String(::history::kKeepDays.defaultValue)));
+const QCommandLineOption kDisplay = valued("display", "Only display D.", "D");
+const QCommandLineOption kVar = valued("var", "Only the sends of variable N.", "N");
+const QCommandLineOption kSince = valued("since",
+                                         "Only since DATE (2026-11-25, 2026-11-25T10:30) or for an age "
+                                         "(3d, 12h, 30m).",
+                                         "DATE");
+const QCommandLineOption kPrune = flag(
+    "prune", QStringLiteral("First remove the rows older than the %1 setting (default %2 days).")
+                 .arg(QLatin1String(::history::kKeepDays.name), QLatin1String(::history::kKeepDays.defaultValue)));
 
 int run(Context& c)
 {

@@ -11,22 +11,20 @@ namespace qmdvars::commands {
 
 namespace {
 
-const QCommandLineOption kName(QStringLiteral("name"), QStringLiteral("The variable's name."), QStringLiteral("T"));
-const QCommandLineOption kData(QStringLiteral("data"), QStringLiteral("The variable's data."), QStringLiteral("T"));
-const QCommandLineOption kColor(QStringLiteral("color"),
-                                QStringLiteral("red, green, yellow, blue, magenta, cyan, white, or 1-7."),
-                                QStringLiteral("C"));
-const QCommandLineOption kBlink(QStringLiteral("blink"), QStringLiteral("yes or no."), QStringLiteral("B"));
-const QCommandLineOption kInverse(QStringLiteral("inverse"), QStringLiteral("yes or no."), QStringLiteral("I"));
-const QCommandLineOption kMaxLength(QStringLiteral("max-length"),
-                                    QStringLiteral("Characters sent at most: 1-250 for a text variable, 1-58 "
-                                                   "for a cell variable."),
-                                    QStringLiteral("L"));
-const QCommandLineOption kLink(QStringLiteral("link"),
-                               QStringLiteral("Link the variable to a spreadsheet cell (path!sheet!RnCn) or to "
-                                              "a value in JSON (feed.json!/a/b, https://host/feed!/a/0)."),
-                               QStringLiteral("SOURCE"));
-const QCommandLineOption kUnlink(QStringLiteral("unlink"), QStringLiteral("Remove the variable's link."));
+const QCommandLineOption kName = valued("name", "The variable's name.", "T");
+const QCommandLineOption kData = valued("data", "The variable's data.", "T");
+const QCommandLineOption kColor = valued("color", "red, green, yellow, blue, magenta, cyan, white, or 1-7.", "C");
+const QCommandLineOption kBlink = valued("blink", "yes or no.", "B");
+const QCommandLineOption kInverse = valued("inverse", "yes or no.", "I");
+const QCommandLineOption kMaxLength = valued("max-length",
+                                             "Characters sent at most: 1-250 for a text variable, 1-58 "
+                                             "for a cell variable.",
+                                             "L");
+const QCommandLineOption kLink = valued("link",
+                                        "Link the variable to a spreadsheet cell (path!sheet!RnCn) or to "
+                                        "a value in JSON (feed.json!/a/b, https://host/feed!/a/0).",
+                                        "SOURCE");
+const QCommandLineOption kUnlink = flag("unlink", "Remove the variable's link.");
 
 QString checkedText(const Context& c, const QCommandLineOption& option)
 {

@@ -10,13 +10,9 @@ namespace qmdvars::commands {
 
 namespace {
 
-const QCommandLineOption kDelay(QStringLiteral("delay"), QStringLiteral("Wait MIN minutes before sending."),
-                                QStringLiteral("MIN"));
-const QCommandLineOption kRetries(QStringLiteral("retries"),
-                                  QStringLiteral("Try a failed display N more times (default 0)."),
-                                  QStringLiteral("N"));
-const QCommandLineOption kJobs(QStringLiteral("jobs"), QStringLiteral("Update up to N displays at once (default 1)."),
-                               QStringLiteral("N"));
+const QCommandLineOption kDelay = valued("delay", "Wait MIN minutes before sending.", "MIN");
+const QCommandLineOption kRetries = valued("retries", "Try a failed display N more times (default 0).", "N");
+const QCommandLineOption kJobs = valued("jobs", "Update up to N displays at once (default 1).", "N");
 
 int run(Context& c)
 {

@@ -18,28 +18,24 @@ namespace qmdvars::commands {
 
 namespace {
 
-const QCommandLineOption kDebounce(QStringLiteral("debounce"),
-                                   QStringLiteral("Send changes that come within MS milliseconds of each "
-                                                  "other at once (default %1).")
-                                       .arg(::watch::Options{}.debounceMs),
-                                   QStringLiteral("MS"));
+const QCommandLineOption kDebounce = valued("debounce",
+                                            QStringLiteral("Send changes that come within MS milliseconds of each "
+                                                           "other at once (default %1).")
+                                                .arg(::watch::Options{}.debounceMs),
+                                            "MS");
 
-const QCommandLineOption kPublish(QStringLiteral("publish"),
-                                  QStringLiteral("Publish each display's state, every send and this agent's "
-                                                 "presence on the broker URL, under its topic prefix."),
-                                  QStringLiteral("mqtt[s]://[USER@]HOST[:PORT]/PREFIX"));
-const QCommandLineOption kSite(QStringLiteral("site"),
-                               QStringLiteral("This agent's site: its topics under PREFIX/sites/NAME, and "
-                                              "commands from PREFIX/all/ too."),
-                               QStringLiteral("NAME"));
-const QCommandLineOption kAgent(QStringLiteral("agent"),
-                                QStringLiteral("This agent's name (default: the site, or the host's name)."),
-                                QStringLiteral("NAME"));
-const QCommandLineOption kAcceptCommands(QStringLiteral("accept-commands"),
-                                         QStringLiteral("Act on PREFIX/variables/<n>/set messages."));
-const QCommandLineOption kKeepAlive(QStringLiteral("keepalive"),
-                                    QStringLiteral("Seconds between signs of life to the brokers (default 30)."),
-                                    QStringLiteral("S"));
+const QCommandLineOption kPublish = valued("publish",
+                                           "Publish each display's state, every send and this agent's "
+                                           "presence on the broker URL, under its topic prefix.",
+                                           "mqtt[s]://[USER@]HOST[:PORT]/PREFIX");
+const QCommandLineOption kSite = valued("site",
+                                        "This agent's site: its topics under PREFIX/sites/NAME, and "
+                                        "commands from PREFIX/all/ too.",
+                                        "NAME");
+const QCommandLineOption kAgent = valued("agent", "This agent's name (default: the site, or the host's name).", "NAME");
+const QCommandLineOption kAcceptCommands = flag("accept-commands", "Act on PREFIX/variables/<n>/set messages.");
+const QCommandLineOption kKeepAlive = valued("keepalive", "Seconds between signs of life to the brokers (default 30).",
+                                             "S");
 
 // The agent's options from --publish, --site, --agent and --accept-commands.
 std::optional<agent::Options> agentOptionsOf(const Context& c, int keepAlive)
