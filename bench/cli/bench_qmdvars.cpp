@@ -3,6 +3,7 @@
 // which several links at once overlap. The --jobs 8 run also reports its
 // speed-up over the --jobs 1 run before it (target: at least 6).
 
+#include "benchmain.h"
 #include "emulatorprocess.h"
 #include "settingsstore.h"
 #include "testenvironment.h"
@@ -93,9 +94,5 @@ BENCHMARK(BM_UpdateDisplays)
 
 int main(int argc, char** argv)
 {
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench::runBenchmarks(argc, argv);
 }

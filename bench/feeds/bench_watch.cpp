@@ -4,6 +4,7 @@
 // debounce is 0 here: a watch adds its debounce to this (target: under 100 ms
 // plus the debounce).
 
+#include "benchmain.h"
 #include "classregistry.h"
 #include "clsVariableAccess.h"
 #include "components.h"
@@ -93,10 +94,5 @@ BENCHMARK(BM_FileChangeToSign)->Iterations(30)->UseManualTime()->Unit(benchmark:
 
 int main(int argc, char** argv)
 {
-    QCoreApplication app(argc, argv);
-    components::install();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench::runBenchmarks(argc, argv, components::install);
 }

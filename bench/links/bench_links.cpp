@@ -1,6 +1,7 @@
 // Reading linked variables: all 416 of an auto-configured set from one
 // workbook, the document parsed once; and the readers on their own.
 
+#include "benchmain.h"
 #include "clsVariableAccess.h"
 #include "settingsstore.h"
 #include "spreadsheetlinks.h"
@@ -67,9 +68,5 @@ BENCHMARK(BM_ReadXlsx)->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char** argv)
 {
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench::runBenchmarks(argc, argv);
 }

@@ -7,6 +7,7 @@
 //    seconds, debounce 100 ms: how many sends they became, whether the last
 //    value arrived, and how much the resident memory grew after the first second.
 
+#include "benchmain.h"
 #include "classregistry.h"
 #include "clsVariableAccess.h"
 #include "components.h"
@@ -174,10 +175,5 @@ BENCHMARK(BM_FloodCoalesced)->Arg(4)->Arg(12)->Iterations(1)->UseRealTime()->Uni
 
 int main(int argc, char** argv)
 {
-    QCoreApplication app(argc, argv);
-    components::install();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench::runBenchmarks(argc, argv, components::install);
 }

@@ -6,6 +6,7 @@
 //
 // Also the codec alone: encoding and decoding frames.
 
+#include "benchmain.h"
 #include "commands.h"
 #include "displayclient.h"
 #include "emulatorprocess.h"
@@ -148,9 +149,5 @@ BENCHMARK(BM_DecodeStream)->Arg(20)->Arg(1000);
 
 int main(int argc, char** argv)
 {
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench::runBenchmarks(argc, argv);
 }

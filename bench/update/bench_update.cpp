@@ -1,6 +1,7 @@
 // The update engine's own cost per variable, with the tests' transmission
 // control and plug-in master recording nothing.
 
+#include "benchmain.h"
 #include "classregistry.h"
 #include "clsVarUpdater.h"
 #include "clsVariableAccess.h"
@@ -237,9 +238,5 @@ BENCHMARK(BM_EventGapAt9600)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTi
 int main(int argc, char** argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench::runBenchmarks<QApplication>(argc, argv);
 }
