@@ -98,22 +98,26 @@ int16_t groupExtraCount(const disptrans::DisplayConfiguration& configuration)
 AuditRun::AuditRun() = default;
 AuditRun::~AuditRun() = default;
 
+namespace {
+// The object given, else the one made from `progId` on first use.
+template <class Interface> Interface& givenOrMade(Interface* given, Component<Interface>& made, const QString& progId)
+{
+    if (given)
+        return *given;
+    if (!made)
+        made = createComponent<Interface>(progId);
+    return *made.get();
+}
+} // namespace
+
 disptrans::IDispTrans& AuditRun::control()
 {
-    if (m_givenControl)
-        return *m_givenControl;
-    if (!m_control)
-        m_control = createComponent<disptrans::IDispTrans>(disptrans::kDispTransProgId);
-    return *m_control.get();
+    return givenOrMade(m_givenControl, m_control, disptrans::kDispTransProgId);
 }
 
 disptrans::IDisplayList& AuditRun::displayList()
 {
-    if (m_givenList)
-        return *m_givenList;
-    if (!m_list)
-        m_list = createComponent<disptrans::IDisplayList>(disptrans::kDisplayListProgId);
-    return *m_list.get();
+    return givenOrMade(m_givenList, m_list, disptrans::kDisplayListProgId);
 }
 
 void AuditRun::append(const QString& text, quint32 colour, bool heading)

@@ -39,6 +39,17 @@ public:
     std::optional<QByteArray> transact(uint8_t command, const QByteArray& payload);
     bool writeAttributes(uint8_t command, const VarAttributeList& list);
     std::optional<VarReadReply> readVariable(uint8_t command, int16_t index);
+    // What `parse` reads from the answer to `command`; a failure naming `what` when it reads nothing.
+    template <typename Parse> auto readParsed(uint8_t command, Parse parse, const char* what) -> decltype(parse({}))
+    {
+        const std::optional<QByteArray> data = transact(command, {});
+        if (!data)
+            return std::nullopt;
+        auto value = parse(*data);
+        if (!value)
+            fail(QStringLiteral("unreadable %1 from %2").arg(QLatin1String(what), displayName()));
+        return value;
+    }
     bool checkDataLength(const QByteArray& ansi, int limit, const QString& what)
     {
         if (ansi.size() <= limit)
@@ -283,24 +294,12 @@ std::optional<VarReadReply> DisplayClient::readCellVariable(int16_t index)
 
 std::optional<DownloadTime> DisplayClient::readDownloadTime()
 {
-    const std::optional<QByteArray> data = d->transact(wire::ReadDownloadTime, {});
-    if (!data)
-        return std::nullopt;
-    auto time = wire::parseDownloadTime(*data);
-    if (!time)
-        d->fail(QStringLiteral("unreadable download time from %1").arg(d->displayName()));
-    return time;
+    return d->readParsed(wire::ReadDownloadTime, wire::parseDownloadTime, "download time");
 }
 
 std::optional<DisplayConfiguration> DisplayClient::readConfiguration()
 {
-    const std::optional<QByteArray> data = d->transact(wire::ReadConfiguration, {});
-    if (!data)
-        return std::nullopt;
-    auto config = wire::parseConfiguration(*data);
-    if (!config)
-        d->fail(QStringLiteral("unreadable configuration from %1").arg(d->displayName()));
-    return config;
+    return d->readParsed(wire::ReadConfiguration, wire::parseConfiguration, "configuration");
 }
 
 bool DisplayClient::showMessage(const QString& message)

@@ -109,26 +109,18 @@ bool sameName(const DisplayRecord& r, const QString& text)
 }
 } // namespace
 
-short DisplayList::FindDisplay(const QString& displayNumber)
+short DisplayList::findEither(const QString& text, Match first, Match second)
 {
     ensureLoaded();
-    short position = positionWhere([&](const DisplayRecord& r) { return sameNumber(r, displayNumber); });
+    short position = positionWhere([&](const DisplayRecord& r) { return first(r, text); });
     if (!position)
-        position = positionWhere([&](const DisplayRecord& r) { return sameName(r, displayNumber); });
+        position = positionWhere([&](const DisplayRecord& r) { return second(r, text); });
     if (!position)
-        raiseNotFound(QStringLiteral("\"%1\"").arg(displayNumber));
+        raiseNotFound(QStringLiteral("\"%1\"").arg(text));
     m_current = position;
     return position;
 }
 
-short DisplayList::FindDisplayByName(const QString& name)
-{
-    ensureLoaded();
-    short position = positionWhere([&](const DisplayRecord& r) { return sameName(r, name); });
-    if (!position)
-        position = positionWhere([&](const DisplayRecord& r) { return sameNumber(r, name); });
-    if (!position)
-        raiseNotFound(QStringLiteral("\"%1\"").arg(name));
-    m_current = position;
-    return position;
-}
+short DisplayList::FindDisplay(const QString& displayNumber) { return findEither(displayNumber, sameNumber, sameName); }
+
+short DisplayList::FindDisplayByName(const QString& name) { return findEither(name, sameName, sameNumber); }

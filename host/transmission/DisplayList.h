@@ -75,6 +75,10 @@ private:
     void ensureLoaded();
     const DisplayRecord& current();
     short positionWhere(const std::function<bool(const DisplayRecord&)>& match) const;
+    // The first record `first` matches with `text`, else the first `second` matches,
+    // made current; raises when neither matches any.
+    using Match = bool (*)(const DisplayRecord&, const QString&);
+    short findEither(const QString& text, Match first, Match second);
     [[noreturn]] void raiseNotFound(const QString& what) const;
 
     QString m_listFile;
