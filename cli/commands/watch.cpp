@@ -21,7 +21,8 @@ namespace {
 
 const QCommandLineOption kDebounce(QStringLiteral("debounce"),
                                    QStringLiteral("Send changes that come within MS milliseconds of each "
-                                                  "other at once (default 500)."),
+                                                  "other at once (default %1).")
+                                       .arg(::watch::Options{}.debounceMs),
                                    QStringLiteral("MS"));
 
 // Publishes the watch's sends, logs the agent's link and carries commands out.
