@@ -1,6 +1,7 @@
 // A link session with its injected faults, and the emulated modem, over a
 // fake byte link.
 
+#include "datarow.h"
 #include "commands.h"
 #include "emulatorcore.h"
 #include "links.h"
@@ -82,8 +83,8 @@ private slots:
     {
         QTest::addColumn<bool>("canDrop");
         QTest::addColumn<QStringList>("afterDrop");
-        QTest::newRow("tcp hangs up, a new conversation starts afresh") << true << QStringList{"A5"};
-        QTest::newRow("bare line goes deaf") << false << QStringList{};
+        addRow("tcp hangs up, a new conversation starts afresh", true, QStringList{"A5"});
+        addRow("bare line goes deaf", false, QStringList{});
     }
     void dropAfterFrames()
     {
@@ -154,9 +155,9 @@ private slots:
         QTest::addColumn<QStringList>("afterwards"); // answers to a request after the end
         // Ten requests, each answered with 1,038 bytes; the fourth passes the limit.
         const QString overLimit = QStringLiteral("DROP fake backlog of 4154 bytes over the limit of 4096");
-        QTest::newRow("client never reads: tcp hangs up") << true << 0.0 << overLimit << QStringList{"A11"};
-        QTest::newRow("client never reads: bare line goes deaf") << false << 0.0 << overLimit << QStringList{};
-        QTest::newRow("answer cut mid-frame") << true << 1.0 << "DROP fake mid-frame" << QStringList{};
+        addRow("client never reads: tcp hangs up", true, 0.0, overLimit, QStringList{"A11"});
+        addRow("client never reads: bare line goes deaf", false, 0.0, overLimit, QStringList{});
+        addRow("answer cut mid-frame", true, 1.0, "DROP fake mid-frame", QStringList{});
     }
     void linkEndsOnAbuseOrCut()
     {
@@ -191,10 +192,10 @@ private slots:
     {
         QTest::addColumn<QByteArray>("input");
         QTest::addColumn<QByteArray>("output");
-        QTest::newRow("reset, echoed") << QByteArray("ATZ\r") << QByteArray("ATZ\r\r\nOK\r\n");
-        QTest::newRow("lower case, no echo") << QByteArray("ate0\ratz\r") << QByteArray("ate0\r\r\nOK\r\n\r\nOK\r\n");
-        QTest::newRow("unknown command") << QByteArray("ATE0\rAT+FOO\r") << QByteArray("ATE0\r\r\nOK\r\n\r\nERROR\r\n");
-        QTest::newRow("not a command") << QByteArray("ATE0\rhello\r") << QByteArray("ATE0\r\r\nOK\r\n");
+        addRow("reset, echoed", QByteArray("ATZ\r"), QByteArray("ATZ\r\r\nOK\r\n"));
+        addRow("lower case, no echo", QByteArray("ate0\ratz\r"), QByteArray("ate0\r\r\nOK\r\n\r\nOK\r\n"));
+        addRow("unknown command", QByteArray("ATE0\rAT+FOO\r"), QByteArray("ATE0\r\r\nOK\r\n\r\nERROR\r\n"));
+        addRow("not a command", QByteArray("ATE0\rhello\r"), QByteArray("ATE0\r\r\nOK\r\n"));
     }
     void modemCommands()
     {

@@ -1,4 +1,5 @@
 #include "clipboardlink.h"
+#include "datarow.h"
 #include "clsVariableAccess.h"
 #include "dlgVariables.h"
 #include "propertypage.h"
@@ -61,11 +62,11 @@ private slots:
         QTest::addColumn<QString>("link");
         QTest::addColumn<QString>("data");
         QTest::addColumn<QStringList>("messages");
-        QTest::newRow("saved book") << u"book.csv"_s << u"book.csv!book.B1"_s << u"linked 1"_s << QStringList();
-        QTest::newRow("never saved") << u"Untitled 1"_s << QString() << u"typed"_s
-                                     << QStringList{u"Please save the file that contains the link you are trying to "
-                                                    u"paste.|OLE Link Paste Error|64"_s};
-        QTest::newRow("plain text") << QString() << QString() << u"typed"_s << QStringList();
+        addRow("saved book", u"book.csv"_s, u"book.csv!book.B1"_s, u"linked 1"_s, QStringList());
+        addRow("never saved", u"Untitled 1"_s, QString(), u"typed"_s,
+               QStringList{u"Please save the file that contains the link you are trying to "
+                           u"paste.|OLE Link Paste Error|64"_s});
+        addRow("plain text", QString(), QString(), u"typed"_s, QStringList());
     }
     void pastesFromClipboard()
     {

@@ -4,6 +4,7 @@
 // new configuration, damaged files opened, edited and closed. And the viewer
 // of all variables.
 
+#include "datarow.h"
 #include "clsVariableAccess.h"
 #include "dlgVariables.h"
 #include "fakehostobjects.h"
@@ -105,17 +106,17 @@ private slots:
         QTest::addColumn<QString>("shownName"); // variable 1's name in the manager afterwards
         const QString load = u"Choose file to load!"_s, fresh = u"Choose name for new configuration!"_s;
         const QString stay = u"Variable Manager - QMDvarinfo.vls"_s;
-        QTest::newRow("save") << u"mnuToolsSave"_s << QString() << QString() << QString() << stay << u"typed"_s;
-        QTest::newRow("load") << u"mnuToolsLoad"_s << u"other.vls"_s << load << QString()
-                              << u"Variable Manager - other.vls"_s << u"other 1"_s;
-        QTest::newRow("load cancelled") << u"mnuToolsLoad"_s << QString() << load
-                                        << u"No file chosen! No configuration will be loaded!"_s << stay << u"typed"_s;
-        QTest::newRow("new, existing name: a load") << u"mnuToolsNewConfiguration"_s << u"other.vls"_s << fresh
-                                                    << QString() << u"Variable Manager - other.vls"_s << u"other 1"_s;
-        QTest::newRow("new, fresh name: defaults, title kept")
-            << u"mnuToolsNewConfiguration"_s << u"fresh.vls"_s << fresh << QString() << stay << u"Text Var 1"_s;
-        QTest::newRow("new cancelled") << u"mnuToolsNewConfiguration"_s << QString() << fresh
-                                       << u"No name chosen! Not loading new configuration!"_s << stay << u"typed"_s;
+        addRow("save", u"mnuToolsSave"_s, QString(), QString(), QString(), stay, u"typed"_s);
+        addRow("load", u"mnuToolsLoad"_s, u"other.vls"_s, load, QString(), u"Variable Manager - other.vls"_s,
+               u"other 1"_s);
+        addRow("load cancelled", u"mnuToolsLoad"_s, QString(), load,
+               u"No file chosen! No configuration will be loaded!"_s, stay, u"typed"_s);
+        addRow("new, existing name: a load", u"mnuToolsNewConfiguration"_s, u"other.vls"_s, fresh, QString(),
+               u"Variable Manager - other.vls"_s, u"other 1"_s);
+        addRow("new, fresh name: defaults, title kept", u"mnuToolsNewConfiguration"_s, u"fresh.vls"_s, fresh, QString(),
+               stay, u"Text Var 1"_s);
+        addRow("new cancelled", u"mnuToolsNewConfiguration"_s, QString(), fresh,
+               u"No name chosen! Not loading new configuration!"_s, stay, u"typed"_s);
     }
 
     void commands()
@@ -180,15 +181,15 @@ private slots:
         };
         const qsizetype line101 = lineStart(101);
         const QByteArray first200 = whole.left(lineStart(201));
-        QTest::newRow("wrong header") << QByteArray(whole).replace("ZOL1.1", "ZOL2.0") << false << false;
-        QTest::newRow("wrong header, loaded") << QByteArray(whole).replace("ZOL1.1", "ZOL2.0") << false << true;
-        QTest::newRow("binary junk") << QByteArray("\x89PNG\r\n\x1a\n\x00\x00\x00\rIHDR\"\x01", 18) << false << false;
-        QTest::newRow("line without quotes")
-            << whole.left(line101) + "kept 101 without quotes\r\n" + whole.mid(line101) << false << false;
-        QTest::newRow("200 records") << first200 << false << false;
-        QTest::newRow("empty") << QByteArray() << false << false;
-        QTest::newRow("CR line ends") << QByteArray(whole).replace("\r\n", "\r") << true << false;
-        QTest::newRow("CR line ends, loaded") << QByteArray(whole).replace("\r\n", "\r") << true << true;
+        addRow("wrong header", QByteArray(whole).replace("ZOL1.1", "ZOL2.0"), false, false);
+        addRow("wrong header, loaded", QByteArray(whole).replace("ZOL1.1", "ZOL2.0"), false, true);
+        addRow("binary junk", QByteArray("\x89PNG\r\n\x1a\n\x00\x00\x00\rIHDR\"\x01", 18), false, false);
+        addRow("line without quotes", whole.left(line101) + "kept 101 without quotes\r\n" + whole.mid(line101), false,
+               false);
+        addRow("200 records", first200, false, false);
+        addRow("empty", QByteArray(), false, false);
+        addRow("CR line ends", QByteArray(whole).replace("\r\n", "\r"), true, false);
+        addRow("CR line ends, loaded", QByteArray(whole).replace("\r\n", "\r"), true, true);
     }
 
     void damagedFiles()

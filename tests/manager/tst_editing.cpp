@@ -3,6 +3,7 @@
 // each page with its own undo store, the right-button menu of the data boxes,
 // and "View/Edit Variable" through the variable text editor.
 
+#include "datarow.h"
 #include "clsVariableAccess.h"
 #include "dialogcontrols.h"
 #include "dlgVarEdit.h"
@@ -141,8 +142,8 @@ private slots:
             {u"menu:mnuUndo"_s, u"xy"_s, u"U--P-A"_s},
             {u"menu:mnuUndo"_s, u"x"_s, u"U--P-A"_s},
         };
-        QTest::newRow("Text page") << 0 << steps;
-        QTest::newRow("Cell page") << 1 << steps;
+        addRow("Text page", 0, steps);
+        addRow("Cell page", 1, steps);
     }
 
     void stepByStep()
@@ -186,8 +187,8 @@ private slots:
     void rightButtonOpensEditMenu_data()
     {
         QTest::addColumn<int>("page");
-        QTest::newRow("Text data box") << 0;
-        QTest::newRow("Cell data box") << 1;
+        addRow("Text data box", 0);
+        addRow("Cell data box", 1);
     }
 
     void rightButtonOpensEditMenu()
@@ -217,11 +218,11 @@ private slots:
         QTest::addColumn<bool>("linked");   // a linked variable's box is disabled: the editor is read-only
         QTest::addColumn<QString>("close"); // the editor's button, or "" for the window's close
         QTest::addColumn<QString>("stored");
-        QTest::newRow("Text, OK") << 0 << false << u"OKButton"_s << u"Happy hour!"_s;
-        QTest::newRow("Cell, OK, cut to the length list") << 1 << false << u"OKButton"_s << u"Happy hou"_s;
-        QTest::newRow("Text, Cancel") << 0 << false << u"cmdCancel"_s << u"Happy"_s;
-        QTest::newRow("Text, closed: emptied") << 0 << false << QString() << QString();
-        QTest::newRow("linked, OK: not editable") << 0 << true << u"OKButton"_s << u"Happy"_s;
+        addRow("Text, OK", 0, false, u"OKButton"_s, u"Happy hour!"_s);
+        addRow("Cell, OK, cut to the length list", 1, false, u"OKButton"_s, u"Happy hou"_s);
+        addRow("Text, Cancel", 0, false, u"cmdCancel"_s, u"Happy"_s);
+        addRow("Text, closed: emptied", 0, false, QString(), QString());
+        addRow("linked, OK: not editable", 0, true, u"OKButton"_s, u"Happy"_s);
     }
 
     void viewEditVariable()

@@ -2,6 +2,7 @@
 // a dated copy of a file that did not read completely, nothing when no byte
 // changes; and files whose lines end in LF or CR alone.
 
+#include "datarow.h"
 #include "clock.h"
 #include "clsVariableAccess.h"
 #include "settingsstore.h"
@@ -92,20 +93,20 @@ private slots:
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("problem"); // why the warning says it did not read; "" = it did
         const QByteArray whole = fileHolding(u"x"_s);
-        QTest::newRow("wrong header") << QByteArray(whole).replace("ZOL1.1", "ZOL1.0")
-                                      << u"its first line is not \"QMDVariableFileZOL1.1\""_s;
-        QTest::newRow("binary junk") << QByteArray("\x00\xff\x13\"\x80\r\x01\x02junk\n\x7f", 14)
-                                     << u"line 1 has no pair of double quotes"_s;
-        QTest::newRow("line without quotes") << cutAfter(100) + "no quotes here\r\n" + whole.mid(cutAfter(100).size())
-                                             << u"line 102 has no pair of double quotes"_s;
-        QTest::newRow("200 records") << cutAfter(200) << u"it ends after 200 of 416 records"_s;
-        QTest::newRow("empty") << QByteArray() << u"the file is empty"_s;
-        QTest::newRow("line over 16 MiB, blank lines counted")
-            << cutAfter(1) + "\r\n\n\"" + QByteArray(VariableFile::kMaxLineBytes, 'x') + "\"\r\n"
-            << u"line 5 is longer than 16 MiB"_s;
-        QTest::newRow("CR line ends") << QByteArray(whole).replace("\r\n", "\r") << QString();
-        QTest::newRow("LF line ends") << QByteArray(whole).replace("\r\n", "\n") << QString();
-        QTest::newRow("complete") << whole << QString();
+        addRow("wrong header", QByteArray(whole).replace("ZOL1.1", "ZOL1.0"),
+               u"its first line is not \"QMDVariableFileZOL1.1\""_s);
+        addRow("binary junk", QByteArray("\x00\xff\x13\"\x80\r\x01\x02junk\n\x7f", 14),
+               u"line 1 has no pair of double quotes"_s);
+        addRow("line without quotes", cutAfter(100) + "no quotes here\r\n" + whole.mid(cutAfter(100).size()),
+               u"line 102 has no pair of double quotes"_s);
+        addRow("200 records", cutAfter(200), u"it ends after 200 of 416 records"_s);
+        addRow("empty", QByteArray(), u"the file is empty"_s);
+        addRow("line over 16 MiB, blank lines counted",
+               cutAfter(1) + "\r\n\n\"" + QByteArray(VariableFile::kMaxLineBytes, 'x') + "\"\r\n",
+               u"line 5 is longer than 16 MiB"_s);
+        addRow("CR line ends", QByteArray(whole).replace("\r\n", "\r"), QString());
+        addRow("LF line ends", QByteArray(whole).replace("\r\n", "\n"), QString());
+        addRow("complete", whole, QString());
     }
 
     void damagedFileKeptBeforeOverwrite()
@@ -176,10 +177,10 @@ private slots:
     void lineEnds_data()
     {
         QTest::addColumn<QByteArray>("end");
-        QTest::newRow("CR LF") << QByteArray("\r\n");
-        QTest::newRow("LF") << QByteArray("\n");
-        QTest::newRow("CR") << QByteArray("\r");
-        QTest::newRow("LF CR") << QByteArray("\n\r");
+        addRow("CR LF", QByteArray("\r\n"));
+        addRow("LF", QByteArray("\n"));
+        addRow("CR", QByteArray("\r"));
+        addRow("LF CR", QByteArray("\n\r"));
     }
 
     void lineEnds()
