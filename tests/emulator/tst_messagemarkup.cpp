@@ -63,7 +63,6 @@ private slots:
     void layout()
     {
         QFETCH(QString, message);
-        QFETCH(QString, expected);
         DisplayUnit unit;
         *unit.variable(VarKind::Text, 0) = {2, false, false, QStringLiteral("21C")};
         *unit.variable(VarKind::Text, 1) = {1, false, false, QStringLiteral("RED")};
@@ -72,7 +71,7 @@ private slots:
         *unit.variable(VarKind::Text, 3) = {1, false, false, RS + QStringLiteral("A000")};
         *unit.variable(VarKind::Text, 255) = {4, false, true, QStringLiteral("END")};
         *unit.variable(VarKind::Cell, 159) = {3, true, false, QStringLiteral("$5")};
-        QCOMPARE(describe(layoutMessage(message, &unit)), expected);
+        QTEST(describe(layoutMessage(message, &unit)), "expected");
     }
     void withoutUnitVariablesAreEmpty()
     {

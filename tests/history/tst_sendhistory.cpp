@@ -66,7 +66,6 @@ private slots:
         QFETCH(QString, display);
         QFETCH(int, variable);
         QFETCH(int, sinceMinutes);
-        QFETCH(QStringList, expected);
         SendHistory h;
         QVERIFY2(h.open(env.path(QStringLiteral("filters-%1.sqlite").arg(QTest::currentDataTag()))),
                  qPrintable(h.errorText()));
@@ -75,7 +74,7 @@ private slots:
             QVERIFY2(h.record(e), qPrintable(h.errorText()));
         Filter f{display, variable ? std::optional<int>(variable) : std::nullopt,
                  sinceMinutes < 0 ? QDateTime() : kNoon.addSecs(60 * sinceMinutes)};
-        QCOMPARE(summary(h.entries(f)), expected);
+        QTEST(summary(h.entries(f)), "expected");
     }
 
     void entryComesBackWhole()

@@ -73,9 +73,8 @@ private slots:
     void readsFixtureCells()
     {
         QFETCH(QString, item);
-        QFETCH(QString, expected);
         WorkbookCache cache;
-        QCOMPARE(links::readLinkedValue(fixture(item), cache), expected);
+        QTEST(links::readLinkedValue(fixture(item), cache), "expected");
     }
     void readsCsv_data()
     {
@@ -98,12 +97,11 @@ private slots:
     {
         QFETCH(QByteArray, bytes);
         QFETCH(QString, item);
-        QFETCH(QString, expected);
         QTemporaryDir dir;
         const QString path = dir.filePath(u"Book One.csv"_s);
         writeFile(path, bytes);
         WorkbookCache cache;
-        QCOMPARE(links::readLinkedValue(path + u'!' + item, cache), expected);
+        QTEST(links::readLinkedValue(path + u'!' + item, cache), "expected");
     }
     void parsesItems_data()
     {
@@ -225,8 +223,7 @@ private slots:
     void serialDates()
     {
         QFETCH(double, serial);
-        QFETCH(QString, shown);
-        QCOMPARE(links::cellText::serialDate(serial, true, true), shown);
+        QTEST(links::cellText::serialDate(serial, true, true), "shown");
     }
     void parsesEachDocumentOncePerChange()
     {

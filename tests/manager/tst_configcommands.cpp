@@ -125,8 +125,6 @@ private slots:
         QFETCH(QString, answer);
         QFETCH(QString, title);
         QFETCH(QString, message);
-        QFETCH(QString, window);
-        QFETCH(QString, shownName);
         writeFile(m_env->path(u"other.vls"_s), fileNamed(u"other"_s));
         m_files->answerNext(answer.isEmpty() ? QString() : m_env->path(answer));
         openManager();
@@ -144,8 +142,8 @@ private slots:
             QVERIFY(!r.mustExist);                       // ... which takes new names
         }
         QCOMPARE(messages(*m_box), message.isEmpty() ? QStringList() : QStringList{okMessage(message)});
-        QCOMPARE(m_dialog->windowTitle(), window);
-        QCOMPARE(nameBox()->text(), shownName);
+        QTEST(m_dialog->windowTitle(), "window");
+        QTEST(nameBox()->text(), "shownName");
         QCOMPARE(readFile(m_env->path(u"other.vls"_s)), fileNamed(u"other"_s)); // a load writes nothing
         QVERIFY(!QFileInfo::exists(m_env->path(u"fresh.vls"_s)));
     }

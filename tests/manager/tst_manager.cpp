@@ -217,8 +217,7 @@ private slots:
     void defaultState()
     {
         QFETCH(QString, name);
-        QFETCH(QString, shown);
-        QCOMPARE(shownState(openManager(), name), shown);
+        QTEST(shownState(openManager(), name), "shown");
     }
 
     // Every control as the dialog opens, by objectName ("" = the dialog's title).
@@ -244,9 +243,8 @@ private slots:
     void settingsDefaultState()
     {
         QFETCH(QString, name);
-        QFETCH(QString, shown);
         frmVariableSettings d;
-        QCOMPARE(shownState(&d, name), shown);
+        QTEST(shownState(&d, name), "shown");
     }
 
     void editsReachFileAndStoreOnDone()
@@ -437,7 +435,6 @@ private slots:
     {
         QFETCH(QString, item);
         QFETCH(QString, lastCall);
-        QFETCH(int, hostAsked);
         settings::write(settings::kPromptForVariable, "FALSE");
         settings::write(settings::kPromptForDisplay, "-3"); // any number but 0 and 1 asks the host
         FakeDisplayChooser::install("9");
@@ -451,7 +448,7 @@ private slots:
         press(item);
         QCOMPARE(m_dialogs.calls.value(m_dialogs.calls.size() - 1), lastCall);
         QCOMPARE(seen, (lastCall.isEmpty() ? QStringList{} : QStringList{"typed", "typed", "typed"}));
-        QCOMPARE(FakeDisplayChooser::asked, hostAsked);
+        QTEST(FakeDisplayChooser::asked, "hostAsked");
         QVERIFY(m_world->box.shown().isEmpty());
     }
 
@@ -492,14 +489,13 @@ private slots:
     void settingsShown()
     {
         QFETCH(QStringList, stored);
-        QFETCH(QStringList, shown);
         store(kSettingsDialog, stored);
         frmVariableSettings d;
         QStringList seen{edit(&d, "txtHour")->text(), edit(&d, "txtMin")->text(), edit(&d, "txtSec")->text()};
         for (QRadioButton* r : d.findChildren<QRadioButton*>())
             if (r->isChecked())
                 seen << r->objectName();
-        QCOMPARE(seen, shown);
+        QTEST(seen, "shown");
     }
 
     void settingsStored_data()
@@ -531,7 +527,6 @@ private slots:
         QFETCH(QString, storedDisplay);
         QFETCH(QStringList, typed);
         QFETCH(QStringList, click);
-        QFETCH(QStringList, after);
         store({settings::kPromptForDisplay}, {storedDisplay});
         frmVariableSettings d;
         d.show();
@@ -540,7 +535,7 @@ private slots:
         for (const QString& name : click)
             ::click(&d, name);
         QCOMPARE(d.result(), int(click.last() == u"cmdOK" ? QDialog::Accepted : QDialog::Rejected));
-        QCOMPARE(stored(kSettingsDialog), after);
+        QTEST(stored(kSettingsDialog), "after");
     }
 };
 
