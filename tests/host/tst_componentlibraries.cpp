@@ -6,13 +6,13 @@
 #include "classregistry.h"
 #include "disptrans.h"
 #include "hostobjects.h"
-#include "hosttest.h"
 #include "latebound.h"
 #include "pluginmaster.h"
 #include "registryroutines.h"
 #include "settingsstore.h"
 #include "testenvironment.h"
 
+#include <QTest>
 #include <QLibrary>
 
 #include <memory>

@@ -7,7 +7,6 @@
 #include "datarow.h"
 #include "DisplayList.h"
 #include "displaylistfile.h"
-#include "hosttest.h"
 #include "latebound.h"
 #include "settingsstore.h"
 #include "testenvironment.h"

@@ -34,12 +34,9 @@ void copyLink(const QString& document, const QString& item)
 // data box following the document on disk, and the auto-configuration command.
 class tst_LinkedManager final : public QObject {
     Q_OBJECT
-    struct World {
+    struct World : DialogWorld {
         World() { links::installSpreadsheetLinks(); }
         ~World() { links::setFactory({}); }
-        TestEnvironment env;
-        ScriptedMessageBox messages;
-        ScriptedFileDialog files;
         std::unique_ptr<dlgVariables> manager;
     };
     std::unique_ptr<World> m_world;
@@ -87,7 +84,7 @@ private slots:
         QCOMPARE(text()->dataBox()->isEnabled(), link.isEmpty());
         QTEST(text()->dataBox()->text(), "data");
         QStringList shown;
-        for (const msgbox::Request& r : m_world->messages.shown())
+        for (const msgbox::Request& r : m_world->box.shown())
             shown << r.text + u'|' + r.title + u'|' + QString::number(r.icon);
         QTEST(shown, "messages");
         QCOMPARE(m_world->manager->variableSet().VariableOLELink(1), expectedLink);

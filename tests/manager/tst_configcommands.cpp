@@ -6,6 +6,7 @@
 
 #include "datarow.h"
 #include "clsVariableAccess.h"
+#include "dialogcontrols.h"
 #include "dlgVariables.h"
 #include "fakehostobjects.h"
 #include "privatelabel.h"
@@ -61,12 +62,10 @@ QString okMessage(const QString& text) { return text + u'|' + privatelabel::kApp
 
 class tst_ConfigCommands final : public QObject {
     Q_OBJECT
-    std::unique_ptr<TestEnvironment> m_env;
-    std::unique_ptr<ScriptedMessageBox> m_box;
-    std::unique_ptr<ScriptedFileDialog> m_files;
+    std::unique_ptr<DialogWorld> m_world;
     std::unique_ptr<dlgVariables> m_dialog;
 
-    QString current() const { return m_env->path(u"QMDvarinfo.vls"_s); }
+    QString current() const { return m_world->env.path(u"QMDvarinfo.vls"_s); }
     QLineEdit* nameBox() const { return m_dialog->findChild<QLineEdit*>(u"txtTextVariableName"_s); }
     void trigger(const QString& item) { m_dialog->findChild<QAction*>(item)->trigger(); }
     void openManager()
@@ -74,26 +73,18 @@ class tst_ConfigCommands final : public QObject {
         m_dialog = std::make_unique<dlgVariables>();
         m_dialog->show();
     }
-    void typeName(const QString& name)
-    {
-        nameBox()->clear();
-        QTest::keyClicks(nameBox(), name);
-    }
+    void typeName(const QString& name) { typeInto(nameBox(), name); }
 
 private slots:
     void init()
     {
-        m_env = std::make_unique<TestEnvironment>();
-        m_box = std::make_unique<ScriptedMessageBox>();
-        m_files = std::make_unique<ScriptedFileDialog>();
+        m_world = std::make_unique<DialogWorld>();
         clsVariableAccess first; // a current file exists, as where the plug-in ran before
     }
     void cleanup()
     {
         m_dialog.reset();
-        m_files.reset();
-        m_box.reset();
-        m_env.reset();
+        m_world.reset();
     }
 
     void commands_data()
@@ -125,27 +116,27 @@ private slots:
         QFETCH(QString, answer);
         QFETCH(QString, title);
         QFETCH(QString, message);
-        writeFile(m_env->path(u"other.vls"_s), fileNamed(u"other"_s));
-        m_files->answerNext(answer.isEmpty() ? QString() : m_env->path(answer));
+        writeFile(m_world->env.path(u"other.vls"_s), fileNamed(u"other"_s));
+        m_world->files.answerNext(answer.isEmpty() ? QString() : m_world->env.path(answer));
         openManager();
         typeName(u"typed"_s);
         trigger(item);
         // Every command first writes what was typed to the current file.
         QCOMPARE(nameIn(current(), 1), u"typed"_s);
-        QCOMPARE(m_files->shown().size(), title.isEmpty() ? 0 : 1);
-        for (const filedialog::Request& r : m_files->shown()) {
+        QCOMPARE(m_world->files.shown().size(), title.isEmpty() ? 0 : 1);
+        for (const filedialog::Request& r : m_world->files.shown()) {
             QCOMPARE(r.title, title);
             QCOMPARE(r.filter, u"Variable Configuration File(*.vls)|*.vls"_s);
-            QCOMPARE(QDir(r.initialDir), QDir(m_env->folder())); // the plug-in's folder
+            QCOMPARE(QDir(r.initialDir), QDir(m_world->env.folder())); // the plug-in's folder
             QCOMPARE(r.fileName, QString());
             QCOMPARE(r.kind, filedialog::Request::Open); // the same dialog for both commands ...
             QVERIFY(!r.mustExist);                       // ... which takes new names
         }
-        QCOMPARE(messages(*m_box), message.isEmpty() ? QStringList() : QStringList{okMessage(message)});
+        QCOMPARE(messages(m_world->box), message.isEmpty() ? QStringList() : QStringList{okMessage(message)});
         QTEST(m_dialog->windowTitle(), "window");
         QTEST(nameBox()->text(), "shownName");
-        QCOMPARE(readFile(m_env->path(u"other.vls"_s)), fileNamed(u"other"_s)); // a load writes nothing
-        QVERIFY(!QFileInfo::exists(m_env->path(u"fresh.vls"_s)));
+        QCOMPARE(readFile(m_world->env.path(u"other.vls"_s)), fileNamed(u"other"_s)); // a load writes nothing
+        QVERIFY(!QFileInfo::exists(m_world->env.path(u"fresh.vls"_s)));
     }
 
     // The fresh set of a new configuration goes over the previous file at the
@@ -156,11 +147,11 @@ private slots:
         typeName(u"precious"_s);
         trigger(u"mnuToolsSave"_s);
         const QByteArray previous = readFile(current());
-        m_files->answerNext(m_env->path(u"fresh.vls"_s));
+        m_world->files.answerNext(m_world->env.path(u"fresh.vls"_s));
         trigger(u"mnuToolsNewConfiguration"_s);
         trigger(u"mnuToolsSave"_s);
         QCOMPARE(nameIn(current(), 1), u"Text Var 1"_s); // the quirk, kept
-        QVERIFY(!QFileInfo::exists(m_env->path(u"fresh.vls"_s)));
+        QVERIFY(!QFileInfo::exists(m_world->env.path(u"fresh.vls"_s)));
         QCOMPARE(readFile(current() + u".bak"_s), previous);
         QCOMPARE(nameIn(current() + u".bak"_s, 1), u"precious"_s);
     }
@@ -195,10 +186,10 @@ private slots:
         QFETCH(QByteArray, bytes);
         QFETCH(bool, loadsWhole);
         QFETCH(bool, viaLoad);
-        const QString damaged = m_env->path(u"show.vls"_s);
+        const QString damaged = m_world->env.path(u"show.vls"_s);
         writeFile(damaged, bytes);
         if (viaLoad)
-            m_files->answerNext(damaged);
+            m_world->files.answerNext(damaged);
         else
             settings::write(settings::kVarFileLoc, damaged);
         if (!loadsWhole)
@@ -215,9 +206,9 @@ private slots:
         m_dialog.reset(); // and the set saves itself as it goes
 
         QCOMPARE(nameIn(damaged, 1), u"edited"_s);
-        const QStringList copies = QDir(m_env->folder()).entryList({u"show.vls.unreadable-*"_s});
+        const QStringList copies = QDir(m_world->env.folder()).entryList({u"show.vls.unreadable-*"_s});
         QCOMPARE(copies.size(), loadsWhole ? 0 : 1);
-        const QString kept = loadsWhole ? damaged + u".bak"_s : m_env->path(copies.value(0));
+        const QString kept = loadsWhole ? damaged + u".bak"_s : m_world->env.path(copies.value(0));
         QCOMPARE(readFile(kept), bytes);
         if (loadsWhole)
             QCOMPARE(nameIn(damaged, 416), u"kept 416"_s);

@@ -55,8 +55,7 @@ Q_DECLARE_METATYPE(QList<Step>)
 
 class tst_Editing final : public QObject {
     Q_OBJECT
-    std::unique_ptr<TestEnvironment> m_env;
-    std::unique_ptr<ScriptedMessageBox> m_box;
+    std::unique_ptr<DialogWorld> m_world;
     std::unique_ptr<dlgVariables> m_dialog;
 
     QLineEdit* dataBox(int page) const
@@ -97,8 +96,7 @@ class tst_Editing final : public QObject {
 private slots:
     void init()
     {
-        m_env = std::make_unique<TestEnvironment>();
-        m_box = std::make_unique<ScriptedMessageBox>();
+        m_world = std::make_unique<DialogWorld>();
         QGuiApplication::clipboard()->clear();
         m_dialog = std::make_unique<dlgVariables>();
         m_dialog->show();
@@ -107,8 +105,7 @@ private slots:
     void cleanup()
     {
         m_dialog.reset();
-        m_box.reset();
-        m_env.reset();
+        m_world.reset();
     }
 
     void stepByStep_data()

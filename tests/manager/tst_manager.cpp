@@ -55,21 +55,8 @@ QStringList vlsRecord(const QString& path, int n)
 
 QLineEdit* edit(QWidget* d, const char* name) { return d->findChild<QLineEdit*>(name); }
 QComboBox* combo(QWidget* d, const char* name) { return d->findChild<QComboBox*>(name); }
-// Clicks a button or triggers a menu item.
-void click(QWidget* d, const QString& name)
-{
-    if (auto* action = d->findChild<QAction*>(name))
-        action->trigger();
-    else
-        QTest::mouseClick(d->findChild<QAbstractButton*>(name), Qt::LeftButton);
-}
 void showPage(QWidget* d, int page) { d->findChild<QTabWidget*>("tabVariables")->setCurrentIndex(page); }
 void choose(QWidget* d, const char* name, const QString& t) { combo(d, name)->setCurrentText(t); }
-void typeInto(QLineEdit* box, const QString& text)
-{
-    box->clear();
-    QTest::keyClicks(box, text);
-}
 
 // Update dialogs that record every call made to them, as "name" or "name:argument".
 struct Recorder final : manager::UpdateDialogs {
@@ -128,12 +115,7 @@ struct Recorder final : manager::UpdateDialogs {
 // recording update dialog.
 class tst_Manager final : public QObject {
     Q_OBJECT
-    struct World {
-        TestEnvironment env;
-        ScriptedMessageBox box;
-        ScriptedFileDialog files;
-    };
-    std::unique_ptr<World> m_world;
+    std::unique_ptr<DialogWorld> m_world;
     std::unique_ptr<dlgVariables> m_dialog;
     Recorder m_dialogs;
 
@@ -148,7 +130,7 @@ class tst_Manager final : public QObject {
 private slots:
     void init()
     {
-        m_world = std::make_unique<World>();
+        m_world = std::make_unique<DialogWorld>();
         {
             clsVariableAccess first;
         } // a current file exists, as where the plug-in ran before

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <utility>
 
+class QLineEdit;
 class QWidget;
 
 // What the control of that objectName shows ("" = the dialog itself): the window
@@ -24,3 +25,9 @@ void addControlRows(std::initializer_list<std::pair<const char*, const char*>> c
 // failing check cannot hang the test.
 void whenModal(const QString& name, std::function<void(QWidget*)> step);
 inline void whenModal(std::function<void(QWidget*)> step) { whenModal(QString(), std::move(step)); }
+
+// Clicks the button, or triggers the menu item, of objectName `name` in `dialog`;
+// with `caption`, after checking that the button says so.
+void click(QWidget* dialog, const QString& name, const QString& caption = {});
+// Empties the box and types `text` into it, as a person does.
+void typeInto(QLineEdit* box, const QString& text);

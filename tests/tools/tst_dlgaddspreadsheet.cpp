@@ -20,7 +20,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 QLineEdit* box(QWidget* d, const QString& name) { return d->findChild<QLineEdit*>(name); }
-void click(QWidget* d, const QString& name) { QTest::mouseClick(d->findChild<QPushButton*>(name), Qt::LeftButton); }
 QByteArray contents(const QString& path)
 {
     QFile file(path);
@@ -32,10 +31,7 @@ QByteArray contents(const QString& path)
 // the workbook and links it creates.
 class tst_dlgAddSpreadSheet final : public QObject {
     Q_OBJECT
-    struct World {
-        TestEnvironment env;
-        ScriptedMessageBox messages;
-        ScriptedFileDialog files;
+    struct World : DialogWorld {
         clsVariableAccess set;
         dlgAddSpreadSheet dialog;
     };
@@ -106,7 +102,7 @@ private slots:
         QFETCH(QString, playfile);
         run(workbook, playfile);
         QStringList shown;
-        for (const msgbox::Request& r : m_world->messages.shown())
+        for (const msgbox::Request& r : m_world->box.shown())
             shown << r.text + u'|' + r.title + u'|' + QString::number(r.icon);
         QTEST(shown, "messages");
         QTEST(m_world->dialog.cancelled(), "cancelled");

@@ -17,7 +17,6 @@
 
 namespace {
 QTreeWidget* listOf(QWidget* d) { return d->findChild<QTreeWidget*>("lstvVarsToChoose"); }
-void click(QWidget* d, const QString& name) { QTest::mouseClick(d->findChild<QPushButton*>(name), Qt::LeftButton); }
 void tick(QWidget* d, const QList<int>& rows, Qt::CheckState state = Qt::Checked)
 {
     for (int row : rows)
@@ -43,9 +42,7 @@ QList<int> rows(int from, int to)
 // buttons, and the choice it hands back and remembers as "LastUsed".
 class tst_dlgChooseVars final : public QObject {
     Q_OBJECT
-    struct World {
-        TestEnvironment env;
-        ScriptedMessageBox box;
+    struct World : DialogWorld {
         clsVariableAccess set;
     };
     std::unique_ptr<World> m_world;

@@ -47,16 +47,6 @@ const struct {
     {&clsVariableAccess::VariableMaxLength, &clsVariableAccess::setVariableMaxLength},
 };
 
-int errorOf(const std::function<void()>& call)
-{
-    try {
-        call();
-    } catch (const RuntimeError& e) {
-        return e.number();
-    }
-    return 0;
-}
-
 // One record line: the fields joined by 0x01, between double quotes, CR LF.
 QByteArray line(std::initializer_list<std::string_view> fields)
 {
@@ -129,12 +119,6 @@ bool writeBytes(const QString& path, const QByteArray& bytes)
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
-QByteArray readBytes(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 QString fileLocation() { return settings::read(settings::kVarFileLoc, u"<missing>"_s); }
 QString hostValue(int n)
 {
@@ -203,10 +187,10 @@ private slots:
         clsVariableAccess set;
         constexpr int kSubscript = RuntimeError::SubscriptOutOfRange;
         for (int16_t n : {0, 417, -1}) {
-            QCOMPARE(errorOf([&] { set.record(n); }), kSubscript);
+            QCOMPARE(errorOf([&] { set.record(n); }).number(), kSubscript);
             for (const auto& p : kProperties) {
-                QCOMPARE(errorOf([&] { (set.*p.get)(n); }), kSubscript);
-                QCOMPARE(errorOf([&] { (set.*p.set)(n, u"x"_s); }), kSubscript);
+                QCOMPARE(errorOf([&] { (set.*p.get)(n); }).number(), kSubscript);
+                QCOMPARE(errorOf([&] { (set.*p.set)(n, u"x"_s); }).number(), kSubscript);
             }
         }
     }
@@ -269,7 +253,7 @@ private slots:
             }
         }
         QCOMPARE(fileLocation(), path);
-        QCOMPARE(readBytes(path), windowsFile());
+        QCOMPARE(readFile(path), windowsFile());
         QCOMPARE(RegistryRoutines(RegistryRoutines::LocalMachine)
                      .valueNames(u"Software\\Morvel\\Lumarex3\\Variables"_s)
                      .size(),
@@ -285,7 +269,7 @@ private slots:
                 QCOMPARE(hostValue(n), expected[4]); // VBL001 ... VBL416
             }
         }
-        QCOMPARE(readBytes(path), windowsFile());
+        QCOMPARE(readFile(path), windowsFile());
         QCOMPARE(box.messages, QStringList());
     }
 
@@ -434,7 +418,7 @@ private slots:
             set.SaveVariables();
         }
         QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        QVERIFY(readBytes(file).contains("a new text"));
+        QVERIFY(readFile(file).contains("a new text"));
         // The replaced content is kept beside it where the folder takes new files.
         const QStringList kept{u"QMDvarinfo.vls"_s, u"QMDvarinfo.vls.bak"_s};
         QCOMPARE(QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
@@ -471,7 +455,7 @@ private slots:
             set.SaveVariables();
         } // and the save as the set goes
         QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        QCOMPARE(readBytes(file), windowsFile());
+        QCOMPARE(readFile(file), windowsFile());
         QCOMPARE(QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
                  (QStringList{u"QMDvarinfo.vls"_s, u"sub"_s}));
         QVERIFY(!QFileInfo::exists(env.path(u"nowhere"_s)));
@@ -508,7 +492,7 @@ private slots:
                 written = VariableFile::write(file, edited);
                 qInstallMessageHandler(previous);
             }
-            const QByteArray now = readBytes(file);
+            const QByteArray now = readFile(file);
             QVERIFY2(now == (written ? saved : old), qPrintable(at));
             vls::RecordSet loaded;
             QVERIFY2(VariableFile::read(file, loaded).complete(), qPrintable(at));
@@ -516,7 +500,7 @@ private slots:
             QStringList left = QDir(folder).entryList(QDir::Files | QDir::Hidden);
             left.removeAll(u"QMDvarinfo.vls"_s);
             QVERIFY2(left.isEmpty()
-                         || (left == QStringList{u"QMDvarinfo.vls.bak"_s} && readBytes(file + u".bak"_s) == old),
+                         || (left == QStringList{u"QMDvarinfo.vls.bak"_s} && readFile(file + u".bak"_s) == old),
                      qPrintable(at + u": "_s + left.join(u' ')));
             QCOMPARE(written, limit >= largest);
         }
@@ -547,8 +531,8 @@ private slots:
             settings::write(settings::kRetryInterval, u"5"_s);
         }
         QCOMPARE(box.messages, QStringList());
-        QVERIFY(readBytes(file).contains("kept in the file"));
-        const QByteArray store = readBytes(env.machineStore());
+        QVERIFY(readFile(file).contains("kept in the file"));
+        const QByteArray store = readFile(env.machineStore());
         QVERIFY2(store.contains("QMDVarFileLoc") && !store.contains("VBL001") && !store.contains("RetryInterval"),
                  store.constData());
     }

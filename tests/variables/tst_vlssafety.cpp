@@ -41,18 +41,6 @@ QByteArray cutAfter(int count)
     return whole.left(at);
 }
 
-QByteArray readBytes(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
-
-bool writeBytes(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
-
 QStringList entries(const QString& folder) { return QDir(folder).entryList(QDir::Files | QDir::Hidden, QDir::Name); }
 
 // Saves a set whose variable 1 holds `data` to `path`, as the plug-in does.
@@ -77,14 +65,14 @@ private slots:
         saveSet(vls, u"first"_s);
         QVERIFY(!QFileInfo::exists(bak)); // nothing was replaced
         saveSet(vls, u"second"_s);
-        QCOMPARE(readBytes(bak), fileHolding(u"first"_s));
+        QCOMPARE(readFile(bak), fileHolding(u"first"_s));
         const QDateTime bakTime = QFileInfo(bak).lastModified();
         saveSet(vls, u"second"_s); // the same bytes: nothing rotates
-        QCOMPARE(readBytes(bak), fileHolding(u"first"_s));
+        QCOMPARE(readFile(bak), fileHolding(u"first"_s));
         QCOMPARE(QFileInfo(bak).lastModified(), bakTime);
         saveSet(vls, u"third"_s);
-        QCOMPARE(readBytes(bak), fileHolding(u"second"_s));
-        QCOMPARE(readBytes(vls), fileHolding(u"third"_s));
+        QCOMPARE(readFile(bak), fileHolding(u"second"_s));
+        QCOMPARE(readFile(vls), fileHolding(u"third"_s));
         QCOMPARE(entries(env.folder()), (QStringList{u"machine.ini"_s, u"show.vls"_s, u"show.vls.bak"_s}));
     }
 
@@ -117,7 +105,7 @@ private slots:
         TestEnvironment env;
         ScriptedMessageBox box;
         const QString vls = env.path(u"show.vls"_s);
-        QVERIFY(writeBytes(vls, bytes));
+        writeFile(vls, bytes);
         QCOMPARE(VariableFile::readBytes(bytes).problem, problem);
         Clock::setFixed(QDateTime(QDate(2026, 3, 4), QTime(5, 6, 7)));
         const QString copy = vls + u".unreadable-20260304-050607"_s;
@@ -131,10 +119,10 @@ private slots:
         vls::RecordSet saved;
         QVERIFY(VariableFile::read(vls, saved).complete());
         QCOMPARE(saved[0][4], u"edited"_s);
-        QCOMPARE(readBytes(vls + u".bak"_s), bytes);
+        QCOMPARE(readFile(vls + u".bak"_s), bytes);
         QCOMPARE(QFileInfo::exists(copy), unreadable);
         if (unreadable)
-            QCOMPARE(readBytes(copy), bytes);
+            QCOMPARE(readFile(copy), bytes);
         // The replaced file is whole now: the next save keeps no dated copy.
         Clock::advance(60);
         saveSet(vls, u"again"_s);
@@ -151,12 +139,12 @@ private slots:
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"kept as"_s));
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"kept as"_s));
         for (const QByteArray& damaged : {QByteArray("first junk"), QByteArray("second junk")}) {
-            QVERIFY(writeBytes(vls, damaged));
+            writeFile(vls, damaged);
             saveSet(vls, u"edited"_s);
         }
         const QString copy = VariableFile::unreadableCopyPath(vls, Clock::now());
-        QCOMPARE(readBytes(copy), QByteArray("first junk"));
-        QCOMPARE(readBytes(copy + u"-2"_s), QByteArray("second junk"));
+        QCOMPARE(readFile(copy), QByteArray("first junk"));
+        QCOMPARE(readFile(copy + u"-2"_s), QByteArray("second junk"));
     }
 
     // A backup that cannot be written does not stop the save: the operator's
@@ -166,12 +154,12 @@ private slots:
         TestEnvironment env;
         ScriptedMessageBox box;
         const QString vls = env.path(u"show.vls"_s);
-        QVERIFY(writeBytes(vls, fileHolding(u"old"_s)));
+        writeFile(vls, fileHolding(u"old"_s));
         QVERIFY(QDir().mkpath(vls + u".bak"_s)); // a folder sits where the backup goes
         vls::RecordSet records;
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"could not be kept"_s));
         QVERIFY(VariableFile::write(vls, records, nullptr));
-        QCOMPARE(readBytes(vls), VariableFile::encode(records));
+        QCOMPARE(readFile(vls), VariableFile::encode(records));
     }
 
     void lineEnds_data()
@@ -189,7 +177,7 @@ private slots:
         TestEnvironment env;
         ScriptedMessageBox box;
         const QString vls = env.path(u"ends.vls"_s);
-        QVERIFY(writeBytes(vls, QByteArray(fileHolding(u"a \"quoted\" text"_s)).replace("\r\n", end)));
+        writeFile(vls, QByteArray(fileHolding(u"a \"quoted\" text"_s)).replace("\r\n", end));
         vls::RecordSet records;
         const VariableFile::ReadResult result = VariableFile::read(vls, records);
         QVERIFY(result.complete());
