@@ -1,12 +1,12 @@
 #pragma once
 
-// The update run without a window: every chosen display is sent by an update
-// run of its own, up to `jobs` displays at once, each over its own link and
-// with its own transmission objects, so a display's send sequence is exactly
+// The update run without a window: every chosen display is sent by a display
+// sender of its own, up to `jobs` displays at once, each over its own connection
+// and with its own transmission objects, so a display's send sequence is exactly
 // what the update dialog would send it.
 
 #include "displays.h"
-#include "updaterun.h"
+#include "displaysender.h"
 
 #include <QList>
 #include <QString>
@@ -35,7 +35,8 @@ struct State {
     QString caption; // what the run is doing: "Data Transmission", ...
     int percent = 0;
     bool updated = false;
-    QString error; // the last error of a failed display
+    QString error;           // the last error of a failed display
+    QList<UnitResult> units; // each unit's result of the last try
 };
 
 // A change of a display's phase, as it happened.

@@ -6,6 +6,7 @@
 #include "clsVariableAccess.h"
 #include "dlgVariableUpdate.h"
 #include "historyview.h"
+#include "dialogcontrols.h"
 #include "loopbackrig.h"
 #include "settingsstore.h"
 #include "updaterun.h"

@@ -8,6 +8,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QDir>
 #include <QFile>
 #include <QLineEdit>
 #include <QMimeData>
@@ -60,9 +61,10 @@ private slots:
         QTest::addColumn<QString>("data");
         QTest::addColumn<QStringList>("messages");
         addRow("saved book", u"book.csv"_s, u"book.csv!book.B1"_s, u"linked 1"_s, QStringList());
-        addRow("never saved", u"Untitled 1"_s, QString(), u"typed"_s,
-               QStringList{u"Please save the file that contains the link you are trying to "
-                           u"paste.|OLE Link Paste Error|64"_s});
+        const QStringList unsaved{
+            u"Please save the file that contains the link you are trying to paste.|OLE Link Paste Error|64"_s};
+        addRow("never saved", u"Untitled 1"_s, QString(), u"typed"_s, unsaved);
+        addRow("a folder", u"book.d"_s, QString(), u"typed"_s, unsaved);
         addRow("plain text", QString(), QString(), u"typed"_s, QStringList());
     }
     void pastesFromClipboard()
@@ -70,6 +72,7 @@ private slots:
         QFETCH(QString, document);
         QFETCH(QString, link);
         writeFile(m_world->env.path(u"book.csv"_s), "a,linked 1\n");
+        QDir(m_world->env.folder()).mkdir(u"book.d"_s);
         open();
         text()->dataBox()->setText(u"typed"_s);
         if (document.isEmpty())
@@ -142,7 +145,7 @@ private slots:
         QCOMPARE(text()->linkBox()->text(), workbook + u"!Variables!R2C2"_s);
         QCOMPARE(text()->pasteButton()->text(), u"Clear"_s);
         QCOMPARE(text()->dataBox()->text(), QString()); // column B is empty in the new workbook
-        QVERIFY(!text()->dataBox()->isEnabled());
+        QVERIFY(text()->dataBox()->isEnabled());        // showing a variable leaves it as it was
         clsVariableAccess old;
         old.LoadVariables(before);
         QCOMPARE(old.VariableName(1), u"typed name"_s);
