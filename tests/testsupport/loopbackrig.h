@@ -9,6 +9,8 @@
 #include "emulatorprocess.h"
 #include "testenvironment.h"
 
+#include <QTest>
+
 #include <functional>
 #include <vector>
 
