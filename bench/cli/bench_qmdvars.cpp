@@ -92,7 +92,4 @@ BENCHMARK(BM_UpdateDisplays)
     ->Unit(benchmark::kMillisecond);
 } // namespace
 
-int main(int argc, char** argv)
-{
-    return bench::runBenchmarks(argc, argv);
-}
+int main(int argc, char** argv) { return bench::runBenchmarks(argc, argv); }

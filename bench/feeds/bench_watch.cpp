@@ -92,7 +92,4 @@ BENCHMARK(BM_FileChangeToSign)->Iterations(30)->UseManualTime()->Unit(benchmark:
 
 } // namespace
 
-int main(int argc, char** argv)
-{
-    return bench::runBenchmarks(argc, argv, components::install);
-}
+int main(int argc, char** argv) { return bench::runBenchmarks(argc, argv, components::install); }

@@ -66,7 +66,4 @@ BENCHMARK(BM_ReadXlsx)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 
-int main(int argc, char** argv)
-{
-    return bench::runBenchmarks(argc, argv);
-}
+int main(int argc, char** argv) { return bench::runBenchmarks(argc, argv); }

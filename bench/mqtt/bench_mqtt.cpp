@@ -173,7 +173,4 @@ BENCHMARK(BM_FloodCoalesced)->Arg(4)->Arg(12)->Iterations(1)->UseRealTime()->Uni
 
 } // namespace
 
-int main(int argc, char** argv)
-{
-    return bench::runBenchmarks(argc, argv, components::install);
-}
+int main(int argc, char** argv) { return bench::runBenchmarks(argc, argv, components::install); }

@@ -147,7 +147,4 @@ BENCHMARK(BM_UpdateAllVariables)
 BENCHMARK(BM_EncodeFrame)->Arg(20)->Arg(1000);
 BENCHMARK(BM_DecodeStream)->Arg(20)->Arg(1000);
 
-int main(int argc, char** argv)
-{
-    return bench::runBenchmarks(argc, argv);
-}
+int main(int argc, char** argv) { return bench::runBenchmarks(argc, argv); }
