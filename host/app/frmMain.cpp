@@ -197,10 +197,10 @@ void frmMain::rebuildPluginMenus()
     }
 }
 
-void frmMain::setPlayfileText(const QString& text)
+void frmMain::setPlayfileText(const QString& text, bool modified)
 {
     m_playfile->setPlainText(text);
-    m_playfile->document()->setModified(true);
+    m_playfile->document()->setModified(modified);
     m_playfile->moveCursor(QTextCursor::End);
 }
 
@@ -436,12 +436,14 @@ bool frmMain::savePlayfile() { return m_playfilePath.isEmpty() ? savePlayfileAs(
 
 bool frmMain::savePlayfileAs(const QString& path)
 {
-    const QString chosen = path.isEmpty()
-                               ? filedialog::getSaveFileName(QStringLiteral("Save Playfile As"), kPlayfileFilter, {},
-                                                             QStringLiteral("Playfile.lpf"), this)
-                               : path;
+    QString chosen = path.isEmpty() ? filedialog::getSaveFileName(QStringLiteral("Save Playfile As"), kPlayfileFilter,
+                                                                  {}, QStringLiteral("Playfile.lpf"), this)
+                                    : path;
     if (chosen.isEmpty())
         return false;
+    // A name without an extension gets the playfile's, so that Open lists it.
+    if (QFileInfo(chosen).suffix().isEmpty())
+        chosen += QStringLiteral(".lpf");
     if (chosen != m_playfilePath && QFileInfo::exists(chosen)
         && msgbox::show(QStringLiteral("%1 already exists. Do you want to replace it?").arg(chosen), msgbox::YesNo,
                         msgbox::Exclamation, QStringLiteral("Lumarex"), this)

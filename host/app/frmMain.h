@@ -54,7 +54,8 @@ public:
     QString playfilePath() const { return m_playfilePath; }
 
     FrameEditor* frameEditor() const { return m_frameEditor; }
-    void setPlayfileText(const QString& text);
+    // `modified` false: the text is where the window starts (nothing to save yet).
+    void setPlayfileText(const QString& text, bool modified = true);
     void log(const QString& line);
 
     // Makes the window fit the screen it is on, entirely visible.
