@@ -8,6 +8,8 @@ packages=(
   libbenchmark-dev
   liborcus-dev libfreexl-dev libgsf-1-dev zlib1g-dev python3-xlwt
   xvfb xauth
+  # programs the scripts call that a minimal system may lack (check-format.sh: git; check-layers.sh: python3)
+  git python3
 )
 missing=()
 for p in "${packages[@]}"; do
