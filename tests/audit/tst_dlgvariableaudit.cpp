@@ -5,10 +5,8 @@
 #include "classregistry.h"
 #include "clock.h"
 #include "dlgVariableAudit.h"
-#include "emulatorprocess.h"
+#include "loopbackrig.h"
 #include "richtextdocument.h"
-#include "settingsstore.h"
-#include "testenvironment.h"
 
 #include <QFile>
 #include <QPushButton>
@@ -20,14 +18,9 @@
 
 #include <algorithm>
 #include <functional>
-#include <memory>
+#include <optional>
 
 namespace {
-std::unique_ptr<EmulatorProcess> display(const QStringList& args)
-{
-    return startEmulator(QStringLiteral(EMULATOR_PATH), args);
-}
-
 QString colourName(const QColor& c)
 {
     static const QHash<QRgb, QString> names{{qRgb(0, 0, 255), QStringLiteral("blue")},
@@ -57,27 +50,26 @@ QStringList paragraphs(const QTextDocument& document)
 void put(quint16 port, int16_t address,
          const QList<std::tuple<bool, int16_t, int16_t, int16_t, int16_t, QString>>& vars)
 {
-    auto control = createComponent<disptrans::IDispTrans>(disptrans::kDispTransProgId);
-    disptrans::ConnectionSettings s{
-        disptrans::Network, QStringLiteral("127.0.0.1"), {}, {}, QString::number(port), address};
-    QVERIFY(control->OpenConnection(s));
-    for (const auto& [text, index, colour, blink, inverse, data] : vars) {
-        disptrans::VarAttributeList list;
-        list.setEntryCount(1);
-        list.setEntryVarIndex(1, index);
-        list.setEntryColor(1, colour);
-        list.setEntryBlink(1, blink);
-        list.setEntryInverse(1, inverse);
-        QVERIFY(text ? control->SendTextVarAttributes(list) : control->SendCellVarAttributes(list));
-        if (text) {
-            disptrans::TextVarDataItem item{index, data};
-            QVERIFY(control->SendTextVarData(item));
-        } else {
-            disptrans::CellVarDataItem item{index, data};
-            QVERIFY(control->SendCellVarData(item));
-        }
-    }
-    control->CloseConnection();
+    const QString failed = withDisplay(
+        port,
+        [&](disptrans::IDispTrans& d) {
+            for (const auto& [text, index, colour, blink, inverse, data] : vars) {
+                disptrans::VarAttributeList list;
+                list.setEntryCount(1);
+                list.setEntryVarIndex(1, index);
+                list.setEntryColor(1, colour);
+                list.setEntryBlink(1, blink);
+                list.setEntryInverse(1, inverse);
+                disptrans::TextVarDataItem textItem{index, data};
+                disptrans::CellVarDataItem cellItem{index, data};
+                if (!(text ? d.SendTextVarAttributes(list) && d.SendTextVarData(textItem)
+                           : d.SendCellVarAttributes(list) && d.SendCellVarData(cellItem)))
+                    return d.LastErrorText();
+            }
+            return QString();
+        },
+        address);
+    QVERIFY2(failed.isEmpty(), qPrintable(failed));
 }
 
 const QString kRule = QStringLiteral("{green 18}") + QString(41, u'-');
@@ -91,35 +83,28 @@ class TestVariableAudit final : public QObject {
 private slots:
     void init()
     {
-        m_env = std::make_unique<TestEnvironment>();
-        m_box = std::make_unique<ScriptedMessageBox>();
-        m_files = std::make_unique<ScriptedFileDialog>();
-        m_printer = std::make_unique<ScriptedPrintDialog>();
-        QCOMPARE(ComponentLoader::registerLibrary(QStringLiteral(TRANSMISSION_LIBRARY)), 0);
-        settings::write(settings::kAppPath, m_env->folder());
+        m_rig.emplace(LoopbackRig::Transmission);
+        m_dialogs.emplace();
     }
     void cleanup()
     {
         Clock::reset();
-        m_printer.reset();
-        m_files.reset();
-        m_box.reset();
-        m_env.reset();
+        m_dialogs.reset();
+        m_rig.reset();
     }
 
     // A group of three units, then a display that refuses the connection; the
     // report printed and saved.
     void groupAndRefusedDisplay()
     {
-        auto group = display(
-            {QStringLiteral("--units"), QStringLiteral("4"), QStringLiteral("--group"), QStringLiteral("4:2,0")});
-        auto refusing = display({QStringLiteral("--refuse")});
-        QVERIFY(group->tcpPort() && refusing->tcpPort());
+        const EmulatorProcess* group = m_rig->start(words("--units 4 --group 4:2,0"));
+        const EmulatorProcess* refusing = m_rig->start({QStringLiteral("--refuse")});
+        QVERIFY(group && refusing);
         put(group->tcpPort(), 4, {{true, 0, 3, 1, 2, "HELLO"}, {false, 0, 6, 2, 1, "CELL"}});
         put(group->tcpPort(), 5, {{true, 0, 1, 2, 2, "FIVE"}});
         writeDisplays({{"Sign A", group->tcpPort(), "4"}, {"Sign B", refusing->tcpPort(), "9"}});
 
-        m_printer->pdfPath = m_env->path(QStringLiteral("audit.pdf"));
+        m_dialogs->printer.pdfPath = m_rig->env.path(QStringLiteral("audit.pdf"));
         dlgVariableAudit dlg;
         dlg.setVariablesToAudit({{true, 1}, {false, 257}});
         dlg.setDisplaySelection([] { return QStringLiteral("Sign A,Sign B"); });
@@ -130,7 +115,7 @@ private slots:
             captionAfter = closeButton(dlg)->text() + (closeButton(dlg)->isEnabled() ? "" : " (disabled)");
 
             QTest::mouseClick(dlg.findChild<QPushButton*>(QStringLiteral("cmdPrint")), Qt::LeftButton);
-            m_files->answerNext(m_env->path(QStringLiteral("audit.doc")));
+            m_dialogs->files.answerNext(m_rig->env.path(QStringLiteral("audit.doc")));
             Clock::setFixed(QDateTime(QDate(2010, 2, 3), QTime(9, 0)));
             QTest::mouseClick(dlg.findChild<QPushButton*>(QStringLiteral("cmdSaveToFile")), Qt::LeftButton);
         });
@@ -178,16 +163,16 @@ private slots:
         };
         QCOMPARE(report, expected);
         QCOMPARE(captionAfter, QStringLiteral("Close"));
-        QVERIFY(m_box->texts().isEmpty());
+        QVERIFY(m_dialogs->box.texts().isEmpty());
 
-        QCOMPARE(m_printer->shownCount, 1);
-        QVERIFY(QFileInfo(m_printer->pdfPath).size() > 0);
-        QCOMPARE(m_files->shown().size(), 1);
-        QCOMPARE(m_files->shown().at(0).fileName, QStringLiteral("Audit Log 2-3-2010.doc"));
-        QCOMPARE(m_files->shown().at(0).filter, QStringLiteral("Audit Log Files (*.doc)|*.doc"));
-        QCOMPARE(m_files->shown().at(0).title,
+        QCOMPARE(m_dialogs->printer.shownCount, 1);
+        QVERIFY(QFileInfo(m_dialogs->printer.pdfPath).size() > 0);
+        QCOMPARE(m_dialogs->files.shown().size(), 1);
+        QCOMPARE(m_dialogs->files.shown().at(0).fileName, QStringLiteral("Audit Log 2-3-2010.doc"));
+        QCOMPARE(m_dialogs->files.shown().at(0).filter, QStringLiteral("Audit Log Files (*.doc)|*.doc"));
+        QCOMPARE(m_dialogs->files.shown().at(0).title,
                  QStringLiteral("Choose where to save audit log - This File viewable in WordPad!"));
-        const QList<rtf::Run> runs = rtf::read(readFile(m_env->path(QStringLiteral("audit.doc"))));
+        const QList<rtf::Run> runs = rtf::read(readFile(m_rig->env.path(QStringLiteral("audit.doc"))));
         // The saved file keeps the colours and sizes: the entries magenta at 10 points, the names blue at 18.
         auto saved_as = [&](const QString& text, quint32 colour, double points) {
             return std::any_of(runs.begin(), runs.end(), [&](const rtf::Run& r) {
@@ -203,9 +188,9 @@ private slots:
     // says it was cancelled, and the dialog cannot be closed until then.
     void cancelDuringSecondDisplay()
     {
-        auto first = display({QStringLiteral("--delay"), QStringLiteral("5")});
-        auto second = display({QStringLiteral("--delay"), QStringLiteral("5")});
-        QVERIFY(first->tcpPort() && second->tcpPort());
+        const EmulatorProcess* first = m_rig->start(words("--delay 5"));
+        const EmulatorProcess* second = m_rig->start(words("--delay 5"));
+        QVERIFY(first && second);
         writeDisplays({{"Sign A", first->tcpPort(), "1"}, {"Sign B", second->tcpPort(), "1"}});
         VarSelection thirty;
         for (int16_t n = 1; n <= 30; ++n)
@@ -248,16 +233,15 @@ private slots:
         QCOMPARE(report.mid(0, secondStart).filter(QStringLiteral("Text Var")).size(), 30);
         const qsizetype readOnSecond = report.mid(secondStart).filter(QStringLiteral("Text Var")).size();
         QVERIFY2(readOnSecond >= 3 && readOnSecond < 30, qPrintable(QString::number(readOnSecond)));
-        QVERIFY(m_box->texts().isEmpty());
+        QVERIFY(m_dialogs->box.texts().isEmpty());
     }
 
     // A refused read ends the variables of that unit and of every later unit of
     // the display; an entry that wraps in the box is followed by a blank line.
     void readErrorCarriesOverAndLongEntriesWrap()
     {
-        auto sign = display(
-            {QStringLiteral("--units"), QStringLiteral("1,2"), QStringLiteral("--busy"), QStringLiteral("S")});
-        QVERIFY(sign->tcpPort());
+        const EmulatorProcess* sign = m_rig->start(words("--units 1,2 --busy S"));
+        QVERIFY(sign);
         const QString longText(600, u'W');
         put(sign->tcpPort(), 1, {{true, 0, 2, 2, 2, longText}, {true, 1, 2, 2, 2, "short"}});
         writeDisplays({{"Sign C", sign->tcpPort(), "1,2"}});
@@ -323,17 +307,18 @@ private slots:
         QTEST(caption, "caption");
         QFETCH(QString, message);
         if (message.isEmpty()) {
-            QVERIFY(m_box->shown().isEmpty());
+            QVERIFY(m_dialogs->box.shown().isEmpty());
         } else {
-            QCOMPARE(m_box->shown().size(), 1);
-            QVERIFY2(m_box->shown().at(0).text.startsWith(message), qPrintable(m_box->shown().at(0).text));
-            QVERIFY(m_box->shown().at(0).text.size() > message.size()); // the error's description follows
-            QCOMPARE(m_box->shown().at(0).icon, msgbox::Critical);
+            QCOMPARE(m_dialogs->box.shown().size(), 1);
+            QVERIFY2(m_dialogs->box.shown().at(0).text.startsWith(message),
+                     qPrintable(m_dialogs->box.shown().at(0).text));
+            QVERIFY(m_dialogs->box.shown().at(0).text.size() > message.size()); // the error's description follows
+            QCOMPARE(m_dialogs->box.shown().at(0).icon, msgbox::Critical);
         }
     }
 
 private:
-    void writeDisplays(const QList<LoopbackDisplay>& displays) { QVERIFY(writeDisplayList(m_env->folder(), displays)); }
+    void writeDisplays(const QList<LoopbackDisplay>& displays) { QVERIFY(m_rig->list(displays)); }
     static QTextEdit* report_(dlgVariableAudit& dlg)
     {
         return dlg.findChild<QTextEdit*>(QStringLiteral("rtxtAuditInfo"));
@@ -353,10 +338,8 @@ private:
         });
     }
 
-    std::unique_ptr<TestEnvironment> m_env;
-    std::unique_ptr<ScriptedMessageBox> m_box;
-    std::unique_ptr<ScriptedFileDialog> m_files;
-    std::unique_ptr<ScriptedPrintDialog> m_printer;
+    std::optional<LoopbackRig> m_rig;
+    std::optional<AnsweredDialogs> m_dialogs;
 };
 
 QTEST_MAIN(TestVariableAudit)

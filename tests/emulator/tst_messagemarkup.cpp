@@ -31,61 +31,55 @@ class TestMessageMarkup final : public QObject {
     TestEnvironment env;
 
 private slots:
-    void layout_data();
-    void layout();
-    void withoutUnitVariablesAreEmpty();
+    void layout_data()
+    {
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("plain") << QStringLiteral("Hello") << QStringLiteral("Hello/1");
+        QTest::newRow("text variable") << QStringLiteral("T=") + RS + QStringLiteral("A000!")
+                                       << QStringLiteral("T=/1 + 21C/2 + !/1");
+        QTest::newRow("cell variable blinking") << RS + QStringLiteral("V159") << QStringLiteral("$5/3b");
+        QTest::newRow("inverse variable") << RS + QStringLiteral("A255") << QStringLiteral("END/4i");
+        QTest::newRow("same attributes merge")
+            << QStringLiteral("a") + RS + QStringLiteral("A001b") << QStringLiteral("aREDb/1");
+        QTest::newRow("missing index is empty")
+            << QStringLiteral("x") + RS + QStringLiteral("V160y") << QStringLiteral("xy/1");
+        QTest::newRow("too few digits stay text") << RS + QStringLiteral("A12") << QStringLiteral("A12/1");
+        QTest::newRow("lower case is not a token") << RS + QStringLiteral("a000") << QStringLiteral("a000/1");
+        QTest::newRow("crlf") << QStringLiteral("one\r\ntwo") << QStringLiteral("one/1 | two/1");
+        QTest::newRow("lone lf and cr") << QStringLiteral("a\nb\rc") << QStringLiteral("a/1 | b/1 | c/1");
+        QTest::newRow("empty line kept") << QStringLiteral("a\r\n\r\nb") << QStringLiteral("a/1 |  | b/1");
+        QTest::newRow("trailing breaks dropped") << QStringLiteral("a\r\n\r\n") << QStringLiteral("a/1");
+        QTest::newRow("variable with a line break")
+            << QStringLiteral("<") + RS + QStringLiteral("A002>") << QStringLiteral("</1 + up/5 | down/5 + >/1");
+        QTest::newRow("fixed colour") << CS + QStringLiteral("6cyan ") + CS + QStringLiteral("7white")
+                                      << QStringLiteral("cyan /6 + white/7");
+        QTest::newRow("colour 8 is text") << CS + QStringLiteral("8x") << QStringLiteral("8x/1");
+        QTest::newRow("other control characters dropped") << QStringLiteral("a\x01\x1F"
+                                                                            "b")
+                                                          << QStringLiteral("ab/1");
+        QTest::newRow("tokens in data are not expanded") << RS + QStringLiteral("A003") << QStringLiteral("A000/1");
+    }
+    void layout()
+    {
+        QFETCH(QString, message);
+        QFETCH(QString, expected);
+        DisplayUnit unit;
+        *unit.variable(VarKind::Text, 0) = {2, false, false, QStringLiteral("21C")};
+        *unit.variable(VarKind::Text, 1) = {1, false, false, QStringLiteral("RED")};
+        *unit.variable(VarKind::Text, 2) = {5, false, false, QStringLiteral("up\r\ndown")};
+        // Shown, not expanded: the mark is a control character.
+        *unit.variable(VarKind::Text, 3) = {1, false, false, RS + QStringLiteral("A000")};
+        *unit.variable(VarKind::Text, 255) = {4, false, true, QStringLiteral("END")};
+        *unit.variable(VarKind::Cell, 159) = {3, true, false, QStringLiteral("$5")};
+        QCOMPARE(describe(layoutMessage(message, &unit)), expected);
+    }
+    void withoutUnitVariablesAreEmpty()
+    {
+        const auto lines = layoutMessage(QStringLiteral("a") + RS + QStringLiteral("A000b\r\nc"), nullptr);
+        QCOMPARE(plainText(lines), QStringLiteral("ab\nc"));
+    }
 };
-
-void TestMessageMarkup::layout_data()
-{
-    QTest::addColumn<QString>("message");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("plain") << QStringLiteral("Hello") << QStringLiteral("Hello/1");
-    QTest::newRow("text variable") << QStringLiteral("T=") + RS + QStringLiteral("A000!")
-                                   << QStringLiteral("T=/1 + 21C/2 + !/1");
-    QTest::newRow("cell variable blinking") << RS + QStringLiteral("V159") << QStringLiteral("$5/3b");
-    QTest::newRow("inverse variable") << RS + QStringLiteral("A255") << QStringLiteral("END/4i");
-    QTest::newRow("same attributes merge")
-        << QStringLiteral("a") + RS + QStringLiteral("A001b") << QStringLiteral("aREDb/1");
-    QTest::newRow("missing index is empty")
-        << QStringLiteral("x") + RS + QStringLiteral("V160y") << QStringLiteral("xy/1");
-    QTest::newRow("too few digits stay text") << RS + QStringLiteral("A12") << QStringLiteral("A12/1");
-    QTest::newRow("lower case is not a token") << RS + QStringLiteral("a000") << QStringLiteral("a000/1");
-    QTest::newRow("crlf") << QStringLiteral("one\r\ntwo") << QStringLiteral("one/1 | two/1");
-    QTest::newRow("lone lf and cr") << QStringLiteral("a\nb\rc") << QStringLiteral("a/1 | b/1 | c/1");
-    QTest::newRow("empty line kept") << QStringLiteral("a\r\n\r\nb") << QStringLiteral("a/1 |  | b/1");
-    QTest::newRow("trailing breaks dropped") << QStringLiteral("a\r\n\r\n") << QStringLiteral("a/1");
-    QTest::newRow("variable with a line break")
-        << QStringLiteral("<") + RS + QStringLiteral("A002>") << QStringLiteral("</1 + up/5 | down/5 + >/1");
-    QTest::newRow("fixed colour") << CS + QStringLiteral("6cyan ") + CS + QStringLiteral("7white")
-                                  << QStringLiteral("cyan /6 + white/7");
-    QTest::newRow("colour 8 is text") << CS + QStringLiteral("8x") << QStringLiteral("8x/1");
-    QTest::newRow("other control characters dropped") << QStringLiteral("a\x01\x1F"
-                                                                        "b")
-                                                      << QStringLiteral("ab/1");
-    QTest::newRow("tokens in data are not expanded") << RS + QStringLiteral("A003") << QStringLiteral("A000/1");
-}
-
-void TestMessageMarkup::layout()
-{
-    QFETCH(QString, message);
-    QFETCH(QString, expected);
-    DisplayUnit unit;
-    *unit.variable(VarKind::Text, 0) = {2, false, false, QStringLiteral("21C")};
-    *unit.variable(VarKind::Text, 1) = {1, false, false, QStringLiteral("RED")};
-    *unit.variable(VarKind::Text, 2) = {5, false, false, QStringLiteral("up\r\ndown")};
-    // Shown, not expanded: the mark is a control character.
-    *unit.variable(VarKind::Text, 3) = {1, false, false, RS + QStringLiteral("A000")};
-    *unit.variable(VarKind::Text, 255) = {4, false, true, QStringLiteral("END")};
-    *unit.variable(VarKind::Cell, 159) = {3, true, false, QStringLiteral("$5")};
-    QCOMPARE(describe(layoutMessage(message, &unit)), expected);
-}
-
-void TestMessageMarkup::withoutUnitVariablesAreEmpty()
-{
-    const auto lines = layoutMessage(QStringLiteral("a") + RS + QStringLiteral("A000b\r\nc"), nullptr);
-    QCOMPARE(plainText(lines), QStringLiteral("ab\nc"));
-}
 
 QTEST_GUILESS_MAIN(TestMessageMarkup)
 #include "tst_messagemarkup.moc"

@@ -2,76 +2,53 @@
 // update dialog and updates and audits by qmdvars, all listed by `qmdvars
 // history`; a history that cannot be opened stops no send.
 
-#include "classregistry.h"
 #include "clsVariableAccess.h"
 #include "dlgVariableUpdate.h"
-#include "emulatorprocess.h"
 #include "historyview.h"
+#include "loopbackrig.h"
 #include "settingsstore.h"
-#include "testenvironment.h"
 #include "updaterun.h"
 
 #include <QDir>
-#include <QFile>
-#include <QProcess>
-#include <QTest>
-#include <QTimer>
+
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
 class tst_HistoryWiring final : public QObject {
     Q_OBJECT
-    std::unique_ptr<EmulatorProcess> m_display;
-    std::unique_ptr<TestEnvironment> m_env;
+    std::optional<LoopbackRig> m_rig;
 
     QString tool(const QStringList& args, int* code = nullptr)
     {
-        QProcess p;
-        p.setWorkingDirectory(m_env->folder());
-        p.start(QStringLiteral(QMDVARS_PATH), QStringList{u"--displays-file"_s, m_env->path(u"Displays.dat"_s)} + args);
-        p.waitForFinished(60000);
+        const ProgramRun r = runProgram(QStringLiteral(QMDVARS_PATH),
+                                        QStringList{u"--displays-file"_s, m_rig->path(u"Displays.dat"_s)} + args,
+                                        m_rig->env.folder());
         if (code)
-            *code = p.exitCode();
-        return QString::fromUtf8(p.readAllStandardOutput());
+            *code = r.code;
+        return r.out;
     }
 
     // The update dialog sends variable 3 to `display` and closes after its first pass.
     QString guiUpdate(clsVariableAccess& vars, const QString& display)
     {
         dlgVariableUpdate dlg;
-        int passes = 0;
-        connect(&dlg.run(), &UpdateRun::passFinished, &dlg, [&] { ++passes; });
         dlg.setVariableSet(&vars);
         dlg.setSelectedVars({{true, 3}});
         dlg.setDisplayList(display);
-        QTimer::singleShot(0, &dlg, [&] {
-            QTRY_VERIFY_WITH_TIMEOUT(passes >= 1 && !dlg.run().passRunning(), 30000);
-            dlg.run().stopRetry();
-            dlg.done(QDialog::Rejected);
-        });
-        dlg.SendVarData();
+        runFirstPass(dlg, &dlgVariableUpdate::SendVarData, [&] { dlg.run().stopRetry(); });
         return dlg.run().rows().value(0).status;
     }
 
 private slots:
     void init()
     {
-        m_display = std::make_unique<EmulatorProcess>(QStringLiteral(EMULATOR_PATH));
-        QVERIFY2(m_display->start({u"--tcp"_s, u"127.0.0.1:0"_s}, 1, 10000), qPrintable(m_display->error()));
-        m_env = std::make_unique<TestEnvironment>();
-        for (const char* library : {TRANSMISSION_LIBRARY, PLUGINMASTER_LIBRARY, BADWORD_LIBRARY})
-            QCOMPARE(ComponentLoader::registerLibrary(QString::fromLocal8Bit(library)), 0);
-        settings::write(settings::kAppPath, m_env->folder());
-        settings::write(settings::kVarFileLoc, m_env->path(u"set.vls"_s));
-        QFile list(m_env->path(u"Displays.dat"_s));
-        QVERIFY(list.open(QIODevice::WriteOnly));
-        list.write(u"1|Lobby|3|127.0.0.1||%1||1\n2|Gone|3|127.0.0.1||1||1\n"_s.arg(m_display->tcpPort()).toLatin1());
+        m_rig.emplace();
+        const EmulatorProcess* display = m_rig->start();
+        QVERIFY(display && m_rig->list({{"Lobby", display->tcpPort()}, {"Gone", 1}}));
+        settings::write(settings::kVarFileLoc, m_rig->path(u"set.vls"_s));
     }
-    void cleanup()
-    {
-        m_env.reset();
-        m_display.reset();
-    }
+    void cleanup() { m_rig.reset(); }
 
     void dialogAndToolSendsAreListed()
     {

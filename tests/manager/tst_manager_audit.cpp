@@ -3,23 +3,18 @@
 
 #include "classregistry.h"
 #include "clsVariableAccess.h"
+#include "datarow.h"
 #include "dlgVariableAudit.h"
 #include "dlgVariables.h"
-#include "emulatorprocess.h"
+#include "loopbackrig.h"
 #include "settingsstore.h"
-#include "testenvironment.h"
 #include "updateflow.h"
 
 #include <QApplication>
-#include <QFile>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QRegularExpression>
-#include <QTest>
 #include <QTextEdit>
-#include <QTimer>
-
-#include <memory>
 
 namespace {
 // Only the chooser is used by the audit button.
@@ -56,25 +51,20 @@ private slots:
         QTest::addColumn<VarSelection>("chosen");
         QTest::addColumn<QString>("option");
         QTest::addColumn<QStringList>("expected"); // what follows the display's download line; empty: no audit
-        QTest::newRow("nothing chosen") << VarSelection{} << "optVariable_0" << QStringList{};
-        QTest::newRow("data only") << VarSelection{{true, 1}, {false, 257}} << "optVariable_1"
-                                   << QStringList{"Variable\t Data", "Text Var 1\t  ", "Cell Var 1\t  ",
-                                                  "Closing Connection", ""};
-        QTest::newRow("attributes only") << VarSelection{{true, 2}} << "optVariable_2"
-                                         << QStringList{"Variable\tBlink\tInverse\tColor", "Text Var 2\tNo\tNo\tRed",
-                                                        "Closing Connection", ""};
+        addRow("nothing chosen", VarSelection{}, "optVariable_0", QStringList{});
+        addRow("data only", VarSelection{{true, 1}, {false, 257}}, "optVariable_1",
+               QStringList{"Variable\t Data", "Text Var 1\t  ", "Cell Var 1\t  ", "Closing Connection", ""});
+        addRow("attributes only", VarSelection{{true, 2}}, "optVariable_2",
+               QStringList{"Variable\tBlink\tInverse\tColor", "Text Var 2\tNo\tNo\tRed", "Closing Connection", ""});
     }
     void auditButton()
     {
         QFETCH(VarSelection, chosen);
         QFETCH(QString, option);
-        TestEnvironment env;
+        LoopbackRig rig(LoopbackRig::Transmission);
         ScriptedMessageBox box;
-        QCOMPARE(ComponentLoader::registerLibrary(QStringLiteral(TRANSMISSION_LIBRARY)), 0);
-        EmulatorProcess sign{QStringLiteral(EMULATOR_PATH)};
-        QVERIFY2(sign.start({}, 1, 10000), qPrintable(sign.error()));
-        QVERIFY(writeDisplayList(env.folder(), {{"Sign A", sign.tcpPort()}}));
-        settings::write(settings::kAppPath, env.folder());
+        const EmulatorProcess* sign = rig.start();
+        QVERIFY(sign && rig.list({{"Sign A", sign->tcpPort()}}));
         settings::write(settings::kPromptForDisplay, QStringLiteral("0"));
         settings::write(settings::kLastOpenedDisplay, QStringLiteral("Sign A"));
         settings::write(settings::kPromptForVariable, QStringLiteral("FALSE")); // asked all the same

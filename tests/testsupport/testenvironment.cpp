@@ -1,8 +1,5 @@
 #include "testenvironment.h"
 
-#include "classregistry.h"
-#include "runtimeerror.h" // before disptrans.h, which uses it
-#include "disptrans.h"
 #include "settingsstore.h"
 
 #include <QDir>
@@ -91,15 +88,4 @@ void writeFile(const QString& path, const QByteArray& bytes)
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
     QCOMPARE(file.write(bytes), bytes.size());
-}
-
-QString readFromLoopbackDisplay(quint16 port, const std::function<QString(disptrans::IDispTrans&)>& read)
-{
-    auto control = createComponent<disptrans::IDispTrans>(disptrans::kDispTransProgId);
-    disptrans::ConnectionSettings s{3, QStringLiteral("127.0.0.1"), {}, {}, QString::number(port), 1};
-    if (!control->OpenConnection(s))
-        return control->LastErrorText();
-    const QString held = read(*control.get());
-    control->CloseConnection();
-    return held;
 }

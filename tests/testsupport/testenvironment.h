@@ -1,7 +1,5 @@
 #pragma once
 
-#include <functional>
-
 #include "filedialog.h"
 #include "messagebox.h"
 #include "printdialog.h"
@@ -82,10 +80,14 @@ public:
     int shownCount = 0;
 };
 
-namespace disptrans {
-class IDispTrans;
-}
-// Opens the display on loopback TCP `port` (address 1) through the registered
-// transmission control, lets `read` ask it what it holds, and closes it; the
-// control's error text when the display does not open.
-QString readFromLoopbackDisplay(quint16 port, const std::function<QString(disptrans::IDispTrans&)>& read);
+// Every dialog answered by the test, installed in one place: message boxes
+// (box), file dialogs (files) and the printer dialog (printer).
+struct AnsweredDialogs {
+    ScriptedMessageBox box;
+    ScriptedFileDialog files;
+    ScriptedPrintDialog printer;
+};
+// A test's own settings (env) with every dialog answered.
+struct DialogWorld : AnsweredDialogs {
+    TestEnvironment env;
+};

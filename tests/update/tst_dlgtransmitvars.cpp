@@ -6,28 +6,20 @@
 #include "classregistry.h"
 #include "clsVariableAccess.h"
 #include "dlgTransmitVars.h"
-#include "emulatorprocess.h"
 #include "fakehostobjects.h"
 #include "fakepluginmaster.h"
+#include "loopbackrig.h"
 #include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
-#include "testenvironment.h"
 #include "zolQMDVariables.h"
 
 #include <QRegularExpression>
-#include <QTest>
 
-#include <memory>
+#include <numeric>
+#include <optional>
 
 namespace {
 constexpr int16_t kUnit = 7; // the only address the emulated display answers
-
-std::unique_ptr<EmulatorProcess> display(const QStringList& extra = {})
-{
-    return startEmulator(QStringLiteral(EMULATOR_PATH),
-                         QStringList{QStringLiteral("--trace"), QStringLiteral("--units"), QString::number(kUnit)}
-                             + extra);
-}
 
 // A transmission control as the host hands it over: connected, at kUnit.
 Component<disptrans::IDispTrans> connectedControl(quint16 port)
@@ -49,19 +41,9 @@ QString expectedOf(const clsVariableAccess& set, int16_t n, const QString& data)
 
 QStringList readAll(quint16 port)
 {
-    auto control = connectedControl(port);
-    QStringList held;
-    for (int16_t n = 1; n <= clsVariableAccess::kVariableCount; ++n) {
-        const bool text = clsVariableAccess::isTextVariable(n);
-        disptrans::VarReadRequest request{int16_t(text ? n - 1 : n - 257)};
-        const disptrans::VarReadReply r = text ? control->ReadTextVariable(request)
-                                               : control->ReadCellVariable(request);
-        held << (control->LastCommandSucceeded()
-                     ? QStringLiteral("%1 %2 %3 [%4]").arg(r.Color).arg(r.Blink).arg(r.Inverse).arg(r.Data)
-                     : QStringLiteral("read failed: ") + control->LastErrorText());
-    }
-    control->CloseConnection();
-    return held;
+    QList<int> all(clsVariableAccess::kVariableCount);
+    std::iota(all.begin(), all.end(), 1);
+    return readVariables(port, all, true, kUnit);
 }
 
 // Every variable different: data, colour 1 ... 7, blink and inverse in different rhythms.
@@ -87,9 +69,8 @@ class TestTransmitVars final : public QObject {
 private slots:
     void init()
     {
-        m_env = std::make_unique<TestEnvironment>();
-        m_box = std::make_unique<ScriptedMessageBox>();
-        QCOMPARE(ComponentLoader::registerLibrary(QStringLiteral(TRANSMISSION_LIBRARY)), 0);
+        m_rig.emplace(LoopbackRig::Transmission);
+        m_box.emplace();
         FakePluginMaster::reset();
         ComponentLoader::setFactory(pluginmaster::kPluginMasterProgId, [] { return new FakePluginMaster; });
     }
@@ -97,15 +78,15 @@ private slots:
     {
         ComponentLoader::clearFactories();
         m_box.reset();
-        m_env.reset();
+        m_rig.reset();
     }
 
     // The host's pre-transmit call sends the saved set: all 416 variables, each
     // with its own attributes, at the address the host's control holds.
     void preTransmitLeavesEveryVariableOnTheDisplay()
     {
-        auto e = display();
-        QVERIFY(e->tcpPort());
+        auto* e = display();
+        QVERIFY(e);
         QStringList expected;
         {
             clsVariableAccess set; // saved to the current file when it goes
@@ -138,8 +119,8 @@ private slots:
     // A linked variable sends the linked value, cut to its maximum length.
     void linkedVariablesSendTheirLinkedValue()
     {
-        auto e = display();
-        QVERIFY(e->tcpPort());
+        auto* e = display();
+        QVERIFY(e);
         clsVariableAccess set;
         fill(set);
         set.setVariableOLELink(3, QStringLiteral("C:\\vars.xls!Variables!R3C2"));
@@ -181,8 +162,8 @@ private slots:
     void refusedCommands()
     {
         QFETCH(QString, busy);
-        auto e = display({QStringLiteral("--busy"), busy});
-        QVERIFY(e->tcpPort());
+        auto* e = display({QStringLiteral("--busy"), busy});
+        QVERIFY(e);
         clsVariableAccess set;
         fill(set);
         auto control = connectedControl(e->tcpPort());
@@ -213,8 +194,14 @@ private slots:
     }
 
 private:
-    std::unique_ptr<TestEnvironment> m_env;
-    std::unique_ptr<ScriptedMessageBox> m_box;
+    // A display system with only kUnit, tracing its frames.
+    EmulatorProcess* display(const QStringList& extra = {})
+    {
+        return m_rig->start(QStringList{QStringLiteral("--trace"), QStringLiteral("--units"), QString::number(kUnit)}
+                            + extra);
+    }
+    std::optional<LoopbackRig> m_rig;
+    std::optional<ScriptedMessageBox> m_box;
 };
 
 QTEST_MAIN(TestTransmitVars)
