@@ -17,7 +17,8 @@ private slots:
         const ProgramRun r = runProgram(
             QStringLiteral(EMULATOR_PATH),
             words("--tcp 127.0.0.1:0 --pty --modem-pty --demo --quit-after 8000 --geometry 940x280+30+40 --screenshot")
-                << file, {}, 10000);
+                << file,
+            {}, 10000);
         QCOMPARE(r.code, 0);
         const QString out = r.out + r.err;
         QVERIFY2(out.contains(QStringLiteral("SHOW 1 TEMP 21\u00B0C  SHOP OPEN|COFFEE $4.99|FLIGHT GATE 7 ON TIME")),

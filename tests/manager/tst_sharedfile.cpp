@@ -46,7 +46,9 @@ private slots:
         ScriptedMessageBox box;
         const QString file = env.path(u"QMDvarinfo.vls"_s);
         settings::write(settings::kVarFileLoc, file);
-        { clsVariableAccess first; } // the file exists, as where the plug-in ran before
+        {
+            clsVariableAccess first;
+        } // the file exists, as where the plug-in ran before
 
         dlgVariables manager;
         manager.show();
