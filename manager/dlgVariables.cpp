@@ -242,6 +242,15 @@ void dlgVariables::showEvent(QShowEvent* event)
     QDialog::showEvent(event);
 }
 
+// Esc does nothing: "Done" is the way out that keeps what was typed, and the
+// close box the way out that does not.
+void dlgVariables::keyPressEvent(QKeyEvent* event)
+{
+    if (event->matches(QKeySequence::Cancel))
+        return event->accept();
+    QDialog::keyPressEvent(event);
+}
+
 void dlgVariables::done(int result)
 {
     QDialog::done(result);
@@ -253,6 +262,8 @@ void dlgVariables::loadForm()
     m_loaded = true;
     m_text->shownNumber = -1;
     m_cell->shownNumber = -1;
+    for (PropertyPage* page : {m_text, m_cell})
+        page->dataBox()->setEnabled(true); // as a freshly loaded form has it
     try {
         fillPages();
     } catch (const RuntimeError& e) {
@@ -364,16 +375,17 @@ void dlgVariables::watchLinkedDocuments()
 }
 
 // Each linked variable shown gets its current value; the rest of the page,
-// and what the user typed there, stays as it is.
+// and what the user typed there, stays as it is. A value goes into the data box
+// of the page that shows the linked variable, never into the other page's box,
+// so a cell's value cannot end up in a text variable at the next commit.
 void dlgVariables::showLinkedValues()
 {
     if (!m_loaded)
         return;
     for (PropertyPage* page : {m_text, m_cell}) {
-        if (page->shownNumber <= 0 || page->linkBox()->text().isEmpty())
-            continue;
-        const auto n = static_cast<int16_t>(page->shownNumber);
-        page->dataBox()->setText(manager::valuesOf(variableSet(), n, m_oleVarGrab.get()).data);
+        const QString link = page->linkBox()->text();
+        if (page->shownNumber > 0 && !link.isEmpty())
+            page->dataBox()->setText(manager::liveValue(*m_oleVarGrab, link));
     }
     watchLinkedDocuments(); // a renamed-over file is watched afresh
 }
@@ -508,7 +520,7 @@ void dlgVariables::onPaste()
 {
     PropertyPage* page = currentPage();
     saveState(page);
-    page->dataBox()->insert(QGuiApplication::clipboard()->text());
+    page->dataBox()->insertTyped(QGuiApplication::clipboard()->text());
     refreshEditMenu();
 }
 
@@ -548,7 +560,7 @@ void dlgVariables::onViewEditVariable()
     saveState(page);
     clsFrm_Var_Editor editor;
     editor.SetText(box->text());
-    editor.SetMaxLength(static_cast<int16_t>(page->lengthList()->currentText().toInt()));
+    editor.SetMaxLength(static_cast<int16_t>(page->maxLengthText().toInt()));
     editor.EnableEdit(box->isEnabled());
     editor.Show(1);
     box->setText(editor.GetText());

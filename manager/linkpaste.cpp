@@ -18,10 +18,11 @@ QString takeLinkFromClipboard(ILinkContainer& container, QWidget* parent)
         container.clear();
         if (source.isEmpty())
             return source;
-        // A document that was never saved has no path a later read could open.
+        // A document that was never saved has no path a later read could open;
+        // a folder is no document.
         QString document = source.section(u'!', 0, 0);
         document.replace(u'\\', u'/');
-        if (!QFileInfo::exists(document)) {
+        if (!QFileInfo(document).isFile()) {
             msgbox::show(QStringLiteral("Please save the file that contains the link you are trying to paste."),
                          msgbox::OKOnly, msgbox::Information, QStringLiteral("OLE Link Paste Error"), parent);
             return {};

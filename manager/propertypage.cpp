@@ -82,7 +82,7 @@ PropertyPage::PropertyPage(PageKind kind, QWidget* parent) : QWidget(parent), m_
                         QStringLiteral("White")});
     m_blink = codeList(this, n.blink, {QStringLiteral("Yes"), QStringLiteral("No")});
     m_inverse = codeList(this, n.inverse, {QStringLiteral("Yes"), QStringLiteral("No")});
-    m_data = named(new QLineEdit(this), n.data);
+    m_data = named(new DataBox(this), n.data);
     m_link = named(new QLineEdit(this), n.link);
     m_paste = named(new QPushButton(QStringLiteral("Paste"), this), n.paste);
     m_paste->setAutoDefault(false);
@@ -189,21 +189,26 @@ void PropertyPage::showValues(const EditorValues& v)
     selectCode(m_color, v.color);
     selectCode(m_blink, v.blink);
     selectCode(m_inverse, v.inverse);
-    const int length = m_length->findText(v.maxLength);
-    if (length >= 0)
-        m_length->setCurrentIndex(length);
-    m_data->setMaxLength(m_length->currentText().toInt());
+    // A length the list does not hold (a hand-edited file) shows with no entry
+    // chosen and stays as stored until the user chooses one.
+    m_length->setCurrentIndex(m_length->findText(v.maxLength));
+    m_length->setPlaceholderText(v.maxLength);
+    m_data->setTypingLimit(maxLengthText().toInt());
     m_data->setText(v.data);
     m_link->setText(v.link);
     m_paste->setText(pasteCaption(v.link));
-    // A linked variable's data comes from its link and cannot be typed.
-    m_data->setEnabled(v.link.isEmpty());
+    // Whether the data can be typed is Paste's and Clear's business, not showing's.
+}
+
+QString PropertyPage::maxLengthText() const
+{
+    return m_length->currentIndex() < 0 ? m_length->placeholderText() : m_length->currentText();
 }
 
 EditorValues PropertyPage::values() const
 {
-    return {m_name->text(), codeOf(m_color), codeOf(m_blink),        codeOf(m_inverse),
-            m_data->text(), m_link->text(),  m_length->currentText()};
+    return {m_name->text(), codeOf(m_color), codeOf(m_blink), codeOf(m_inverse),
+            m_data->text(), m_link->text(),  maxLengthText()};
 }
 
 } // namespace manager

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "databox.h"
 #include "variablepage.h"
 
 #include <QWidget>
@@ -25,10 +26,13 @@ public:
     PageKind kind() const { return m_kind; }
     QComboBox* selectionList() const { return m_selection; }
     QComboBox* lengthList() const { return m_length; }
-    QLineEdit* dataBox() const { return m_data; }
+    DataBox* dataBox() const { return m_data; }
     QLineEdit* linkBox() const { return m_link; }
     QPushButton* pasteButton() const { return m_paste; }
     QTableWidget* grid() const { return m_grid; }
+    // The maximum length shown: the length list's choice, or a stored length
+    // the list does not hold, which is kept as it is.
+    QString maxLengthText() const;
 
     // The selection and length lists refilled, the length list on its last entry,
     // nothing selected yet; no handler runs.
@@ -72,7 +76,7 @@ private:
     QComboBox* m_color;
     QComboBox* m_blink;
     QComboBox* m_inverse;
-    QLineEdit* m_data;
+    DataBox* m_data;
     QLineEdit* m_link;
     QPushButton* m_paste;
     QComboBox* m_length;

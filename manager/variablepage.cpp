@@ -1,6 +1,7 @@
 #include "variablepage.h"
 
 #include "clsVariableAccess.h"
+#include "linkcontainer.h"
 
 namespace manager {
 
@@ -67,6 +68,21 @@ void commitValues(clsVariableAccess& set, int16_t n, const EditorValues& v)
     set.setVariableData(n, v.data);
     set.setVariableOLELink(n, v.link);
     set.setVariableMaxLength(n, v.maxLength);
+}
+
+QString liveValue(ILinkContainer& links, const QString& link)
+{
+    try {
+        links.setDataFormat(QStringLiteral("CF_TEXT"));
+        if (links.sourceDoc() != link)
+            links.createLink(link);
+        QString text = links.dataText();
+        text.remove(QChar(0));
+        text.remove(QStringLiteral("\r\n"));
+        return text;
+    } catch (...) {
+        return {};
+    }
 }
 
 QString pasteCaption(const QString& linkSource)

@@ -39,6 +39,11 @@ EditorValues valuesOf(const clsVariableAccess& set, int16_t n, ILinkContainer* l
 // Writes every field of the editors to variable n.
 void commitValues(clsVariableAccess& set, int16_t n, const EditorValues& values);
 
+// The current value of `link` as the data box shows it live: as read, with no
+// character 0 and no line ends, not cut to a maximum length (that is for
+// sending); "" when it cannot be read.
+QString liveValue(ILinkContainer& links, const QString& link);
+
 // The paste button reads "Clear" while a link source is shown.
 QString pasteCaption(const QString& linkSource);
 

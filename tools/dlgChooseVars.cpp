@@ -64,8 +64,8 @@ dlgChooseVars::dlgChooseVars(QWidget* parent) : QDialog(parent)
     hint->setObjectName(QStringLiteral("Label2"));
     hint->setWordWrap(true);
 
+    // No default button: Enter in the range box confirms nothing.
     auto* ok = makeButton(this, "cmdOK", QStringLiteral("OK"));
-    ok->setDefault(true);
     auto* cancel = makeButton(this, "cmdCancel", QStringLiteral("Cancel"));
 
     auto* side = new QVBoxLayout;

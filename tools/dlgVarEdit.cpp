@@ -2,6 +2,7 @@
 
 #include "codepage.h"
 #include "richtextdocument.h"
+#include "typinglimit.h"
 
 #include <QFontDatabase>
 #include <QHBoxLayout>
@@ -46,11 +47,8 @@ VarTextBox::VarTextBox(QWidget* parent) : QTextEdit(parent)
 
 int VarTextBox::room() const
 {
-    if (m_maxLength <= 0)
-        return std::numeric_limits<int>::max();
-    const int length = int(toPlainText().size());
     const QTextCursor cursor = textCursor();
-    return std::max(0, m_maxLength - (length - (cursor.selectionEnd() - cursor.selectionStart())));
+    return typinglimit::room(m_maxLength, toPlainText().size(), cursor.selectionEnd() - cursor.selectionStart());
 }
 
 void VarTextBox::keyPressEvent(QKeyEvent* event)
@@ -61,8 +59,7 @@ void VarTextBox::keyPressEvent(QKeyEvent* event)
         event->accept(); // a variable's text is one line
         return;
     }
-    if (!isReadOnly() && !text.isEmpty() && text.front() >= u' ' && text.front() != QChar(0x7F)
-        && room() < text.size()) {
+    if (!isReadOnly() && typinglimit::typesText(event) && room() < text.size()) {
         event->accept(); // full
         return;
     }
@@ -110,7 +107,10 @@ dlgVarEdit::dlgVarEdit(QWidget* parent) : QDialog(parent)
     layout->addLayout(buttons);
 
     connect(ok, &QPushButton::clicked, this, [this] {
+        // One line: a paragraph mark that ends the rich text is no part of it.
         m_result = m_box->toPlainText();
+        while (!m_result.isEmpty() && isLineBreak(m_result.back()))
+            m_result.chop(1);
         close();
     });
     connect(cancel, &QPushButton::clicked, this, [this] {
@@ -148,7 +148,7 @@ void dlgVarEdit::SetText(const QString& sRTF)
     font.setFontPointSize(kPointSize);
     cursor.select(QTextCursor::Document);
     cursor.mergeCharFormat(font);
-    cursor.clearSelection();
+    cursor.setPosition(0); // the caret at the start, nothing selected
     m_box->setTextCursor(cursor);
     m_given = sRTF;
 }

@@ -156,7 +156,8 @@ void dlgUpdateDelay::fillList(const std::function<QString()>& displaySelection)
         const QStringList entries = selection.split(u',');
         const QHash<QString, QString> names = displayNames(entries);
         for (const QString& name : entries) {
-            auto* row = new QTreeWidgetItem(m_list, {name, kNow, QStringLiteral("0")});
+            // The Delay column is empty until a delay is chosen; "Start Update" counts it as 0.
+            auto* row = new QTreeWidgetItem(m_list, {name, kNow, QString()});
             row->setSizeHint(NameColumn, QSize(0, rowHeight));
             row->setToolTip(NameColumn, names.value(name));
             setMark(row, kNow);

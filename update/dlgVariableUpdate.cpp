@@ -83,14 +83,7 @@ dlgVariableUpdate::dlgVariableUpdate(QWidget* parent)
         m_progress->setValue(qBound(0, percent, 100));
         refreshActivity();
     });
-    connect(run, &UpdateRun::passFinished, this, [this] {
-        showPassOver();
-        if (!m_closeAfterPass)
-            return;
-        m_closeAfterPass = false;
-        // After the pass has unwound, so the dialog closes with nothing running.
-        QTimer::singleShot(0, this, [this] { reject(); });
-    });
+    connect(run, &UpdateRun::passFinished, this, &dlgVariableUpdate::showPassOver);
 
     connect(m_cancel, &QPushButton::clicked, run, &UpdateRun::cancelDisplay);
     connect(m_cancelAll, &QPushButton::clicked, run, &UpdateRun::cancelAll);
@@ -238,12 +231,9 @@ void dlgVariableUpdate::showEvent(QShowEvent* event)
 
 bool dlgVariableUpdate::mayClose()
 {
-    if (m_run->passRunning()) {
-        // Stop the pass at its next variable and close once it has ended.
-        m_run->cancelAll();
-        m_closeAfterPass = true;
+    // Only the two cancel buttons stop a pass; the dialog stays until the pass is over.
+    if (m_run->passRunning())
         return false;
-    }
     if (m_run->timerSched().isActive()) {
         const QString text = QStringLiteral("Variables will not be updated if Variable Plug-In is closed.")
                              + QStringLiteral("\r\n")

@@ -87,7 +87,6 @@ private:
     QMenu* m_statusMenu = nullptr; // mnuPopupReTransmit
     bool m_startPending = false;
     bool m_detailsShown = false;
-    bool m_closeAfterPass = false;
     int m_detailsHeight = 260;
     int m_collapsedHeight = 0;
     QHash<QString, QString> m_displayNames; // the rows' tooltips

@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QDir>
 #include <QFile>
 #include <QLineEdit>
 #include <QMimeData>
@@ -65,6 +66,9 @@ private slots:
         QTest::newRow("never saved") << u"Untitled 1"_s << QString() << u"typed"_s
                                      << QStringList{u"Please save the file that contains the link you are trying to "
                                                     u"paste.|OLE Link Paste Error|64"_s};
+        QTest::newRow("a folder") << u"book.d"_s << QString() << u"typed"_s
+                                  << QStringList{u"Please save the file that contains the link you are trying to "
+                                                 u"paste.|OLE Link Paste Error|64"_s};
         QTest::newRow("plain text") << QString() << QString() << u"typed"_s << QStringList();
     }
     void pastesFromClipboard()
@@ -72,6 +76,7 @@ private slots:
         QFETCH(QString, document);
         QFETCH(QString, link);
         writeFile(m_world->env.path(u"book.csv"_s), "a,linked 1\n");
+        QDir(m_world->env.folder()).mkdir(u"book.d"_s);
         open();
         text()->dataBox()->setText(u"typed"_s);
         if (document.isEmpty())
@@ -144,7 +149,7 @@ private slots:
         QCOMPARE(text()->linkBox()->text(), workbook + u"!Variables!R2C2"_s);
         QCOMPARE(text()->pasteButton()->text(), u"Clear"_s);
         QCOMPARE(text()->dataBox()->text(), QString()); // column B is empty in the new workbook
-        QVERIFY(!text()->dataBox()->isEnabled());
+        QVERIFY(text()->dataBox()->isEnabled());        // showing a variable leaves it as it was
         clsVariableAccess old;
         old.LoadVariables(before);
         QCOMPARE(old.VariableName(1), u"typed name"_s);

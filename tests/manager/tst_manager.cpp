@@ -255,7 +255,8 @@ private slots:
         clsVariableAccess& set = m_dialog->variableSet();
         set.setVariableColor(2, "4");
         set.setVariableInverse(2, "1");
-        set.setVariableMaxLength(2, "20");
+        set.setVariableMaxLength(2, "300"); // not in the list: kept, and the data with it
+        set.setVariableData(2, QString(260, u'x'));
         dlgVariables* d = openManager();
         typeInto(edit(d, "txtTextVariableName"), "Speed");
         typeInto(edit(d, "txtTextVarData"), "55 mph");
@@ -264,17 +265,19 @@ private slots:
         // Choosing another variable commits the shown one and shows the other's values,
         // which "Done" commits again as shown.
         combo(d, "cmbTextVars")->setCurrentIndex(1);
-        typeInto(edit(d, "txtTextVarData"), "second");
+        QTest::keyClicks(edit(d, "txtTextVarData"), "!");
         // Switching pages commits nothing by itself.
         showPage(d, 1);
-        QCOMPARE(set.VariableData(2), QString());
+        QCOMPARE(set.VariableData(2), QString(260, u'x'));
         combo(d, "cmbCellVars")->setCurrentIndex(2);
         typeInto(edit(d, "txtCellVarData"), "Hello World");
         choose(d, "cmbCellVarInverse", "Yes");
-        // A shorter length cuts the data and limits the box.
+        // A shorter length shows the data as sent and limits typing, not what Undo brings back.
         choose(d, "cmbCellVarMaxLength", "5");
         QCOMPARE(edit(d, "txtCellVarData")->text(), "Hello");
-        QCOMPARE(edit(d, "txtCellVarData")->maxLength(), 5);
+        press("mnuUndo");
+        QTest::keyClicks(edit(d, "txtCellVarData"), "!");
+        QCOMPARE(edit(d, "txtCellVarData")->text(), "Hello Worl");
         press("optVariable_2");
         press("chkUpdateOnTransmit");
         QVERIFY(!settings::GetUpdateOnTransmit());
@@ -283,12 +286,31 @@ private slots:
         press("OKButton");
         QVERIFY(!d->isVisible() && d->result() == QDialog::Accepted);
         QCOMPARE(vlsRecord(vlsPath(), 1), (QStringList{"Speed", "2", "1", "2", "55 mph", "", "250"}));
-        QCOMPARE(vlsRecord(vlsPath(), 2), (QStringList{"Text Var 2", "4", "2", "1", "second", "", "20"}));
-        QCOMPARE(vlsRecord(vlsPath(), 259), (QStringList{"Cell Var 3", "1", "2", "1", "Hello", "", "5"}));
+        QCOMPARE(vlsRecord(vlsPath(), 2),
+                 (QStringList{"Text Var 2", "4", "2", "1", QString(260, u'x') + u'!', "", "300"}));
+        QCOMPARE(vlsRecord(vlsPath(), 259), (QStringList{"Cell Var 3", "1", "2", "1", "Hello Worl", "", "5"}));
         QCOMPARE(stored(kOptions), (QStringList{"False", "False", "True"}));
         // Closed: neither page shows a variable any more.
         QCOMPARE(d->textPage()->shownNumber + d->cellPage()->shownNumber, 0);
         QVERIFY(m_world->box.shown().isEmpty());
+    }
+
+    // Only "Done" stores: Esc does nothing, the close box closes without storing.
+    void leavingWithoutDone_data()
+    {
+        QTest::addColumn<bool>("escape");
+        addRow("Esc", true);
+        addRow("close box", false);
+    }
+    void leavingWithoutDone()
+    {
+        QFETCH(bool, escape);
+        dlgVariables* d = openManager();
+        typeInto(edit(d, "txtTextVarData"), "typed");
+        press("optVariable_1");
+        escape ? QTest::keyClick(edit(d, "txtTextVarData"), Qt::Key_Escape) : void(d->close());
+        QCOMPARE(d->isVisible(), escape);
+        QCOMPARE(vlsRecord(vlsPath(), 1).value(4) + stored(kOptions).join(u','), "<absent>,<absent>,<absent>");
     }
 
     void pasteAndClearLink()
@@ -301,10 +323,15 @@ private slots:
         fake->value = "7\r\n";
         m_dialog->setLinkContainer(std::move(links));
         m_dialog->variableSet().setVariableData(257, "stored");
+        m_dialog->variableSet().setVariableOLELink(258, workbook + "!Sheet1!R2C1");
         dlgVariables* d = openManager();
         showPage(d, 1);
         auto* paste = d->findChild<QPushButton*>("cmdCellVarOLEPaste");
         QLineEdit* data = edit(d, "txtCellVarData");
+        // Only Paste and Clear change whether the data box can be typed in: not showing a variable.
+        combo(d, "cmbCellVars")->setCurrentIndex(1);
+        QVERIFY(paste->text() == "Clear" && data->isEnabled());
+        combo(d, "cmbCellVars")->setCurrentIndex(0);
         // A document that was never saved has no path to read the link from.
         click(d, "cmdCellVarOLEPaste");
         QCOMPARE(m_world->box.texts(),
@@ -318,9 +345,9 @@ private slots:
         QCOMPARE(d->variableSet().VariableOLELink(257), fake->clipboard);
         QCOMPARE(paste->text() + data->text(), "Clear7");
         QVERIFY(!data->isEnabled());
-        combo(d, "cmbCellVars")->setCurrentIndex(1);
+        combo(d, "cmbCellVars")->setCurrentIndex(2);
         QCOMPARE(paste->text(), "Paste");
-        QVERIFY(data->isEnabled());
+        QVERIFY(!data->isEnabled());
         combo(d, "cmbCellVars")->setCurrentIndex(0);
         QCOMPARE(paste->text(), "Clear");
         click(d, "cmdCellVarOLEPaste");
@@ -329,6 +356,32 @@ private slots:
         press("OKButton");
         QCOMPARE(vlsRecord(vlsPath(), 257).value(5), QString());
         QCOMPARE(m_world->box.shown().size(), 1);
+    }
+
+    // A changed document shows its value as read in the box of the page showing it: not cut to the
+    // maximum length, without character 0 and line ends.
+    void liveValues_data()
+    {
+        QTest::addColumn<int>("page");
+        addRow("Text", 0);
+        addRow("Cell", 1);
+    }
+    void liveValues()
+    {
+        QFETCH(int, page);
+        const QString workbook = m_world->env.path("live.xls");
+        writeFile(workbook, "1");
+        auto links = std::make_unique<FakeLinkContainer>();
+        FakeLinkContainer* fake = links.get();
+        m_dialog->setLinkContainer(std::move(links));
+        const int16_t n = page == 0 ? 1 : 257;
+        m_dialog->variableSet().setVariableOLELink(n, workbook + "!A1");
+        m_dialog->variableSet().setVariableMaxLength(n, "3");
+        dlgVariables* d = openManager();
+        fake->value = QString::fromUtf8("7 lanes\0 open\r\n", 15);
+        writeFile(workbook, "2");
+        QTRY_COMPARE(edit(d, page == 0 ? "txtTextVarData" : "txtCellVarData")->text(), "7 lanes open");
+        QCOMPARE(edit(d, page == 0 ? "txtCellVarData" : "txtTextVarData")->text(), QString());
     }
 
     void sharedInstanceKeepsItsSet()

@@ -155,6 +155,9 @@ private slots:
         // A number beyond 16 bits: the rows of the elements before it stay ticked.
         QTest::newRow("overflow keeps earlier rows") << QList<int>{2} << "cmdSelectVarRange"
                                                      << "4,99999,6" << QList<int>{4} << QStringList{"Overflow"};
+        // No default button: Enter in the range box neither confirms nor closes.
+        QTest::newRow("Enter does nothing") << QList<int>{2} << ""
+                                            << "1-3" << QList<int>{2} << QStringList{};
     }
     void selecting()
     {
@@ -169,8 +172,9 @@ private slots:
         QVERIFY(!d.findChild<QPushButton*>("cmdUseLastSelected")->isEnabled()); // nothing stored
         tick(&d, before);
         QTest::keyClicks(d.findChild<QLineEdit*>("txtVarRange"), range);
-        click(&d, button);
+        button.isEmpty() ? QTest::keyClick(d.findChild<QLineEdit*>("txtVarRange"), Qt::Key_Return) : click(&d, button);
         QCOMPARE(ticked(&d), expected);
+        QVERIFY(d.isVisible() && settings::read(settings::kLastUsed).isEmpty());
         QCOMPARE(m_world->box.texts(), messages);
         for (const msgbox::Request& r : m_world->box.shown())
             QCOMPARE(r.icon, msgbox::Critical);

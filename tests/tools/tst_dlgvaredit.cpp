@@ -107,8 +107,25 @@ private slots:
         form.SetText(QString::fromLatin1(rtf));
         QCOMPARE(colouredRuns(*form.textBox()->document()), runs);
         QVERIFY(inEditorFont(*form.textBox()->document()));
-        QCOMPARE(form.textBox()->textCursor().hasSelection(), false);
-        QCOMPARE(form.GetText(), QString()); // nothing given back before OK or Cancel
+        QCOMPARE(form.textBox()->textCursor().selectionEnd(), 0); // the caret at the start, nothing selected
+        QCOMPARE(form.GetText(), QString());                      // nothing given back before OK or Cancel
+    }
+
+    // OK gives back the one line of the box: a paragraph mark that ends the rich text is no line break.
+    void okGivesOneLine_data()
+    {
+        QTest::addColumn<QByteArray>("given");
+        QTest::addColumn<QString>("result");
+        addRow("plain text", QByteArray("Open 9-5"), u"Open 9-5"_s);
+        addRow("ends in \\par", kWordPad + "Sale\\par\r\n}", u"Sale"_s);
+    }
+    void okGivesOneLine()
+    {
+        dlgVarEdit form;
+        QFETCH(QByteArray, given);
+        form.SetText(QString::fromLatin1(given));
+        form.findChild<QPushButton*>(u"OKButton"_s)->click();
+        QTEST(form.GetText(), "result");
     }
 
     // Damaged rich text never brings the editor down and shows what could be read.

@@ -86,8 +86,8 @@ private slots:
         addRow("0,15,90", "A,B,C", QStringList{"Now", "in 15 Min.", "in 1 h. 30 Min."},
                QStringList{"Now|0|Now", "in 15 Min.|15|Scheduled", "in 1 h. 30 Min.|90|Scheduled"}, "Start Update",
                "0,15,90");
-        addRow("untouched rows are 0", "A,B,C", QStringList{"", "in 2 h. ", ""},
-               QStringList{"Now|0|Now", "in 2 h. |120|Scheduled", "Now|0|Now"}, "Start Update", "0,120,0");
+        addRow("untouched rows: no Delay, 0 in the list", "A,B,C", QStringList{"", "in 2 h. ", ""},
+               QStringList{"Now||Now", "in 2 h. |120|Scheduled", "Now||Now"}, "Start Update", "0,120,0");
         addRow("no displays, no list", "", QStringList{}, QStringList{}, "Start Update", "");
         addRow("Cancel", "A", QStringList{"in 1 h."}, QStringList{"in 1 h.|60|Scheduled"}, "Cancel", "");
         addRow("Escape", "A", QStringList{"in 1 h."}, QStringList{"in 1 h.|60|Scheduled"}, "", "");
