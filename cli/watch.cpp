@@ -4,7 +4,7 @@
 #include "feedlinks.h"
 #include "linkcontainer.h"
 #include "linkitem.h"
-#include "updaterun.h"
+#include "displaysender.h"
 
 #include <QDateTime>
 #include <QFileInfo>
@@ -15,7 +15,7 @@ namespace watch {
 Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays, const Options& options,
                  QTextStream& log)
     : m_set(set), m_displays(displays), m_options(options), m_log(log), m_link(links::create()),
-      m_files(new QFileSystemWatcher(this))
+      m_sender(std::make_unique<DisplaySender>(set, m_link.get())), m_files(new QFileSystemWatcher(this))
 {
     for (const clsVarSetupInfo& member : std::as_const(m_options.selection)) {
         const QString source = m_set->VariableOLELink(member.VarNum);
@@ -129,14 +129,8 @@ void Watcher::sendChanges()
 
 bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars)
 {
-    UpdateRun run;
-    run.setVariableSet(m_set);
-    run.setLinkSource(m_link.get());
-    run.setRequest({display.number, QString(), vars, UpdateOption::DataOnly});
-    run.start();
-    run.stopRetry(); // the watcher retries with what is new by then
-    const DisplayRow& row = run.rows().constFirst();
-    const bool ok = row.status == UpdateRun::kUpdated;
+    const SendResult result = m_sender->send(display.number, {vars, UpdateOption::DataOnly});
+    const bool ok = result.ok && result.allUnitsSent;
     QStringList numbers;
     for (const clsVarSetupInfo& member : vars)
         numbers.append(QString::number(member.VarNum));
@@ -144,7 +138,7 @@ bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars)
         logLine(QStringLiteral("display %1: sent %2").arg(display.number, numbers.join(u',')));
     else
         logLine(QStringLiteral("display %1: FAILED %2; trying again in %3 s")
-                    .arg(display.number, row.when)
+                    .arg(display.number, result.failureText())
                     .arg(m_options.retryIntervalSeconds));
     emit sendFinished(display.number, ok);
     return ok;

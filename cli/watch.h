@@ -4,7 +4,7 @@
 // spreadsheets and JSON files links name) are watched, also when a program
 // saves by writing a new file and renaming it over the old one, and URLs are
 // polled. Changes that come within the debounce time of each other go out as
-// one send, of the changed variables' data only, through the update run. A
+// one send, of the changed variables' data only, through the display sender. A
 // display that cannot be reached is tried again after the retry interval with
 // everything that changed meanwhile.
 
@@ -19,6 +19,7 @@
 
 #include <memory>
 
+class DisplaySender;
 class ILinkContainer;
 class QFileSystemWatcher;
 class clsVariableAccess;
@@ -66,6 +67,7 @@ private:
     Options m_options;
     QTextStream& m_log;
     std::unique_ptr<ILinkContainer> m_link;
+    std::unique_ptr<DisplaySender> m_sender;
     VarSelection m_linked;
     QStringList m_documents; // absolute paths of linked files
     QStringList m_urls;

@@ -93,6 +93,20 @@ void loadDemo(EmulatorCore& core, uint16_t address)
     run(wire::ShowMessage, codepage::toAnsi(message));
 }
 
+// A comma list of unit addresses.
+QSet<uint16_t> addressList(const QString& text, const QString& option)
+{
+    QSet<uint16_t> units;
+    for (const QString& part : text.split(u',', Qt::SkipEmptyParts)) {
+        bool ok = false;
+        const uint a = part.trimmed().toUInt(&ok);
+        if (!ok || a > 65535)
+            usageError(QStringLiteral("bad address \"%1\" in --%2").arg(part, option));
+        units.insert(uint16_t(a));
+    }
+    return units;
+}
+
 // The fault options: each sets one field of FaultSettings. A flag has no value
 // name; a number must lie within [lo, hi].
 struct FaultOption {
@@ -128,6 +142,10 @@ const FaultOption kFaultOptions[] = {
      [](FaultSettings& f, double v, const QString&) { f.baud = int(v); }},
     {"busy", "Answer these commands (their code letters, e.g. AB) with NAK code 6, busy.", "codes", 0, 0,
      [](FaultSettings& f, double, const QString& text) { f.busyCommands = text.toLatin1(); }},
+    {"busy-units", "With --busy: only these addresses answer busy (comma list).", "list", 0, 0,
+     [](FaultSettings& f, double, const QString& text) {
+         f.busyUnits = addressList(text, QStringLiteral("busy-units"));
+     }},
 };
 
 // Whether an option of the table takes a number (rather than a flag or a text).
@@ -163,17 +181,8 @@ std::optional<Geometry> parseGeometry(const QString& text)
 
 void setUpModel(const QCommandLineParser& parser, DisplayModel& model)
 {
-    if (parser.isSet(QStringLiteral("units"))) {
-        QSet<uint16_t> units;
-        for (const QString& part : parser.value(QStringLiteral("units")).split(u',', Qt::SkipEmptyParts)) {
-            bool ok = false;
-            const uint a = part.trimmed().toUInt(&ok);
-            if (!ok || a > 65535)
-                usageError(QStringLiteral("bad address \"%1\" in --units").arg(part));
-            units.insert(uint16_t(a));
-        }
-        model.restrictTo(units);
-    }
+    if (parser.isSet(QStringLiteral("units")))
+        model.restrictTo(addressList(parser.value(QStringLiteral("units")), QStringLiteral("units")));
     for (const QString& text : parser.values(QStringLiteral("group"))) {
         const auto group = parseGroup(text);
         if (!group)
