@@ -184,8 +184,11 @@ bool VariableStore::readForChange(vls::RecordSet& records, QString* error)
 
 bool VariableStore::writeLocked(const vls::RecordSet& records, QString* error)
 {
-    if (!VariableFile::write(m_path, records, error))
+    QString reason;
+    if (!VariableFile::write(m_path, records, &reason)) {
+        setError(error, QStringLiteral("cannot write %1: %2").arg(m_path, reason));
         return false;
+    }
     if (m_current) {
         if (settings::read(settings::kVarFileLoc, QString()).isEmpty())
             settings::write(settings::kVarFileLoc, m_path);
