@@ -8,6 +8,7 @@
 #include "displays.h"
 #include "displaysender.h"
 
+#include <QDateTime>
 #include <QList>
 #include <QString>
 
@@ -35,7 +36,8 @@ struct State {
     QString caption; // what the run is doing: "Data Transmission", ...
     int percent = 0;
     bool updated = false;
-    QString error; // the last error of a failed display
+    QString error;     // the last error of a failed display
+    QDateTime nextTry; // while waiting to retry: when the next pass starts
 };
 
 // A change of a display's phase, as it happened.
