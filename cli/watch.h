@@ -18,6 +18,7 @@
 #include <QTimer>
 
 #include <memory>
+#include <optional>
 
 class DisplaySender;
 class ILinkContainer;
@@ -58,6 +59,8 @@ signals:
 private:
     void sourceChanged();
     void sendChanges();
+    // The values to send now: only those read well at least once.
+    QHash<int16_t, QString> readSources();
     void watchFiles();
     bool sendTo(const displays::Entry& display, const VarSelection& vars);
     void logLine(const QString& text);
@@ -67,13 +70,21 @@ private:
     Options m_options;
     QTextStream& m_log;
     std::unique_ptr<ILinkContainer> m_link;
+    std::unique_ptr<ILinkContainer> m_sent; // gives the sender the values read, not a second reading
     std::unique_ptr<DisplaySender> m_sender;
     VarSelection m_linked;
     QStringList m_documents; // absolute paths of linked files
     QStringList m_urls;
     QFileSystemWatcher* m_files;
     QTimer m_debounce;
-    QElapsedTimer m_burst; // since the first change of the burst
+    QTimer m_burstCap; // a source that never rests still goes out this often
+    // What each linked variable's source last gave: its last good value (none
+    // until it was read once) and, while it cannot be read, why.
+    struct Source {
+        std::optional<QString> good;
+        QString problem;
+    };
+    QHash<int16_t, Source> m_sources;
     QTimer m_retry;
     QTimer m_poll;
     // What each display holds as far as this watcher knows: variable -> value sent.
