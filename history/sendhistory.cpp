@@ -83,6 +83,15 @@ bool SendHistory::exec(const QString& sql)
     return false;
 }
 
+bool SendHistory::openExisting(const QString& path)
+{
+    if (!QFileInfo::exists(path)) {
+        m_error = QStringLiteral("nothing has been recorded yet (there is no %1)").arg(path);
+        return false;
+    }
+    return open(path);
+}
+
 bool SendHistory::open(const QString& path)
 {
     if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QSQLITE"))) {

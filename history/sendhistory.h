@@ -60,6 +60,9 @@ public:
 
     // Opens (and creates) the file; false with a reason when it cannot.
     bool open(const QString& path = defaultPath());
+    // For a reader: the same for a file that exists; for one that does not,
+    // false with the reason, and nothing is created (not even its folder).
+    bool openExisting(const QString& path = defaultPath());
     bool isOpen() const;
     QString errorText() const { return m_error; }
 

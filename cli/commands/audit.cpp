@@ -24,6 +24,10 @@ class ReportText final : public audit::ReportSink {
 public:
     void append(const QString& text, quint32 colour, bool heading) override
     {
+        // A display that could not be reached: its reason, and no unit block.
+        if (m_skipping && !text.startsWith(QStringLiteral("Closing Connection")))
+            return;
+        m_skipping = false;
         m_text += text;
         rtf::CharFormat format;
         // The report's colour words are blue-green-red.
@@ -34,8 +38,14 @@ public:
     int endLine() override { return int(m_text.count(QStringLiteral("\r\n"))); }
     QString plain() const { return QString(m_text).remove(u'\r'); }
     const QList<rtf::Run>& runs() const { return m_runs; }
+    void unreachable(const QString& reason)
+    {
+        append(QStringLiteral("Cannot reach the display: %1\r\n").arg(reason), 255, false);
+        m_skipping = true;
+    }
 
 private:
+    bool m_skipping = false;
     QString m_text;
     QList<rtf::Run> m_runs;
 };
@@ -92,7 +102,9 @@ int run(Context& c)
         if (opened)
             return;
         failed = true;
-        differences.append(QStringLiteral("display %1: FAILED %2").arg(numberOf.value(name), control->LastErrorText()));
+        const QString reason = control->LastErrorText();
+        differences.append(QStringLiteral("display %1: FAILED %2").arg(numberOf.value(name), reason));
+        report.unreachable(reason);
     });
     run.setReadObserver([&](const QString& name, int16_t unit, const clsVarSetupInfo& var, bool succeeded,
                             const disptrans::VarReadReply& reply) {
