@@ -36,8 +36,9 @@ struct State {
     QString caption; // what the run is doing: "Data Transmission", ...
     int percent = 0;
     bool updated = false;
-    QString error;     // the last error of a failed display
-    QDateTime nextTry; // while waiting to retry: when the next pass starts
+    QString error;           // the last error of a failed display
+    QList<UnitResult> units; // each unit's result of the last try
+    QDateTime nextTry;       // while waiting to retry: when the next pass starts
 };
 
 // A change of a display's phase, as it happened.

@@ -1,5 +1,7 @@
 #include "watch.h"
 
+#include "buswatch.h"
+
 #include "clsVariableAccess.h"
 #include "feedlinks.h"
 #include "linkcontainer.h"
@@ -54,6 +56,8 @@ Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays,
     }
     m_documents.removeDuplicates();
     m_urls.removeDuplicates();
+    m_topics = std::make_unique<TopicFollower>(
+        m_set, m_linked, [this] { sourceChanged(); }, [this](const QString& line) { logLine(line); });
 
     m_debounce.setSingleShot(true);
     m_debounce.setInterval(m_options.debounceMs);
@@ -73,6 +77,8 @@ Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays,
 Watcher::~Watcher() = default;
 
 QStringList Watcher::files() const { return m_documents; }
+
+QStringList Watcher::topics() const { return m_topics->topics(); }
 
 void Watcher::start()
 {
@@ -134,7 +140,8 @@ void Watcher::sendChanges()
         }
         if (changed.isEmpty())
             continue;
-        if (sendTo(display, changed)) {
+        if (sendTo(display, changed, UpdateOption::DataOnly,
+                   m_started ? QStringLiteral("link") : QStringLiteral("start"))) {
             QHash<int16_t, QString>& held = m_onDisplay[display.number];
             for (const clsVarSetupInfo& member : std::as_const(changed))
                 held.insert(member.VarNum, now.value(member.VarNum));
@@ -144,6 +151,7 @@ void Watcher::sendChanges()
     }
     if (anyFailed)
         m_retry.start();
+    m_started = true;
     m_sending = false;
     if (m_changedWhileSending) {
         m_burstCap.start();
@@ -180,9 +188,16 @@ QHash<int16_t, QString> Watcher::readSources()
     return now;
 }
 
-bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars)
+void Watcher::sendNow(const VarSelection& vars, UpdateOption option)
 {
-    const SendResult result = m_sender->send(display.number, {vars, UpdateOption::DataOnly});
+    for (const displays::Entry& display : std::as_const(m_displays))
+        sendTo(display, vars, option, QStringLiteral("command"));
+}
+
+bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars, UpdateOption option,
+                     const QString& cause)
+{
+    const SendResult result = m_sender->send(display.number, {vars, option});
     const bool ok = result.ok && result.allUnitsSent;
     QStringList numbers;
     for (const clsVarSetupInfo& member : vars)
@@ -194,6 +209,17 @@ bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars)
                     .arg(display.number, result.failureText())
                     .arg(m_options.retryIntervalSeconds));
     emit sendFinished(display.number, ok);
+    agent::SendReport report;
+    report.display = display.number;
+    report.name = display.name;
+    report.ok = ok;
+    report.error = ok ? QString() : result.failureText();
+    report.cause = cause;
+    for (const UnitResult& unit : result.unitResults)
+        report.units.append({unit.address, unit.sent, unit.error});
+    for (auto it = result.sentTexts.cbegin(); it != result.sentTexts.cend(); ++it)
+        report.variables.insert(it.key(), it.value());
+    emit sent(report);
     return ok;
 }
 

@@ -10,6 +10,7 @@
 
 #include "clsVarSetupInfo.h"
 #include "displays.h"
+#include "mqttagent.h"
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -22,10 +23,13 @@
 
 class DisplaySender;
 class ILinkContainer;
+enum class UpdateOption : int16_t;
 class QFileSystemWatcher;
 class clsVariableAccess;
 
 namespace watch {
+
+class TopicFollower;
 
 struct Options {
     VarSelection selection; // the variables to follow; those without a link are left out
@@ -47,22 +51,30 @@ public:
     // The files watched and the URLs polled.
     QStringList files() const;
     QStringList urls() const { return m_urls; }
+    // The linked topics followed on message brokers.
+    QStringList topics() const;
 
     // Sends every linked value once (the displays' contents are not known yet),
     // then follows the sources.
     void start();
 
+    // A linked source changed: the changes go out after the debounce time.
+    void sourceChanged();
+    // Sends `vars` to every display now (a command from the message bus).
+    void sendNow(const VarSelection& vars, UpdateOption option);
+
 signals:
     // After each send attempt to a display.
     void sendFinished(const QString& display, bool ok);
+    // The same, with what was sent and each unit's result.
+    void sent(const agent::SendReport& report);
 
 private:
-    void sourceChanged();
     void sendChanges();
     // The values to send now: only those read well at least once.
     QHash<int16_t, QString> readSources();
     void watchFiles();
-    bool sendTo(const displays::Entry& display, const VarSelection& vars);
+    bool sendTo(const displays::Entry& display, const VarSelection& vars, UpdateOption option, const QString& cause);
     void logLine(const QString& text);
 
     clsVariableAccess* m_set;
@@ -87,6 +99,8 @@ private:
     QHash<int16_t, Source> m_sources;
     QTimer m_retry;
     QTimer m_poll;
+    std::unique_ptr<TopicFollower> m_topics;
+    bool m_started = false;
     // What each display holds as far as this watcher knows: variable -> value sent.
     QHash<QString, QHash<int16_t, QString>> m_onDisplay;
     bool m_sending = false;

@@ -4,6 +4,8 @@
 
 #include "clsVariableAccess.h"
 #include "feedlinks.h"
+#include "topiclink.h"
+#include "topiclinks.h"
 #include "linkcontainer.h"
 #include "varcsv.h"
 #include "varfields.h"
@@ -33,9 +35,11 @@ int run(Context& c)
                       << varfields::yesNoName(set.VariableBlink(v)) << '\t'
                       << varfields::yesNoName(set.VariableInverse(v)) << '\t' << set.VariableMaxLength(v) << '\t'
                       << set.GetDisplayableData(v, link.get());
-        // A JSON value that is stale or missing says why.
-        if (const QString source = set.VariableOLELink(v); links::parseJsonLinkSource(source)) {
-            const links::FeedReading reading = links::readJsonLink(source);
+        // A JSON or topic value that is stale or missing says why.
+        if (const QString source = set.VariableOLELink(v);
+            links::parseJsonLinkSource(source) || mqtt::isTopicSource(source)) {
+            const links::FeedReading reading = mqtt::isTopicSource(source) ? links::readTopicLink(source)
+                                                                           : links::readJsonLink(source);
             if (!reading.error.isEmpty())
                 c.console.out << '\t' << (reading.stale ? "stale: " : "error: ") << reading.error;
         }

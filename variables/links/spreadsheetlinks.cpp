@@ -3,6 +3,8 @@
 #include "clipboardlink.h"
 #include "feedlinks.h"
 #include "linkitem.h"
+#include "topiclinks.h"
+#include "topiclink.h"
 #include "workbookcache.h"
 
 #include <QClipboard>
@@ -36,6 +38,8 @@ LinkReading SpreadsheetLinkContainer::reading() { return readLink(m_source, m_ca
 
 LinkReading readLink(const QString& source, WorkbookCache& cache)
 {
+    if (mqtt::isTopicSource(source))
+        return readTopicLink(source).value;
     if (parseJsonLinkSource(source))
         return readJsonLink(source);
     const std::optional<CellLink> link = parseLinkSource(source);
