@@ -39,7 +39,7 @@ LinkReading SpreadsheetLinkContainer::reading() { return readLink(m_source, m_ca
 LinkReading readLink(const QString& source, WorkbookCache& cache)
 {
     if (mqtt::isTopicSource(source))
-        return readTopicLink(source).value;
+        return readTopicLink(source);
     if (parseJsonLinkSource(source))
         return readJsonLink(source);
     const std::optional<CellLink> link = parseLinkSource(source);
