@@ -79,6 +79,13 @@ public:
     bool modify(const Change& change, QString* error = nullptr);
     using RecordChange = std::function<void(vls::RecordSet&)>;
     bool modifyRecords(const RecordChange& change, QString* error = nullptr);
+    // For a writer that holds the lock itself (a QLockFile on lockPath()) around
+    // its own read and check: writes the whole set as modify() would. Prefer modify().
+    bool writeHoldingLock(const vls::RecordSet& records, QString* error = nullptr)
+    {
+        return writeLocked(records, error);
+    }
+    static QString lockPath(const QString& path) { return path + QStringLiteral(".lock"); }
     // Whether the last modify() started the file from the default set.
     bool createdFile() const { return m_created; }
 
