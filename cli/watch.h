@@ -24,8 +24,10 @@
 class DisplaySender;
 class ILinkContainer;
 enum class UpdateOption : int16_t;
-class QFileSystemWatcher;
 class clsVariableAccess;
+namespace links {
+class DocumentWatcher;
+}
 
 namespace watch {
 
@@ -73,7 +75,6 @@ private:
     void sendChanges();
     // The values to send now: only those read well at least once.
     QHash<int16_t, QString> readSources();
-    void watchFiles();
     bool sendTo(const displays::Entry& display, const VarSelection& vars, UpdateOption option, const QString& cause);
     void logLine(const QString& text);
 
@@ -87,7 +88,7 @@ private:
     VarSelection m_linked;
     QStringList m_documents; // absolute paths of linked files
     QStringList m_urls;
-    QFileSystemWatcher* m_files;
+    links::DocumentWatcher* m_files; // the linked files and their folders
     QTimer m_debounce;
     QTimer m_burstCap; // a source that never rests still goes out this often
     // What each linked variable's source last gave: its last good value (none

@@ -1,12 +1,13 @@
 #include "loopbackrig.h"
 
 #include "classregistry.h"
-#include "runtimeerror.h" // before disptrans.h, which uses it
+#include "runtimeerror.h"
 #include "disptrans.h"
 #include "settingsstore.h"
 
 #include <QProcess>
 #include <QTcpServer>
+#include <QTest>
 
 ProgramRun runProgram(const QString& program, const QStringList& args, const QString& folder, int timeoutMs)
 {
