@@ -86,27 +86,27 @@ void Jobs::updateOne(int index, int attempt)
     change(index, [attempt](State& s) {
         s.phase = State::Sending;
         s.attempt = attempt;
+        s.caption.clear();
+        s.percent = 0;
     });
     bool updated = false;
     QString error;
     try {
-        // Everything that talks to the display belongs to this thread: the run
+        // Everything that talks to the display belongs to this thread: the sender
         // creates its own transmission control, display list and plug-in master.
         const std::unique_ptr<ILinkContainer> link = links::create();
-        UpdateRun run;
-        run.setVariableSet(m_set);
-        run.setLinkSource(link.get());
-        run.setRequest({m_displays[index].number, QString(), m_options.selection, m_options.option});
-        QObject::connect(&run, &UpdateRun::statusChanged, [this, index](const QString& caption, int percent) {
+        DisplaySender sender(m_set, link.get());
+        sender.setProgress([this, index](const QString& caption, int percent) {
             change(index, [&](State& s) {
                 s.caption = caption;
-                s.percent = percent;
+                if (percent != DisplaySender::kSamePercent)
+                    s.percent = percent;
             });
         });
-        run.start();
-        run.stopRetry(); // the tool counts its own retries
-        updated = run.rows().constFirst().status == UpdateRun::kUpdated;
-        error = run.rows().constFirst().when;
+        const SendResult result = sender.send(m_displays[index].number, {m_options.selection, m_options.option});
+        // Every unit of the display took every step; the first reason when one did not.
+        updated = result.ok && result.allUnitsSent;
+        error = result.failureText();
     } catch (const RuntimeError& e) {
         error = e.description();
     } catch (const std::exception& e) {

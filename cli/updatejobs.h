@@ -1,12 +1,12 @@
 #pragma once
 
-// The update run without a window: every chosen display is sent by an update
-// run of its own, up to `jobs` displays at once, each over its own link and
-// with its own transmission objects, so a display's send sequence is exactly
+// The update run without a window: every chosen display is sent by a display
+// sender of its own, up to `jobs` displays at once, each over its own connection
+// and with its own transmission objects, so a display's send sequence is exactly
 // what the update dialog would send it.
 
 #include "displays.h"
-#include "updaterun.h"
+#include "displaysender.h"
 
 #include <QList>
 #include <QString>

@@ -1,10 +1,12 @@
 #include "watch.h"
 
+#include "buswatch.h"
+
 #include "clsVariableAccess.h"
 #include "feedlinks.h"
 #include "linkcontainer.h"
 #include "linkitem.h"
-#include "updaterun.h"
+#include "displaysender.h"
 
 #include <QDateTime>
 #include <QFileInfo>
@@ -15,7 +17,7 @@ namespace watch {
 Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays, const Options& options,
                  QTextStream& log)
     : m_set(set), m_displays(displays), m_options(options), m_log(log), m_link(links::create()),
-      m_files(new QFileSystemWatcher(this))
+      m_sender(std::make_unique<DisplaySender>(set, m_link.get())), m_files(new QFileSystemWatcher(this))
 {
     for (const clsVarSetupInfo& member : std::as_const(m_options.selection)) {
         const QString source = m_set->VariableOLELink(member.VarNum);
@@ -33,6 +35,8 @@ Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays,
     }
     m_documents.removeDuplicates();
     m_urls.removeDuplicates();
+    m_topics = std::make_unique<TopicFollower>(
+        m_set, m_linked, [this] { sourceChanged(); }, [this](const QString& line) { logLine(line); });
 
     m_debounce.setSingleShot(true);
     m_debounce.setInterval(m_options.debounceMs);
@@ -49,6 +53,8 @@ Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays,
 Watcher::~Watcher() = default;
 
 QStringList Watcher::files() const { return m_documents; }
+
+QStringList Watcher::topics() const { return m_topics->topics(); }
 
 void Watcher::start()
 {
@@ -110,7 +116,8 @@ void Watcher::sendChanges()
         }
         if (changed.isEmpty())
             continue;
-        if (sendTo(display, changed)) {
+        if (sendTo(display, changed, UpdateOption::DataOnly,
+                   m_started ? QStringLiteral("link") : QStringLiteral("start"))) {
             QHash<int16_t, QString>& held = m_onDisplay[display.number];
             for (const clsVarSetupInfo& member : std::as_const(changed))
                 held.insert(member.VarNum, now.value(member.VarNum));
@@ -120,6 +127,7 @@ void Watcher::sendChanges()
     }
     if (anyFailed)
         m_retry.start();
+    m_started = true;
     m_sending = false;
     if (m_changedWhileSending) {
         m_burst.start();
@@ -127,16 +135,17 @@ void Watcher::sendChanges()
     }
 }
 
-bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars)
+void Watcher::sendNow(const VarSelection& vars, UpdateOption option)
 {
-    UpdateRun run;
-    run.setVariableSet(m_set);
-    run.setLinkSource(m_link.get());
-    run.setRequest({display.number, QString(), vars, UpdateOption::DataOnly});
-    run.start();
-    run.stopRetry(); // the watcher retries with what is new by then
-    const DisplayRow& row = run.rows().constFirst();
-    const bool ok = row.status == UpdateRun::kUpdated;
+    for (const displays::Entry& display : std::as_const(m_displays))
+        sendTo(display, vars, option, QStringLiteral("command"));
+}
+
+bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars, UpdateOption option,
+                     const QString& cause)
+{
+    const SendResult result = m_sender->send(display.number, {vars, option});
+    const bool ok = result.ok && result.allUnitsSent;
     QStringList numbers;
     for (const clsVarSetupInfo& member : vars)
         numbers.append(QString::number(member.VarNum));
@@ -144,9 +153,20 @@ bool Watcher::sendTo(const displays::Entry& display, const VarSelection& vars)
         logLine(QStringLiteral("display %1: sent %2").arg(display.number, numbers.join(u',')));
     else
         logLine(QStringLiteral("display %1: FAILED %2; trying again in %3 s")
-                    .arg(display.number, row.when)
+                    .arg(display.number, result.failureText())
                     .arg(m_options.retryIntervalSeconds));
     emit sendFinished(display.number, ok);
+    agent::SendReport report;
+    report.display = display.number;
+    report.name = display.name;
+    report.ok = ok;
+    report.error = ok ? QString() : result.failureText();
+    report.cause = cause;
+    for (const UnitResult& unit : result.unitResults)
+        report.units.append({unit.address, unit.sent, unit.error});
+    for (auto it = result.sentTexts.cbegin(); it != result.sentTexts.cend(); ++it)
+        report.variables.insert(it.key(), it.value());
+    emit sent(report);
     return ok;
 }
 

@@ -4,12 +4,13 @@
 // spreadsheets and JSON files links name) are watched, also when a program
 // saves by writing a new file and renaming it over the old one, and URLs are
 // polled. Changes that come within the debounce time of each other go out as
-// one send, of the changed variables' data only, through the update run. A
+// one send, of the changed variables' data only, through the display sender. A
 // display that cannot be reached is tried again after the retry interval with
 // everything that changed meanwhile.
 
 #include "clsVarSetupInfo.h"
 #include "displays.h"
+#include "mqttagent.h"
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -19,11 +20,15 @@
 
 #include <memory>
 
+class DisplaySender;
 class ILinkContainer;
+enum class UpdateOption : int16_t;
 class QFileSystemWatcher;
 class clsVariableAccess;
 
 namespace watch {
+
+class TopicFollower;
 
 struct Options {
     VarSelection selection; // the variables to follow; those without a link are left out
@@ -45,20 +50,28 @@ public:
     // The files watched and the URLs polled.
     QStringList files() const;
     QStringList urls() const { return m_urls; }
+    // The linked topics followed on message brokers.
+    QStringList topics() const;
 
     // Sends every linked value once (the displays' contents are not known yet),
     // then follows the sources.
     void start();
 
+    // A linked source changed: the changes go out after the debounce time.
+    void sourceChanged();
+    // Sends `vars` to every display now (a command from the message bus).
+    void sendNow(const VarSelection& vars, UpdateOption option);
+
 signals:
     // After each send attempt to a display.
     void sendFinished(const QString& display, bool ok);
+    // The same, with what was sent and each unit's result.
+    void sent(const agent::SendReport& report);
 
 private:
-    void sourceChanged();
     void sendChanges();
     void watchFiles();
-    bool sendTo(const displays::Entry& display, const VarSelection& vars);
+    bool sendTo(const displays::Entry& display, const VarSelection& vars, UpdateOption option, const QString& cause);
     void logLine(const QString& text);
 
     clsVariableAccess* m_set;
@@ -66,6 +79,7 @@ private:
     Options m_options;
     QTextStream& m_log;
     std::unique_ptr<ILinkContainer> m_link;
+    std::unique_ptr<DisplaySender> m_sender;
     VarSelection m_linked;
     QStringList m_documents; // absolute paths of linked files
     QStringList m_urls;
@@ -74,6 +88,8 @@ private:
     QElapsedTimer m_burst; // since the first change of the burst
     QTimer m_retry;
     QTimer m_poll;
+    std::unique_ptr<TopicFollower> m_topics;
+    bool m_started = false;
     // What each display holds as far as this watcher knows: variable -> value sent.
     QHash<QString, QHash<int16_t, QString>> m_onDisplay;
     bool m_sending = false;

@@ -130,7 +130,8 @@ void LinkSession::process(const QByteArray& bytes)
             answer(wire::nakFrame(f.address, f.sequence, f.command, wire::Damaged, QStringLiteral("bad checksum")));
             continue;
         }
-        if (m_core.faults().busyCommands.contains(char(f.command))) {
+        if (m_core.faults().busyCommands.contains(char(f.command))
+            && (m_core.faults().busyUnits.isEmpty() || m_core.faults().busyUnits.contains(f.address))) {
             m_core.log(QStringLiteral("BUSY injected addr=%1 seq=%2 %3")
                            .arg(f.address)
                            .arg(f.sequence)

@@ -11,6 +11,7 @@
 #include <QElapsedTimer>
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QTimer>
 
 #include <random>
@@ -31,6 +32,7 @@ struct FaultSettings {
     int baud = 0;             // > 0: both directions paced at baud / 10 bytes per second
     bool silent = false;      // take frames, never answer
     QByteArray busyCommands;  // command codes answered "busy" (NAK code 6) instead of carried out
+    QSet<uint16_t> busyUnits; // the addresses that answer busyCommands so; empty: every address
     // A link whose bytes waiting to go out (or, on a paced line, to come in)
     // pass this is dropped: a client that never reads cannot make us hold
     // its answers without end.

@@ -161,6 +161,9 @@ int main(int argc, char** argv)
         QStringLiteral("busy"),
         QStringLiteral("Answer these commands (their code letters, e.g. AB) with NAK code 6, busy."),
         QStringLiteral("codes"));
+    const QCommandLineOption busyUnitsOpt(QStringLiteral("busy-units"),
+                                          QStringLiteral("With --busy: only these addresses answer busy (comma list)."),
+                                          QStringLiteral("list"));
     const QCommandLineOption silentOpt(QStringLiteral("silent"), QStringLiteral("Take frames but never answer."));
     const QCommandLineOption headlessOpt(QStringLiteral("headless"), QStringLiteral("No window; log to stdout."));
     const QCommandLineOption traceOpt(QStringLiteral("trace"), QStringLiteral("Log every frame."));
@@ -175,9 +178,9 @@ int main(int argc, char** argv)
     const QCommandLineOption quitOpt(QStringLiteral("quit-after"),
                                      QStringLiteral("Quit after this many ms (self-test)."), QStringLiteral("ms"));
     for (const auto* o :
-         {&tcpOpt,    &ptyOpt,      &modemOpt, &dialOpt, &unitsOpt, &groupOpt,  &refuseOpt,  &dropOpt, &nakOpt,
-          &garbleOpt, &seedOpt,     &delayOpt, &lateOpt, &cutOpt,   &colourOpt, &backlogOpt, &baudOpt, &busyOpt,
-          &silentOpt, &headlessOpt, &traceOpt, &demoOpt, &shotOpt,  &quitOpt,   &nameOpt})
+         {&tcpOpt,       &ptyOpt,    &modemOpt,    &dialOpt,  &unitsOpt, &groupOpt,  &refuseOpt,  &dropOpt, &nakOpt,
+          &garbleOpt,    &seedOpt,   &delayOpt,    &lateOpt,  &cutOpt,   &colourOpt, &backlogOpt, &baudOpt, &busyOpt,
+          &busyUnitsOpt, &silentOpt, &headlessOpt, &traceOpt, &demoOpt,  &shotOpt,   &quitOpt,    &nameOpt})
         parser.addOption(*o);
     parser.process(*app);
 
@@ -213,17 +216,20 @@ int main(int argc, char** argv)
     faults.busyCommands = parser.value(busyOpt).toLatin1();
     core.setTrace(parser.isSet(traceOpt));
 
-    if (parser.isSet(unitsOpt)) {
+    auto addresses = [&](const QCommandLineOption& o) {
         QSet<uint16_t> units;
-        for (const QString& part : parser.value(unitsOpt).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        for (const QString& part : parser.value(o).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
             bool ok = false;
             const uint a = part.trimmed().toUInt(&ok);
             if (!ok || a > 65535)
-                usageError(QStringLiteral("bad address \"%1\" in --units").arg(part));
+                usageError(QStringLiteral("bad address \"%1\" in --%2").arg(part, o.names().constFirst()));
             units.insert(uint16_t(a));
         }
-        core.model().restrictTo(units);
-    }
+        return units;
+    };
+    faults.busyUnits = addresses(busyUnitsOpt);
+    if (parser.isSet(unitsOpt))
+        core.model().restrictTo(addresses(unitsOpt));
     for (const QString& text : parser.values(groupOpt)) {
         const auto group = parseGroup(text);
         if (!group)

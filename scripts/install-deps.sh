@@ -8,6 +8,8 @@ packages=(
   libbenchmark-dev
   liborcus-dev libfreexl-dev libgsf-1-dev zlib1g-dev python3-xlwt
   xvfb xauth
+  # the message bus: the MQTT client library, and a broker with its command-line clients for the tests
+  libmosquitto-dev mosquitto mosquitto-clients
 )
 missing=()
 for p in "${packages[@]}"; do

@@ -1,13 +1,8 @@
 #include "updaterun.h"
 
 #include "clock.h"
-#include "clsVarUpdater.h"
 #include "datetimetext.h"
-#include "runtimeerror.h" // before disptrans.h, which uses it
-#include "disptrans.h"
 #include "legacy.h"
-#include "pluginmaster.h"
-#include "recorder.h"
 #include "runtimeerror.h"
 #include "settingsstore.h"
 
@@ -23,7 +18,6 @@ const QString UpdateRun::kUpdated = QStringLiteral("Updated");
 const QString UpdateRun::kFailed = QStringLiteral("FAILED");
 
 namespace {
-const QString kDisplayListFile = QStringLiteral("Displays.dat");
 const QString kCrLf = QStringLiteral("\r\n");
 
 // The platform's Split: an empty text has no entries.
@@ -69,32 +63,21 @@ UpdateRun::UpdateRun(QObject* parent) : QObject(parent)
     m_timerSched.setInterval(1000);
     connect(&m_timerRetry, &QTimer::timeout, this, &UpdateRun::retryTick);
     connect(&m_timerSched, &QTimer::timeout, this, &UpdateRun::scheduleTick);
+    m_sender.setCancelFlags(&m_cancelDisplay, &m_cancelFlag);
+    m_sender.setProgress([this](const QString& caption, int percent) {
+        if (percent == DisplaySender::kSamePercent)
+            ShowStatus(caption);
+        else
+            ShowProgress(caption, percent);
+    });
+    m_sender.setEventPump([] { QCoreApplication::processEvents(); });
+    m_sender.setOpenObserver([this](bool opened) {
+        m_connectionLabel = opened ? QStringLiteral("Connection Opened") : QStringLiteral("Connection Problem");
+        emit connectionLabelChanged(m_connectionLabel);
+    });
 }
 
 UpdateRun::~UpdateRun() = default;
-
-// ---- components ------------------------------------------------------------
-
-disptrans::IDispTrans& UpdateRun::control()
-{
-    if (!m_control)
-        m_control = createComponent<disptrans::IDispTrans>(disptrans::kDispTransProgId);
-    return *m_control.get();
-}
-
-disptrans::IDisplayList& UpdateRun::displayList()
-{
-    if (!m_displayList)
-        m_displayList = createComponent<disptrans::IDisplayList>(disptrans::kDisplayListProgId);
-    return *m_displayList.get();
-}
-
-pluginmaster::IPluginMaster& UpdateRun::pluginMaster()
-{
-    if (!m_pluginMaster)
-        m_pluginMaster = createComponent<pluginmaster::IPluginMaster>(pluginmaster::kPluginMasterProgId);
-    return *m_pluginMaster.get();
-}
 
 // ---- view state ------------------------------------------------------------
 
@@ -258,81 +241,21 @@ void UpdateRun::updateOneDisplay(int row)
 {
     const QString display = m_rows[row].display;
     m_cancelDisplay = false;
-    m_units.clear();
-    m_sent.clear();
     SetRowStatus(row, kUpdating);
     setRowWhen(row, QString());
 
-    bool ok = false;
-    QString error;
-    bool raised = false;
-    auto fail = [&](const QString& description) {
-        ok = false;
-        if (!raised && error.isEmpty()) // the first reason is the one reported
-            error = description;
-        raised = true;
-    };
-    try {
-        ok = OpenDisplayConnection(display);
-        if (!m_cancelDisplay && !m_cancelFlag) {
-            if (ok && m_mode != AttributesOnly)
-                ok = SendDataStep();
-            if (!m_cancelDisplay && !m_cancelFlag && ok && m_mode != DataOnly)
-                ok = SendAttributesStep();
-        }
-        // A cancelled display counts as failed even when the cancel came between steps.
-        if (m_cancelDisplay || m_cancelFlag)
-            ok = false;
-    } catch (const RuntimeError& e) {
-        fail(e.description());
-    } catch (const std::exception& e) {
-        fail(QString::fromLocal8Bit(e.what()));
-    }
-    // The reason is taken before closing: closing is a command of its own.
-    if (!ok && !raised && m_control) {
-        try {
-            error = m_control->LastErrorText();
-        } catch (const RuntimeError& e) {
-            error = e.description();
-        }
-    }
-    try {
-        CloseDisplayConnection();
-    } catch (const RuntimeError& e) {
-        fail(e.description());
-    } catch (const std::exception& e) {
-        fail(QString::fromLocal8Bit(e.what()));
-    }
+    const SendResult sent = m_sender.send(display, {m_selection, m_mode});
 
-    SetRowStatus(row, ok ? kUpdated : kFailed);
-    if (m_recordHistory)
-        recordSend(display, ok, error);
+    SetRowStatus(row, sent.ok ? kUpdated : kFailed);
     AppendReport(QStringLiteral("Location/Display=") + display + kCrLf, ReportStyle::Display);
     AppendReport(QStringLiteral("Status= "), ReportStyle::Label);
-    if (ok) {
+    if (sent.ok) {
         AppendReport(kUpdated + kCrLf, ReportStyle::Success);
     } else {
-        AppendReport(QStringLiteral("Failed ") + error + kCrLf, ReportStyle::Failure);
-        setRowWhen(row, error);
+        AppendReport(QStringLiteral("Failed ") + sent.error + kCrLf, ReportStyle::Failure);
+        setRowWhen(row, sent.error);
     }
     AppendReport(kCrLf, ReportStyle::Label);
-}
-
-void UpdateRun::recordSend(const QString& display, bool ok, const QString& error)
-{
-    history::Entry entry;
-    entry.when = Clock::now();
-    entry.kind = QStringLiteral("update");
-    entry.display = display;
-    entry.units = m_units;
-    entry.mode = history::modeText(m_mode != AttributesOnly, m_mode != DataOnly);
-    for (const clsVarSetupInfo& member : std::as_const(m_selection))
-        entry.variables.append(member.VarNum);
-    for (auto it = m_sent.cbegin(); it != m_sent.cend(); ++it)
-        entry.sentTexts.append({it.key(), it.value()});
-    entry.result = ok ? kUpdated : kFailed;
-    entry.error = ok ? QString() : error;
-    history::recordQuietly(entry);
 }
 
 void UpdateRun::setRequest(const UpdateRequest& request)
@@ -341,94 +264,6 @@ void UpdateRun::setRequest(const UpdateRequest& request)
     setDelayList(request.delays);
     setSelection(request.selection);
     setMode(request.option);
-}
-
-bool UpdateRun::OpenDisplayConnection(const QString& display)
-{
-    ShowStatus(QStringLiteral("Preparing to Open Connection to Display!"));
-    disptrans::IDisplayList& list = displayList();
-    list.setListFile(kDisplayListFile);
-    list.setCurrentRecord(list.FindDisplay(display));
-    // The whole address list converted as one number, as the connection has always been given it.
-    disptrans::ConnectionSettings settings = disptrans::connectionSettingsFor(
-        list.ConnectionKind(), list.LinkTarget(), list.Kind1Param(), list.OtherKindParam(), list.Kind3Param(),
-        legacy::textToInt16(list.AddressList()));
-    m_units = list.AddressList();
-
-    const bool ok = control().OpenConnection(settings);
-    m_connectionLabel = ok ? QStringLiteral("Connection Opened") : QStringLiteral("Connection Problem");
-    emit connectionLabelChanged(m_connectionLabel);
-    return ok;
-}
-
-void UpdateRun::CloseDisplayConnection()
-{
-    ShowStatus(QStringLiteral("Closing Connection"));
-    control().CloseConnection();
-}
-
-bool UpdateRun::SendDataStep() { return sendStep(true); }
-bool UpdateRun::SendAttributesStep() { return sendStep(false); }
-
-bool UpdateRun::sendStep(bool data)
-{
-    // A fresh updater per step, so every step starts with a clear cancel flag.
-    m_updater = std::make_unique<clsVarUpdater>();
-    connect(
-        m_updater.get(), &clsVarUpdater::PercentCompleteData, this,
-        [this](short& percent, bool& cancel) { onProgress(QStringLiteral("Data Transmission"), percent, cancel); },
-        Qt::DirectConnection);
-    connect(
-        m_updater.get(), &clsVarUpdater::PercentCompleteAtts, this,
-        [this](short& percent, bool& cancel) {
-            onProgress(QStringLiteral("Attributes Transmission"), percent, cancel);
-        },
-        Qt::DirectConnection);
-    connect(m_updater.get(), &clsVarUpdater::VariableSent, this,
-            [this](int16_t varNum, const QString& text) { m_sent.insert(varNum, text); });
-
-    const QStringList addresses = displayList().AddressList().split(u',');
-    clsVarUpdater& updater = *m_updater;
-    updater.TransControl = &control();
-    updater.PluginMaster = &pluginMaster();
-    updater.LinkSource = m_linkSource;
-    updater.Variables = m_variables;
-    updater.SelectedVars = m_selection;
-    updater.TotalVariables = 416;
-
-    bool result = false;
-    for (const QString& address : addresses) {
-        control().setDisplayAddress(address);
-        const int16_t span = addressSpan();
-        const int16_t first = legacy::textToInt16(address);
-        const int16_t last = legacy::add16(first, span);
-        // Every address of a group is sent even when an earlier one failed. (A
-        // group that ends at 32767 overflows the counter after its last send.)
-        for (int16_t n = first; n <= last; n = legacy::add16(n, 1)) {
-            result = data ? updater.UpdateVariableDataOnDisplay(n) : updater.UpdateVariableAttributesOnDisplay(n);
-        }
-        if (!result)
-            break;
-    }
-    return result;
-}
-
-int16_t UpdateRun::addressSpan()
-{
-    const disptrans::DisplayConfiguration config = control().ReadDisplayConfiguration();
-    if (!(config.IsDisplayGroup && config.GroupFlagB))
-        return 0;
-    return legacy::sub16(legacy::mul16(legacy::add16(config.GroupSpanA, 1), legacy::add16(config.GroupSpanB, 1)), 1);
-}
-
-void UpdateRun::onProgress(const QString& caption, short& percent, bool& cancel)
-{
-    ShowProgress(caption, percent);
-    if (m_cancelDisplay || m_cancelFlag) {
-        ShowProgress(QStringLiteral("Canceled"), 0);
-        cancel = true;
-    }
-    QCoreApplication::processEvents();
 }
 
 // ---- timers ----------------------------------------------------------------

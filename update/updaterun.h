@@ -1,7 +1,7 @@
 #pragma once
 
-#include "classregistry.h"
 #include "clsVarSetupInfo.h"
+#include "displaysender.h"
 
 #include <QDateTime>
 #include <QList>
@@ -10,19 +10,11 @@
 #include <QString>
 #include <QTimer>
 
+#include <atomic>
 #include <cstdint>
-#include <memory>
 
-class clsVarUpdater;
 class clsVariableAccess;
 class ILinkContainer;
-namespace disptrans {
-class IDispTrans;
-class IDisplayList;
-} // namespace disptrans
-namespace pluginmaster {
-class IPluginMaster;
-}
 
 // One display of the run: its row in the status list.
 struct DisplayRow {
@@ -40,17 +32,6 @@ struct ReportPiece {
     ReportStyle style;
 };
 
-// An update run over many displays: the status rows, the passes that open each
-// display, send to all its addresses and close it again, the report, the retry
-// countdown and the schedule of delayed displays. The dialog shows it; tests
-// drive it directly.
-//
-// The transmission control, the display list and the plug-in master are
-// created by ProgID on first use.
-// What an update sends: the manager's option, the update dialog's send command
-// and the run's mode are this one value.
-enum class UpdateOption : int16_t { DataAndAttributes = 1, DataOnly = 2, AttributesOnly = 3 };
-
 // One update as the manager hands it to the update dialog: display entries and
 // their delays in minutes (each joined by ",", in the same order), the chosen
 // variables and what to send.
@@ -61,6 +42,9 @@ struct UpdateRequest {
     UpdateOption option = UpdateOption::DataAndAttributes;
 };
 
+// An update run over many displays: the status rows, the passes that send each
+// due display through the display sender, the report, the retry countdown and
+// the schedule of delayed displays. The dialog shows it; tests drive it directly.
 class UpdateRun final : public QObject {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(UpdateRun)
@@ -87,14 +71,14 @@ public:
     explicit UpdateRun(QObject* parent = nullptr);
     ~UpdateRun() override;
 
-    void setVariableSet(clsVariableAccess* set) { m_variables = set; }
+    void setVariableSet(clsVariableAccess* set) { m_sender.setVariableSet(set); }
     void setSelection(const VarSelection& vars) { m_selection = vars; }
     void setDisplayList(const QString& displays) { m_displayText = displays; }
     void setDelayList(const QString& delays) { m_delayText = delays; }
-    void setLinkSource(ILinkContainer* source) { m_linkSource = source; }
+    void setLinkSource(ILinkContainer* source) { m_sender.setLinkSource(source); }
     void setMode(Mode mode) { m_mode = mode; }
     // Whether every display's send goes into the send history (it does unless turned off).
-    void setRecordHistory(bool record) { m_recordHistory = record; }
+    void setRecordHistory(bool record) { m_sender.setRecordHistory(record); }
     // Displays, delays, selection and mode at once.
     void setRequest(const UpdateRequest& request);
     Mode mode() const { return m_mode; }
@@ -147,14 +131,6 @@ signals:
 
 private:
     void updateOneDisplay(int row);
-    void recordSend(const QString& display, bool ok, const QString& error);
-    bool OpenDisplayConnection(const QString& display);
-    void CloseDisplayConnection();
-    bool SendDataStep();
-    bool SendAttributesStep();
-    bool sendStep(bool data);
-    int16_t addressSpan();
-    void onProgress(const QString& caption, short& percent, bool& cancel);
     bool isDue(const DisplayRow& row, const QDateTime& now) const;
     long minutesLeft(const DisplayRow& row, const QDateTime& now) const;
 
@@ -166,30 +142,17 @@ private:
     void setControls(const Controls& controls);
     void setRetryLabel(const QString& text);
 
-    disptrans::IDispTrans& control();
-    disptrans::IDisplayList& displayList();
-    pluginmaster::IPluginMaster& pluginMaster();
-
     Mode m_mode = DataAndAttributes;
-    clsVariableAccess* m_variables = nullptr;
-    ILinkContainer* m_linkSource = nullptr;
     VarSelection m_selection;
-    bool m_recordHistory = true;
-    QString m_units;               // the address list of the display being sent
-    QMap<int16_t, QString> m_sent; // its data sends: variable -> text
     QString m_displayText;
     QString m_delayText;
-
-    Component<disptrans::IDispTrans> m_control;
-    Component<disptrans::IDisplayList> m_displayList;
-    Component<pluginmaster::IPluginMaster> m_pluginMaster;
-    std::unique_ptr<clsVarUpdater> m_updater;
+    DisplaySender m_sender{nullptr, nullptr};
 
     QList<DisplayRow> m_rows;
     QList<ReportPiece> m_report;
     QDateTime m_scheduleStart;
-    bool m_cancelDisplay = false;
-    bool m_cancelFlag = false;
+    std::atomic_bool m_cancelDisplay = false;
+    std::atomic_bool m_cancelFlag = false;
     bool m_passRunning = false;
     int32_t m_secondsToRetry = 0;
     Controls m_controls;

@@ -18,6 +18,7 @@
 
 #include <chrono>
 #include <memory>
+#include <vector>
 
 #include <sys/resource.h>
 
@@ -89,8 +90,12 @@ BENCHMARK(BM_RunPass)->Arg(1)->Arg(10)->Unit(benchmark::kMillisecond);
 // Emulated displays on loopback for a run with the real transmission control,
 // plug-in master and bad-word checker: one emulator process listening on one
 // port per display, and a "Displays.dat" naming them 1 ... count.
+// The displays are spread over several emulator processes, at most
+// kPortsPerEmulator each: one process polls every one of its sockets at every
+// wake-up, so one process for 500 ports would measure the emulator, not the run.
 struct EmulatedDisplays {
-    QProcess emulator;
+    static constexpr int kPortsPerEmulator = 20;
+    std::vector<std::unique_ptr<QProcess>> emulators;
     QString numbers; // "1,2,...", the run's display list
     QString error;
 
@@ -100,21 +105,28 @@ struct EmulatedDisplays {
         for (const char* library : {TRANSMISSION_LIBRARY, PLUGINMASTER_LIBRARY, BADWORD_LIBRARY})
             ComponentLoader::registerLibrary(QString::fromLocal8Bit(library));
         settings::write(settings::kAppPath, world.env.folder());
-        QStringList args{QStringLiteral("--headless")};
-        for (int i = 0; i < count; ++i)
-            args << QStringLiteral("--tcp") << QStringLiteral("127.0.0.1:0");
-        emulator.start(QStringLiteral(EMULATOR_PATH), args + extra);
         QList<quint16> ports;
-        while (ports.size() < count && emulator.waitForReadyRead(10000)) {
-            while (emulator.canReadLine()) {
-                const QString line = QString::fromLocal8Bit(emulator.readLine()).trimmed();
-                if (line.startsWith(QStringLiteral("LISTENING tcp ")))
-                    ports << quint16(line.section(u':', -1).toUInt());
+        for (int first = 0; first < count; first += kPortsPerEmulator) {
+            const int here = std::min(kPortsPerEmulator, count - first);
+            QStringList args{QStringLiteral("--headless")};
+            for (int i = 0; i < here; ++i)
+                args << QStringLiteral("--tcp") << QStringLiteral("127.0.0.1:0");
+            auto& emulator = *emulators.emplace_back(std::make_unique<QProcess>());
+            emulator.start(QStringLiteral(EMULATOR_PATH), args + extra);
+            const qsizetype wanted = ports.size() + here;
+            while (ports.size() < wanted && emulator.waitForReadyRead(10000)) {
+                while (emulator.canReadLine()) {
+                    const QString line = QString::fromLocal8Bit(emulator.readLine()).trimmed();
+                    if (line.startsWith(QStringLiteral("LISTENING tcp ")))
+                        ports << quint16(line.section(u':', -1).toUInt());
+                }
             }
-        }
-        if (ports.size() < count) {
-            error = QStringLiteral("the emulator did not start");
-            return;
+            if (ports.size() < wanted) {
+                error = QStringLiteral("an emulator did not start");
+                return;
+            }
+            // The emulator's output is not read during the run; keep it from filling the pipe.
+            emulator.setStandardOutputFile(QProcess::nullDevice());
         }
         QFile list(world.env.path(QStringLiteral("Displays.dat")));
         list.open(QIODevice::WriteOnly);
@@ -124,13 +136,13 @@ struct EmulatedDisplays {
             all << QString::number(i + 1);
         }
         numbers = all.join(u',');
-        // The emulator's output is not read during the run; keep it from filling the pipe.
-        emulator.setStandardOutputFile(QProcess::nullDevice());
     }
     ~EmulatedDisplays()
     {
-        emulator.kill();
-        emulator.waitForFinished();
+        for (auto& emulator : emulators) {
+            emulator->kill();
+            emulator->waitForFinished();
+        }
     }
 };
 

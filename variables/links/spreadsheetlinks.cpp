@@ -3,6 +3,8 @@
 #include "clipboardlink.h"
 #include "feedlinks.h"
 #include "linkitem.h"
+#include "topiclinks.h"
+#include "topiclink.h"
 #include "workbookcache.h"
 
 #include <QClipboard>
@@ -34,6 +36,8 @@ QString SpreadsheetLinkContainer::dataText() { return readLinkedValue(m_source, 
 
 QString readLinkedValue(const QString& source, WorkbookCache& cache)
 {
+    if (mqtt::isTopicSource(source))
+        return readTopicLink(source).value;
     if (parseJsonLinkSource(source))
         return readJsonLink(source).value;
     const std::optional<CellLink> link = parseLinkSource(source);
