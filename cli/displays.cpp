@@ -80,7 +80,7 @@ Problem select(const QString& rangeText, const QString& file, QList<Entry>* chos
     for (int n : std::as_const(numbers)) {
         for (const DisplayRecord& r : std::as_const(contents.records))
             if (r.number.toInt() == n)
-                chosen->append({r.number, r.name});
+                chosen->append({r.number, r.name, r.addressList});
     }
     if (chosen->isEmpty()) {
         *error = QStringLiteral("\"%1\" names no display of %2").arg(rangeText, file);

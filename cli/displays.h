@@ -10,6 +10,7 @@ namespace displays {
 struct Entry {
     QString number;
     QString name;
+    QString units; // the unit addresses, as the list writes them ("1,2,3")
 };
 
 // The list file the tool reads: `option` when given, else the host's

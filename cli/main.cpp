@@ -2,6 +2,7 @@
 // command line. `qmdvars --help` lists the commands; docs/qmdvars.md is the manual.
 
 #include "app.h"
+#include "servecommands.h"
 #include "components.h"
 
 #include <QCoreApplication>
@@ -16,5 +17,6 @@ int main(int argc, char* argv[])
     components::install();
     qmdvars::Console console;
     console.terminal = isatty(fileno(stderr)) != 0;
+    serve::addCommands();
     return qmdvars::run(QCoreApplication::arguments(), console);
 }

@@ -91,6 +91,7 @@ void Jobs::updateOne(int index, int attempt)
     });
     bool updated = false;
     QString error;
+    QList<UnitResult> units;
     try {
         // Everything that talks to the display belongs to this thread: the sender
         // creates its own transmission control, display list and plug-in master.
@@ -107,6 +108,7 @@ void Jobs::updateOne(int index, int attempt)
         // Every unit of the display took every step; the first reason when one did not.
         updated = result.ok && result.allUnitsSent;
         error = result.failureText();
+        units = result.unitResults;
     } catch (const RuntimeError& e) {
         error = e.description();
     } catch (const std::exception& e) {
@@ -116,6 +118,7 @@ void Jobs::updateOne(int index, int attempt)
     change(index, [&](State& s) {
         s.updated = updated;
         s.error = updated ? QString() : error;
+        s.units = units;
         if (updated)
             s.phase = State::Done;
     });

@@ -35,7 +35,8 @@ struct State {
     QString caption; // what the run is doing: "Data Transmission", ...
     int percent = 0;
     bool updated = false;
-    QString error; // the last error of a failed display
+    QString error;           // the last error of a failed display
+    QList<UnitResult> units; // each unit's result of the last try
 };
 
 // A change of a display's phase, as it happened.

@@ -78,7 +78,8 @@ install(FILES ${LUMAREX_PACKAGING_OUT}/changelog.Debian.gz packaging/debian/copy
 install(FILES README.md docs/install.md docs/architecture.md docs/protocol.md docs/displays-dat.md
         DESTINATION ${LUMAREX_DOCDIR})
 if(EXISTS ${CMAKE_SOURCE_DIR}/docs/qmdvars.md)
-  install(FILES docs/qmdvars.md docs/watch.md packaging/qmdvars-watch.service DESTINATION ${LUMAREX_DOCDIR})
+  install(FILES docs/qmdvars.md docs/watch.md docs/api.md packaging/qmdvars-watch.service
+                packaging/qmdvars-serve.service DESTINATION ${LUMAREX_DOCDIR})
 endif()
 
 # Maintainer scripts: the operators' group and folder, registration.

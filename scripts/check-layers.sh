@@ -14,7 +14,7 @@ ROOT = os.getcwd()
 SKIP = ('tests', 'bench', 'build', 'fuzz', '.git')
 NO_WIDGETS = ['support', 'platform_core', 'protocol', 'qmd_plugincore', 'qmd_variables',
               'qmd_updatecore', 'qmd_toolscore', 'qmd_auditcore', 'qmd_history', 'qmd_links', 'qmd_mqtt', 'emulatorcore',
-              'qmdvars_core', 'qmdvars']
+              'qmdvars_core', 'qmdvars', 'qmdvars_accounts', 'qmdvars_serve']
 WIDGET_LIBS = {'Qt6::Widgets', 'Qt6::PrintSupport'}
 PLUGIN_DIRS = ('plugin', 'variables', 'update', 'manager', 'tools', 'audit', 'links')
 

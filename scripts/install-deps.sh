@@ -10,6 +10,8 @@ packages=(
   xvfb xauth
   # the message bus: the MQTT client library, and a broker with its command-line clients for the tests
   libmosquitto-dev mosquitto mosquitto-clients
+  qt6-httpserver-dev qt6-websockets-dev libsodium-dev        # qmdvars serve: HTTP API, WebSocket, Argon2id
+  chromium chromium-driver python3-selenium openssl          # the web console's browser test; the TLS test's certificate
 )
 missing=()
 for p in "${packages[@]}"; do

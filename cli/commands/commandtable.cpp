@@ -2,11 +2,22 @@
 
 namespace qmdvars::commands {
 
+namespace {
+QList<Command>& added()
+{
+    static QList<Command> commands;
+    return commands;
+}
+} // namespace
+
 QList<Command> table()
 {
-    return {
-        show(), set(), exportCsv(), importCsv(), update(), audit(), watch(), history(),
-    };
+    return QList<Command>{
+               show(), set(), exportCsv(), importCsv(), update(), audit(), watch(), history(),
+           }
+           + added();
 }
+
+void add(const Command& command) { added().append(command); }
 
 } // namespace qmdvars::commands

@@ -21,4 +21,8 @@ Command history();
 // Every command, in the order the general help lists them.
 QList<Command> table();
 
+// A command of a library above the tool's core (serve, user, token), added to
+// the table by the program before it runs a command line.
+void add(const Command& command);
+
 } // namespace qmdvars::commands

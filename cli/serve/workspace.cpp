@@ -1,0 +1,181 @@
+#include "workspace.h"
+
+#include "clsVariableAccess.h"
+#include "httperror.h"
+#include "runtimeerror.h"
+#include "varfields.h"
+#include "options.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QLockFile>
+
+namespace serve {
+
+namespace {
+QByteArray etagOf(const QByteArray& bytes)
+{
+    return '"' + QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex().left(32) + '"';
+}
+
+QByteArray fileBytes(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<none>");
+}
+} // namespace
+
+Workspace::Workspace(const QString& fileOption, const QString& displaysFile)
+    : m_fileOption(fileOption), m_path(VarStore(fileOption).path()), m_displaysFile(displaysFile)
+{}
+
+Snapshot Workspace::load()
+{
+    // The hash and the records come from the same file: a file replaced
+    // between the two reads is read again.
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        const QByteArray before = fileBytes(m_path);
+        VarStore store(m_fileOption);
+        QString error;
+        if (!store.load(&error))
+            throw HttpError{500, QStringLiteral("the variable file cannot be read: ") + error};
+        if (fileBytes(m_path) == before)
+            return Snapshot{store.records(), etagOf(before)};
+    }
+    throw HttpError{503, QStringLiteral("the variable file keeps changing; try again")};
+}
+
+Snapshot Workspace::read()
+{
+    QMutexLocker lock(&m_mutex);
+    const QFileInfo info(m_path);
+    if (!m_cached || info.lastModified() != m_cachedModified || info.size() != m_cachedSize) {
+        m_cachedModified = info.lastModified();
+        m_cachedSize = info.size();
+        m_cached = load();
+    }
+    return *m_cached;
+}
+
+Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& ifMatch)
+{
+    QMutexLocker lock(&m_mutex);
+    QLockFile fileLock(m_path + QStringLiteral(".lock"));
+    fileLock.setStaleLockTime(30000);
+    if (!fileLock.tryLock(10000))
+        throw HttpError{503, QStringLiteral("the variable file is locked by another program; try again")};
+    const Snapshot now = load();
+    if (!ifMatch.isEmpty() && ifMatch != "*" && ifMatch != now.etag)
+        throw HttpError{412, QStringLiteral("the variables were changed since you read them: reload and apply "
+                                            "your change again")};
+    VarStore store(m_fileOption);
+    QString error;
+    if (!store.load(&error))
+        throw HttpError{500, QStringLiteral("the variable file cannot be read: ") + error};
+    vls::Record& record = store.records()[number - 1];
+    for (int f = 0; f < vls::kFieldCount; ++f)
+        if (fields[f])
+            record[f] = *fields[f];
+    if (!store.save(&error))
+        throw HttpError{500, QStringLiteral("cannot write %1: %2").arg(store.path(), error)};
+    m_cached.reset();
+    m_cachedSize = -1;
+    return Snapshot{store.records(), etagOf(fileBytes(m_path))};
+}
+
+QList<displays::Entry> Workspace::displays(const QString& range) const
+{
+    QList<displays::Entry> chosen;
+    QString error;
+    switch (displays::select(range, displays::listFile(m_displaysFile), &chosen, &error)) {
+    case displays::Problem::None: return chosen;
+    case displays::Problem::BadArgument: throw HttpError{400, error};
+    case displays::Problem::BadFile: throw HttpError{500, error};
+    }
+    return chosen;
+}
+
+QJsonObject variableJson(const vls::RecordSet& records, int number)
+{
+    const vls::Record& r = records[number - 1];
+    const bool text = number <= 256;
+    return QJsonObject{
+        {QStringLiteral("number"), number},
+        {QStringLiteral("kind"), text ? QStringLiteral("text") : QStringLiteral("cell")},
+        {QStringLiteral("label"),
+         (text ? QStringLiteral("Text Var %1") : QStringLiteral("Cell Var %1")).arg(text ? number : number - 256)},
+        {QStringLiteral("name"), r[clsVariableAccess::Name]},
+        {QStringLiteral("data"), r[clsVariableAccess::Data]},
+        {QStringLiteral("color"), varfields::colourName(r[clsVariableAccess::Color])},
+        {QStringLiteral("blink"), varfields::yesNoName(r[clsVariableAccess::Blink])},
+        {QStringLiteral("inverse"), varfields::yesNoName(r[clsVariableAccess::Inverse])},
+        {QStringLiteral("max_length"), r[clsVariableAccess::MaxLength].toInt()},
+        {QStringLiteral("link"), r[clsVariableAccess::OLELink]},
+    };
+}
+
+QList<int> variablesOf(const QString& range)
+{
+    try {
+        return qmdvars::variablesOf(range);
+    } catch (const qmdvars::Failure& f) {
+        throw HttpError{400, f.message};
+    }
+}
+
+Fields fieldsOf(const QJsonObject& change, int number)
+{
+    static const QStringList known{QStringLiteral("name"),  QStringLiteral("data"),    QStringLiteral("color"),
+                                   QStringLiteral("blink"), QStringLiteral("inverse"), QStringLiteral("max_length"),
+                                   QStringLiteral("link")};
+    for (auto it = change.begin(); it != change.end(); ++it)
+        if (!known.contains(it.key()) && it.key() != u"number")
+            throw HttpError{400, QStringLiteral("unknown field \"%1\" (the fields are %2)")
+                                     .arg(it.key(), known.join(QStringLiteral(", ")))};
+    // Every value as text: numbers and true/false are taken as `set` takes their spelling.
+    auto textOf = [&](const QString& key) -> std::optional<QString> {
+        if (!change.contains(key))
+            return std::nullopt;
+        const QJsonValue v = change.value(key);
+        if (v.isString())
+            return v.toString();
+        if (v.isDouble() && v.toDouble() == double(v.toInteger()))
+            return QString::number(v.toInteger());
+        if (v.isBool())
+            return v.toBool() ? QStringLiteral("yes") : QStringLiteral("no");
+        throw HttpError{400, QStringLiteral("\"%1\" takes a text, not %2")
+                                 .arg(key, v.isNull() ? QStringLiteral("null") : QStringLiteral("that value"))};
+    };
+    auto storable = [&](const QString& key) -> std::optional<QString> {
+        const auto text = textOf(key);
+        if (text && !varfields::storable(*text))
+            throw HttpError{400, QStringLiteral("%1 cannot hold a line break or control character").arg(key)};
+        return text;
+    };
+    Fields fields;
+    fields[clsVariableAccess::Name] = storable(QStringLiteral("name"));
+    fields[clsVariableAccess::Data] = storable(QStringLiteral("data"));
+    if (const auto c = textOf(QStringLiteral("color")))
+        if (!(fields[clsVariableAccess::Color] = varfields::colourCode(*c)))
+            throw HttpError{400, QStringLiteral("unknown colour \"%1\"").arg(*c)};
+    if (const auto b = textOf(QStringLiteral("blink")))
+        if (!(fields[clsVariableAccess::Blink] = varfields::yesNoCode(*b)))
+            throw HttpError{400, QStringLiteral("blink takes yes or no")};
+    if (const auto i = textOf(QStringLiteral("inverse")))
+        if (!(fields[clsVariableAccess::Inverse] = varfields::yesNoCode(*i)))
+            throw HttpError{400, QStringLiteral("inverse takes yes or no")};
+    if (const auto m = textOf(QStringLiteral("max_length")))
+        if (!(fields[clsVariableAccess::MaxLength] = varfields::maxLength(*m, number)))
+            throw HttpError{400, QStringLiteral("max_length of variable %1 takes 1 to %2")
+                                     .arg(number)
+                                     .arg(varfields::longestLength(number))};
+    if (const auto l = storable(QStringLiteral("link")))
+        fields[clsVariableAccess::OLELink] = l->trimmed();
+    if (std::none_of(fields.begin(), fields.end(), [](const auto& f) { return f.has_value(); }))
+        throw HttpError{400, QStringLiteral("nothing to change: give at least one of the fields")};
+    return fields;
+}
+
+} // namespace serve
