@@ -6,13 +6,16 @@
 #include "aboutbox.h"
 #include "clsVariableAccess.h"
 #include "displayselection.h"
+#include "documentwatcher.h"
 #include "dlgAddSpreadSheet.h"
 #include "dlgVariableAudit.h"
 #include "dlgViewAllVar.h"
 #include "editmenu.h"
+#include "feedlinks.h"
 #include "filedialog.h"
 #include "frmVariableSettings.h"
 #include "legacy.h"
+#include "linkitem.h"
 #include "linkpaste.h"
 #include "messagebox.h"
 #include "namedwidgets.h"
@@ -26,7 +29,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
-#include <QFileSystemWatcher>
 #include <QKeyEvent>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -101,12 +103,11 @@ dlgVariables::dlgVariables(QWidget* parent) : QDialog(parent), m_oleVarGrab(link
     m_tmrVarUpdate = new QTimer(this);
     m_tmrVarUpdate->setObjectName(QStringLiteral("tmrVarUpdate"));
 
-    m_linkWatcher = new QFileSystemWatcher(this);
+    m_linkWatcher = new links::DocumentWatcher(this);
     m_linkChanged = new QTimer(this);
     m_linkChanged->setSingleShot(true);
     m_linkChanged->setInterval(200);
-    connect(m_linkWatcher, &QFileSystemWatcher::fileChanged, m_linkChanged, qOverload<>(&QTimer::start));
-    connect(m_linkWatcher, &QFileSystemWatcher::directoryChanged, m_linkChanged, qOverload<>(&QTimer::start));
+    connect(m_linkWatcher, &links::DocumentWatcher::changed, m_linkChanged, qOverload<>(&QTimer::start));
     connect(m_linkChanged, &QTimer::timeout, this, &dlgVariables::showLinkedValues);
 
     auto* optionsRow = new QHBoxLayout;
@@ -291,27 +292,22 @@ void dlgVariables::selectionChanged(PropertyPage* page)
     watchLinkedDocuments();
 }
 
-// Watches the files the link boxes name, and their folders: a document saved
-// by writing a new file and renaming it over the old one is a new file, which
-// only its folder reports.
+// Watches the local documents the link boxes name (a spreadsheet or a JSON
+// file; not a URL or a topic) while the form is loaded.
 void dlgVariables::watchLinkedDocuments()
 {
-    QStringList wanted;
+    QStringList documents;
     for (PropertyPage* page : {m_text, m_cell}) {
         const QString link = page->linkBox()->text();
         if (!m_loaded || link.isEmpty())
             continue;
-        const QFileInfo document(link.section(u'!', 0, 0).replace(u'\\', u'/'));
-        wanted << document.absoluteFilePath() << document.absolutePath();
+        if (const auto json = links::parseJsonLinkSource(link))
+            documents << (json->remote ? QString() : json->document);
+        else
+            documents << links::parseLinkSource(link).value_or(links::CellLink{}).document;
     }
-    wanted.removeDuplicates();
-    QStringList watched = m_linkWatcher->files() + m_linkWatcher->directories();
-    for (const QString& path : watched)
-        if (!wanted.contains(path))
-            m_linkWatcher->removePath(path);
-    for (const QString& path : wanted)
-        if (!watched.contains(path) && QFileInfo::exists(path))
-            m_linkWatcher->addPath(path);
+    documents.removeAll(QString());
+    m_linkWatcher->setDocuments(documents);
 }
 
 // Each linked variable shown gets its current value; the rest of the page,
@@ -327,7 +323,7 @@ void dlgVariables::showLinkedValues()
         if (page->shownNumber > 0 && !link.isEmpty())
             page->dataBox()->setText(manager::liveValue(*m_oleVarGrab, link));
     }
-    watchLinkedDocuments(); // a renamed-over file is watched afresh
+    m_linkWatcher->rewatch(); // a renamed-over file is watched afresh
 }
 
 void dlgVariables::commitPages()

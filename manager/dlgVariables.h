@@ -12,7 +12,6 @@ class clsVariableAccess;
 class ILinkContainer;
 class QAction;
 class QCheckBox;
-class QFileSystemWatcher;
 class QMenu;
 class QMenuBar;
 class QPushButton;
@@ -20,6 +19,9 @@ class QRadioButton;
 class QTabWidget;
 class QTimer;
 
+namespace links {
+class DocumentWatcher;
+}
 namespace manager {
 class EditMenu;
 class PropertyPage;
@@ -107,7 +109,7 @@ private:
     QTimer* m_tmrVarUpdate;
     // The documents the shown variables link to: a change on disk shows their
     // new values after a short pause, so that a save in pieces is read whole.
-    QFileSystemWatcher* m_linkWatcher;
+    links::DocumentWatcher* m_linkWatcher;
     QTimer* m_linkChanged;
     manager::EditMenu* m_editMenu = nullptr;
 };
