@@ -20,7 +20,8 @@ namespace {
 
 const QCommandLineOption kDebounce(QStringLiteral("debounce"),
                                    QStringLiteral("Send changes that come within MS milliseconds of each "
-                                                  "other at once (default 500)."),
+                                                  "other at once (default %1).")
+                                       .arg(::watch::Options{}.debounceMs),
                                    QStringLiteral("MS"));
 
 const QCommandLineOption kPublish(QStringLiteral("publish"),
