@@ -13,6 +13,22 @@ const QString kDisplayListFile = QStringLiteral("Displays.dat");
 const QString kRule = QString(41, u'-');
 } // namespace
 
+void TextReport::append(const QString& text, quint32 colour, bool heading)
+{
+    m_text += text;
+    rtf::CharFormat format;
+    // The report's colour words are blue-green-red.
+    format.color = rtf::rgb(int(colour & 0xFF), int(colour >> 8 & 0xFF), int(colour >> 16 & 0xFF));
+    format.pointSize = heading ? kHeadingPoints : kNormalPoints;
+    m_runs.append({QString(text).remove(u'\r'), format});
+}
+
+void TextReport::clear()
+{
+    m_text.clear();
+    m_runs.clear();
+}
+
 Mode modeOf(bool dataOnly, bool attributesOnly)
 {
     if (dataOnly)

@@ -2,9 +2,10 @@
 
 #include "classregistry.h"
 #include "clsVarSetupInfo.h"
-#include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
+#include "rtf.h"
 
+#include <QList>
 #include <QString>
 
 #include <cstdint>
@@ -34,6 +35,23 @@ public:
     virtual void append(const QString& text, quint32 colour, bool heading) = 0;
     // The line of the report (as shown, wrapped lines counted) that holds the end of the text.
     virtual int endLine() = 0;
+};
+
+// The report as text (with its "\r\n" line ends), as plain lines, and as
+// coloured runs for a rich-text file: what a program without a window shows
+// and saves.
+class TextReport final : public ReportSink {
+public:
+    void append(const QString& text, quint32 colour, bool heading) override;
+    int endLine() override { return int(m_text.count(QStringLiteral("\r\n"))); }
+    const QString& text() const { return m_text; }
+    QString plain() const { return QString(m_text).remove(u'\r'); }
+    const QList<rtf::Run>& runs() const { return m_runs; }
+    void clear();
+
+private:
+    QString m_text;
+    QList<rtf::Run> m_runs;
 };
 
 // "Last Var Download: " M "/" D "/" year "00" " " hh ":" mm ":" ss, without the line end.

@@ -7,17 +7,17 @@
 #include "linkcontainer.h"
 #include "linkitem.h"
 #include "displaysender.h"
+#include "documentwatcher.h"
 
 #include <QDateTime>
 #include <QFileInfo>
-#include <QFileSystemWatcher>
 
 namespace watch {
 
 Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays, const Options& options,
                  QTextStream& log)
     : m_set(set), m_displays(displays), m_options(options), m_log(log), m_link(links::create()),
-      m_sender(std::make_unique<DisplaySender>(set, m_link.get())), m_files(new QFileSystemWatcher(this))
+      m_sender(std::make_unique<DisplaySender>(set, m_link.get())), m_files(new links::DocumentWatcher(this))
 {
     for (const clsVarSetupInfo& member : std::as_const(m_options.selection)) {
         const QString source = m_set->VariableOLELink(member.VarNum);
@@ -46,8 +46,7 @@ Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays,
     connect(&m_retry, &QTimer::timeout, this, &Watcher::sendChanges);
     m_poll.setInterval(std::max(1, m_options.pollSeconds) * 1000);
     connect(&m_poll, &QTimer::timeout, this, &Watcher::sourceChanged);
-    connect(m_files, &QFileSystemWatcher::fileChanged, this, &Watcher::sourceChanged);
-    connect(m_files, &QFileSystemWatcher::directoryChanged, this, &Watcher::sourceChanged);
+    connect(m_files, &links::DocumentWatcher::changed, this, &Watcher::sourceChanged);
 }
 
 Watcher::~Watcher() = default;
@@ -58,28 +57,14 @@ QStringList Watcher::topics() const { return m_topics->topics(); }
 
 void Watcher::start()
 {
-    watchFiles();
+    m_files->setDocuments(m_documents);
     if (!m_urls.isEmpty())
         m_poll.start();
     sendChanges();
 }
 
-// The file and its folder: a file saved by renaming a new one over it is a new
-// file, which only the folder reports, and is watched afresh here.
-void Watcher::watchFiles()
-{
-    const QStringList watched = m_files->files() + m_files->directories();
-    for (const QString& document : std::as_const(m_documents)) {
-        const QFileInfo info(document);
-        for (const QString& path : {document, info.absolutePath()})
-            if (!watched.contains(path) && QFileInfo::exists(path))
-                m_files->addPath(path);
-    }
-}
-
 void Watcher::sourceChanged()
 {
-    watchFiles();
     if (m_sending) {
         m_changedWhileSending = true;
         return;

@@ -23,8 +23,10 @@
 class DisplaySender;
 class ILinkContainer;
 enum class UpdateOption : int16_t;
-class QFileSystemWatcher;
 class clsVariableAccess;
+namespace links {
+class DocumentWatcher;
+}
 
 namespace watch {
 
@@ -70,7 +72,6 @@ signals:
 
 private:
     void sendChanges();
-    void watchFiles();
     bool sendTo(const displays::Entry& display, const VarSelection& vars, UpdateOption option, const QString& cause);
     void logLine(const QString& text);
 
@@ -83,7 +84,7 @@ private:
     VarSelection m_linked;
     QStringList m_documents; // absolute paths of linked files
     QStringList m_urls;
-    QFileSystemWatcher* m_files;
+    links::DocumentWatcher* m_files; // the linked files and their folders
     QTimer m_debounce;
     QElapsedTimer m_burst; // since the first change of the burst
     QTimer m_retry;

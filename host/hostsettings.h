@@ -7,8 +7,9 @@
 
 namespace hostsettings {
 
-inline constexpr settings::Key kAppPath{"Lumarex3", "Settings", "AppPath", nullptr}; // default: the library's folder
-inline constexpr settings::Key kRecentDisplays{"LumarexLite", "Display", "Recent", ""};
-inline constexpr settings::Key kLastOpenedDisplay{"LumarexLite", "RecentDisplay", "LastOpened", ""};
+// Declared with the settings access, as plug-ins read them too.
+using settings::kAppPath;
+using settings::kLastOpenedDisplay;
+using settings::kRecentDisplays;
 
 } // namespace hostsettings

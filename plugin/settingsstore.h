@@ -7,8 +7,8 @@
 
 namespace settings {
 
-// "Lumarex3" / "Settings"
-inline constexpr Key kAppPath{"Lumarex3", "Settings", "AppPath", nullptr}; // default: the plug-in's folder
+// kAppPath, kRecentDisplays and kLastOpenedDisplay, the host's values the plug-in
+// reads, are declared with the settings access (machinesettings.h).
 // "Lumarex3" / "VariablePlugin"
 inline constexpr Key kVarFileLoc{"Lumarex3", "VariablePlugin", "QMDVarFileLoc", nullptr}; // default: see variables/
 inline constexpr Key kRetryInterval{"Lumarex3", "VariablePlugin", "RetryInterval", "3600"};
@@ -19,9 +19,6 @@ inline constexpr Key kLastUsed{"Lumarex3", "VariablePlugin", "LastUsed", ""};
 inline constexpr Key kUpdateAll{"Lumarex3", "VariablePlugin", "UpdateAll", "True"};
 inline constexpr Key kUpdateData{"Lumarex3", "VariablePlugin", "UpdateData", "False"};
 inline constexpr Key kUpdateAttribute{"Lumarex3", "VariablePlugin", "UpdateAttribute", "False"};
-// The host's own values, read only.
-inline constexpr Key kRecentDisplays{"LumarexLite", "Display", "Recent", ""};
-inline constexpr Key kLastOpenedDisplay{"LumarexLite", "RecentDisplay", "LastOpened", ""};
 // "Lumarex3" / "Variables": VBL001 ... VBL416, written by every save.
 inline constexpr const char* kVariablesApplication = "Lumarex3";
 inline constexpr const char* kVariablesSection = "Variables";

@@ -2,8 +2,8 @@
 
 // Machine-wide settings: string values in the machine-wide hive under
 // "Software\Morvel\" application "\" section, shared by the host and its
-// plug-ins. Each side keeps its own table of keys; this is how any of them is
-// read and written.
+// plug-ins. Each side keeps its own table of keys, and the keys both sides use
+// are declared here; this is how any of them is read and written.
 
 #include <QList>
 #include <QString>
@@ -29,6 +29,12 @@ void WriteMachineSetting(const QString& application, const QString& section, con
 // Writes many values of one section at once, with one write to the store.
 void WriteMachineSettings(const QString& application, const QString& section,
                           const QList<std::pair<QString, QString>>& values);
+
+// The host's values that its plug-ins read too: where the host is installed
+// (default: the reading library's own folder) and the displays opened last.
+inline constexpr Key kAppPath{"Lumarex3", "Settings", "AppPath", nullptr};
+inline constexpr Key kRecentDisplays{"LumarexLite", "Display", "Recent", ""};
+inline constexpr Key kLastOpenedDisplay{"LumarexLite", "RecentDisplay", "LastOpened", ""};
 
 // The keyed forms, with the table's defaults.
 QString read(const Key& key);

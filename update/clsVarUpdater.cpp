@@ -1,7 +1,6 @@
 #include "clsVarUpdater.h"
 
 #include "clsVariableAccess.h"
-#include "runtimeerror.h" // before disptrans.h, which uses it
 #include "disptrans.h"
 #include "extendedchars.h"
 #include "legacy.h"

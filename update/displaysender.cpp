@@ -104,11 +104,9 @@ SendResult DisplaySender::send(const QString& displayEntry, const SendRequest& r
             if (!canceled() && ok && request.option != UpdateOption::DataOnly)
                 ok = sendStep(false, request, result);
         }
-        // A cancelled display counts as failed even when the cancel came between steps.
-        if (canceled()) {
-            ok = false;
-            result.canceled = true;
-        }
+        // A cancel the progress events did not see (it came while the last one let
+        // events run) leaves the result as the steps left it.
+        result.canceled = canceled();
     } catch (const RuntimeError& e) {
         fail(e.description());
     } catch (const std::exception& e) {

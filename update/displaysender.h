@@ -42,7 +42,8 @@ struct UnitResult {
 
 struct SendResult {
     // The display's result by the update dialog's rule: the open, then the last
-    // unit's answer of the last step; a cancel makes it false.
+    // unit's answer of the last step taken. A cancel seen at a progress event
+    // stops the updater (false); one that comes later only skips the steps left.
     bool ok = false;
     // Every unit of every address took every step (what the tool and services report).
     bool allUnitsSent = false;

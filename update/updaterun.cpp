@@ -132,7 +132,7 @@ QString UpdateRun::reportText() const
 
 void UpdateRun::start()
 {
-    m_scheduleStart = Clock::now();
+    m_scheduleStart = Clock::nowWholeSeconds();
     const QStringList displays = splitList(m_displayText);
     const QStringList delays = splitList(m_delayText);
     m_rows.clear();
@@ -207,7 +207,7 @@ bool UpdateRun::UpdatePass()
         const DisplayRow& row = m_rows[i];
         if (row.status == kUpdated)
             continue;
-        const QDateTime now = Clock::now();
+        const QDateTime now = Clock::nowWholeSeconds();
         if (row.status == kScheduled && !isDue(row, now)) {
             long minutes = minutesLeft(row, now);
             setRowWhen(i, FormatTimeLeft(minutes));
@@ -217,8 +217,7 @@ bool UpdateRun::UpdatePass()
         updateOneDisplay(i);
         if (m_rows[i].status != kUpdated)
             allDone = false;
-        if (m_cancelFlag) {
-            allDone = false;
+        if (m_cancelFlag) { // AllDone stays as the display's steps left it
             SetRowStatus(i, kFailed);
             AppendReport(QStringLiteral("Location/Display=") + m_rows[i].display + kCrLf, ReportStyle::Display);
             AppendReport(QStringLiteral("Status= "), ReportStyle::Label);
@@ -305,7 +304,7 @@ void UpdateRun::scheduleTick()
 {
     if (m_passRunning)
         return;
-    const QDateTime now = Clock::now();
+    const QDateTime now = Clock::nowWholeSeconds();
     for (int i = 0; i < m_rows.size(); ++i) {
         const DisplayRow& row = m_rows[i];
         if (row.status == kUpdated)

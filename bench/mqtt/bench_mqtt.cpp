@@ -163,11 +163,12 @@ void BM_FloodCoalesced(benchmark::State& state)
         loop.exec();
         state.counters["messages"] = published;
         state.counters["sends"] = sends;
+        state.counters["rss_after_1s_mb"] = afterFirstSecond;
         state.counters["rss_growth_mb"] = residentMb() - afterFirstSecond;
         state.counters["last_value_sent"] = lastSent.toInt();
     }
 }
-BENCHMARK(BM_FloodCoalesced)->Arg(5)->Iterations(1)->UseRealTime()->Unit(benchmark::kSecond);
+BENCHMARK(BM_FloodCoalesced)->Arg(4)->Arg(12)->Iterations(1)->UseRealTime()->Unit(benchmark::kSecond);
 
 } // namespace
 

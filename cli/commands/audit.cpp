@@ -19,27 +19,6 @@ const QCommandLineOption kCompare(QStringLiteral("compare"),
                                   QStringLiteral("Print only what differs from what an update would send now, "
                                                  "one line each."));
 
-// The report as plain text and as coloured runs.
-class ReportText final : public audit::ReportSink {
-public:
-    void append(const QString& text, quint32 colour, bool heading) override
-    {
-        m_text += text;
-        rtf::CharFormat format;
-        // The report's colour words are blue-green-red.
-        format.color = rtf::rgb(int(colour & 0xFF), int(colour >> 8 & 0xFF), int(colour >> 16 & 0xFF));
-        format.pointSize = heading ? audit::kHeadingPoints : audit::kNormalPoints;
-        m_runs.append({QString(text).remove(u'\r'), format});
-    }
-    int endLine() override { return int(m_text.count(QStringLiteral("\r\n"))); }
-    QString plain() const { return QString(m_text).remove(u'\r'); }
-    const QList<rtf::Run>& runs() const { return m_runs; }
-
-private:
-    QString m_text;
-    QList<rtf::Run> m_runs;
-};
-
 // The name the audit looks a display up by: its name when that finds it and no
 // other, else its number.
 QString auditName(const displays::Entry& entry, const QList<displays::Entry>& all)
@@ -79,7 +58,7 @@ int run(Context& c)
     auto master = createComponent<pluginmaster::IPluginMaster>(pluginmaster::kPluginMasterProgId);
     compare::Expectations expectations(engine->get(), master.get(), link.get());
 
-    ReportText report;
+    audit::TextReport report;
     bool failed = false;
     QStringList differences;
     audit::AuditRun run;

@@ -2,7 +2,7 @@
 
 #include "progids.h"
 #include "displaylistfile.h"
-#include "runtimeerror.h" // before disptrans.h, which uses it
+#include "runtimeerror.h"
 #include "disptrans.h"
 
 #include <QObject>

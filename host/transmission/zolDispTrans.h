@@ -1,7 +1,7 @@
 #pragma once
 
 #include "progids.h"
-#include "runtimeerror.h" // before disptrans.h, which uses it
+#include "runtimeerror.h"
 #include "disptrans.h"
 
 #include <QObject>

@@ -80,14 +80,6 @@ const QList<FaultProfile> kProfiles{
 
 const QString kColours[] = {u""_s, u"Red"_s, u"Green"_s, u"Yellow"_s, u"Blue"_s, u"Magenta"_s, u"Cyan"_s, u"White"_s};
 
-// The audit's report as plain text.
-class TextSink final : public audit::ReportSink {
-public:
-    void append(const QString& piece, quint32, bool) override { text += piece; }
-    int endLine() override { return int(text.count(u'\n')); }
-    QString text;
-};
-
 } // namespace
 
 class TestSoak final : public QObject {
@@ -167,18 +159,18 @@ class TestSoak final : public QObject {
     QString auditDisplay(int display, int* attempts)
     {
         static const QRegularExpression unread(u"FAILED|Last Var Download: 0/0/00 "_s);
-        TextSink sink;
+        audit::TextReport sink;
         for (*attempts = 1; *attempts <= 20; ++*attempts) {
-            sink.text.clear();
+            sink.clear();
             audit::AuditRun run;
             run.setVariablesToAudit(selection);
             run.setDisplaySelection([&]() -> QString { return u"Soak "_s + displayNumbers[display]; });
             run.setSink(&sink);
             const bool finished = run.run() == audit::AuditRun::Outcome::Finished;
-            if (finished && !sink.text.contains(unread) && sink.text.count(u"ID="_s) == unitsOf[display].size())
+            if (finished && !sink.text().contains(unread) && sink.text().count(u"ID="_s) == unitsOf[display].size())
                 break;
         }
-        return sink.text;
+        return sink.text();
     }
 
 private slots:

@@ -6,7 +6,7 @@
 
 #include "clsVarSetupInfo.h"
 #include "clsVariableAccess.h"
-#include "runtimeerror.h" // before disptrans.h, which uses it
+#include "runtimeerror.h"
 #include "disptrans.h"
 #include "testenvironment.h"
 

@@ -1,7 +1,7 @@
 #include "loopbackrig.h"
 
 #include "classregistry.h"
-#include "runtimeerror.h" // before disptrans.h, which uses it
+#include "runtimeerror.h"
 #include "disptrans.h"
 #include "settingsstore.h"
 

@@ -38,6 +38,8 @@ Client::Client(const ClientOptions& options, QObject* parent)
                               : m_options.clientId.toUtf8();
     m_mosq = mosquitto_new(id.constData(), !persistent, this);
     mosquitto_int_option(m_mosq, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V311);
+    // Small packets at once: a value is one small message, and waiting for more costs up to 40 ms.
+    mosquitto_int_option(m_mosq, MOSQ_OPT_TCP_NODELAY, 1);
     mosquitto_connect_callback_set(m_mosq, &Client::onConnect);
     mosquitto_message_callback_set(m_mosq, &Client::onMessage);
     mosquitto_subscribe_callback_set(m_mosq, &Client::onSubscribe);
