@@ -1,6 +1,7 @@
 #include "options.h"
 
 #include "clsVariableAccess.h"
+#include "feedlinks.h"
 #include "settingsstore.h"
 #include "varrange.h"
 
@@ -20,11 +21,13 @@ const QCommandLineOption displaysFile(QStringLiteral("displays-file"),
                                       QStringLiteral("F"));
 const QCommandLineOption refresh(QStringLiteral("refresh"),
                                  QStringLiteral("Fetch a linked JSON URL at most once in S seconds "
-                                                "(default 60)."),
+                                                "(default %1).")
+                                     .arg(links::FeedCache::kDefaultRefreshSeconds),
                                  QStringLiteral("S"));
 const QCommandLineOption feedWait(QStringLiteral("feed-wait"),
                                   QStringLiteral("Wait at most MS milliseconds for a JSON URL before using "
-                                                 "its last value (default 1000)."),
+                                                 "its last value (default %1).")
+                                      .arg(links::FeedCache::kDefaultWaitMs),
                                   QStringLiteral("MS"));
 const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")},
                               QStringLiteral("Show this help."));

@@ -1,6 +1,7 @@
 // The audit report's texts: download times, entry lines by mode, colour names,
 // and the size of display groups.
 
+#include "datarow.h"
 #include "auditrun.h"
 
 #include <QTest>
@@ -14,10 +15,10 @@ private slots:
     {
         QTest::addColumn<QList<int>>("time"); // hour, minute, second, month, day, year
         QTest::addColumn<QString>("text");
-        QTest::newRow("four-digit year") << QList<int>{14, 7, 9, 3, 5, 2026} << "Last Var Download: 3/5/2026 14:07:09";
-        QTest::newRow("one-digit year") << QList<int>{0, 0, 0, 12, 31, 9} << "Last Var Download: 12/31/09 00:00:00";
-        QTest::newRow("never downloaded") << QList<int>{0, 0, 0, 0, 0, 0} << "Last Var Download: 0/0/00 00:00:00";
-        QTest::newRow("two-digit year") << QList<int>{23, 59, 58, 10, 1, 99} << "Last Var Download: 10/1/99 23:59:58";
+        addRow("four-digit year", QList<int>{14, 7, 9, 3, 5, 2026}, "Last Var Download: 3/5/2026 14:07:09");
+        addRow("one-digit year", QList<int>{0, 0, 0, 12, 31, 9}, "Last Var Download: 12/31/09 00:00:00");
+        addRow("never downloaded", QList<int>{0, 0, 0, 0, 0, 0}, "Last Var Download: 0/0/00 00:00:00");
+        addRow("two-digit year", QList<int>{23, 59, 58, 10, 1, 99}, "Last Var Download: 10/1/99 23:59:58");
     }
     void downloadText()
     {
@@ -37,16 +38,16 @@ private slots:
         QTest::addColumn<int>("inverse");
         QTest::addColumn<QString>("entry");
         const int both = int(Mode::DataAndAttributes), data = int(Mode::DataOnly), atts = int(Mode::AttributesOnly);
-        QTest::newRow("both") << both << true << 7 << 3 << 1 << 2 << "Text Var 7\tYes\tNo\tYellow\t abc ";
-        QTest::newRow("data only") << data << true << 7 << 3 << 1 << 2 << "Text Var 7\t abc ";
-        QTest::newRow("attributes only") << atts << false << 1 << 7 << 2 << 1 << "Cell Var 1\tNo\tYes\tWhite";
-        QTest::newRow("colour 0") << atts << true << 1 << 0 << 1 << 1 << "Text Var 1\tYes\tYes\t";
-        QTest::newRow("colour 8") << both << false << 160 << 8 << 0 << 0 << "Cell Var 160\tNo\tNo\t\t abc ";
-        QTest::newRow("red") << atts << true << 1 << 1 << 2 << 2 << "Text Var 1\tNo\tNo\tRed";
-        QTest::newRow("green") << atts << true << 1 << 2 << 2 << 2 << "Text Var 1\tNo\tNo\tGreen";
-        QTest::newRow("blue") << atts << true << 1 << 4 << 2 << 2 << "Text Var 1\tNo\tNo\tBlue";
-        QTest::newRow("magenta") << atts << true << 1 << 5 << 2 << 2 << "Text Var 1\tNo\tNo\tMagenta";
-        QTest::newRow("cyan") << atts << true << 1 << 6 << 2 << 2 << "Text Var 1\tNo\tNo\tCyan";
+        addRow("both", both, true, 7, 3, 1, 2, "Text Var 7\tYes\tNo\tYellow\t abc ");
+        addRow("data only", data, true, 7, 3, 1, 2, "Text Var 7\t abc ");
+        addRow("attributes only", atts, false, 1, 7, 2, 1, "Cell Var 1\tNo\tYes\tWhite");
+        addRow("colour 0", atts, true, 1, 0, 1, 1, "Text Var 1\tYes\tYes\t");
+        addRow("colour 8", both, false, 160, 8, 0, 0, "Cell Var 160\tNo\tNo\t\t abc ");
+        addRow("red", atts, true, 1, 1, 2, 2, "Text Var 1\tNo\tNo\tRed");
+        addRow("green", atts, true, 1, 2, 2, 2, "Text Var 1\tNo\tNo\tGreen");
+        addRow("blue", atts, true, 1, 4, 2, 2, "Text Var 1\tNo\tNo\tBlue");
+        addRow("magenta", atts, true, 1, 5, 2, 2, "Text Var 1\tNo\tNo\tMagenta");
+        addRow("cyan", atts, true, 1, 6, 2, 2, "Text Var 1\tNo\tNo\tCyan");
     }
     void entries()
     {
@@ -65,10 +66,10 @@ private slots:
         QTest::addColumn<bool>("dataOnly");
         QTest::addColumn<bool>("attributesOnly");
         QTest::addColumn<QString>("header");
-        QTest::newRow("neither") << false << false << "Variable\tBlink\tInverse\tColor\t Data";
-        QTest::newRow("data only") << true << false << "Variable\t Data";
-        QTest::newRow("attributes only") << false << true << "Variable\tBlink\tInverse\tColor";
-        QTest::newRow("both set: data only wins") << true << true << "Variable\t Data";
+        addRow("neither", false, false, "Variable\tBlink\tInverse\tColor\t Data");
+        addRow("data only", true, false, "Variable\t Data");
+        addRow("attributes only", false, true, "Variable\tBlink\tInverse\tColor");
+        addRow("both set: data only wins", true, true, "Variable\t Data");
     }
     void modesAndHeaders()
     {
@@ -83,14 +84,14 @@ private slots:
         QTest::addColumn<int>("spanA");
         QTest::addColumn<int>("spanB");
         QTest::addColumn<int>("extra"); // -1: Overflow
-        QTest::newRow("single unit") << false << 3 << 3 << 0;
-        QTest::newRow("2 x 2") << true << 1 << 1 << 3;
-        QTest::newRow("3 x 1") << true << 2 << 0 << 2;
-        QTest::newRow("group of one") << true << 0 << 0 << 0;
-        QTest::newRow("large") << true << 127 << 254 << 32639;
-        QTest::newRow("product just too big") << true << 127 << 255 << -1;
-        QTest::newRow("too many units") << true << 255 << 255 << -1;
-        QTest::newRow("span overflows") << true << 32767 << 0 << -1;
+        addRow("single unit", false, 3, 3, 0);
+        addRow("2 x 2", true, 1, 1, 3);
+        addRow("3 x 1", true, 2, 0, 2);
+        addRow("group of one", true, 0, 0, 0);
+        addRow("large", true, 127, 254, 32639);
+        addRow("product just too big", true, 127, 255, -1);
+        addRow("too many units", true, 255, 255, -1);
+        addRow("span overflows", true, 32767, 0, -1);
     }
     void groups()
     {

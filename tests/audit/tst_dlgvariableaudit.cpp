@@ -2,6 +2,7 @@
 // the host's display list and the displays' variables; the report is checked
 // paragraph by paragraph with each run's colour and size.
 
+#include "datarow.h"
 #include "classregistry.h"
 #include "clock.h"
 #include "dlgVariableAudit.h"
@@ -283,11 +284,9 @@ private slots:
         QTest::addColumn<QStringList>("report");
         QTest::addColumn<QString>("message");
         QTest::addColumn<QString>("caption");
-        QTest::newRow("no display chosen") << "" << QStringList{""} << ""
-                                           << "Close";
-        QTest::newRow("unknown display") << "Nowhere" << QStringList{kRule, "{blue 18}Nowhere", ""}
-                                         << "Error Getting Variables from Display "
-                                         << "Cancel";
+        addRow("no display chosen", "", QStringList{""}, "", "Close");
+        addRow("unknown display", "Nowhere", QStringList{kRule, "{blue 18}Nowhere", ""},
+               "Error Getting Variables from Display ", "Cancel");
     }
     void runsThatDoNotRead()
     {

@@ -1,6 +1,7 @@
 // The CSV reader on odd files, and the variable rows it must refuse, each with
 // the line and field the message names.
 
+#include "datarow.h"
 #include "csv.h"
 #include "varcsv.h"
 
@@ -14,26 +15,16 @@ private slots:
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("records"); // fields joined by "|", records by "/"
         QTest::addColumn<QString>("error");   // "line:field" of the error, "" for none
-        QTest::newRow("plain, CR LF") << QByteArray("a,b\r\nc,d\r\n") << "a|b/c|d"
-                                      << "";
-        QTest::newRow("LF, no last line end") << QByteArray("a,b\nc,d") << "a|b/c|d"
-                                              << "";
-        QTest::newRow("quoted comma and doubled quote") << QByteArray("\"x, \"\"y\"\"\",z\r\n") << "x, \"y\"|z"
-                                                        << "";
-        QTest::newRow("empty fields") << QByteArray(",,\r\n") << "||"
-                                      << "";
-        QTest::newRow("blank lines skipped, lines counted") << QByteArray("a\r\n\r\nb,\"\"\"\r\n") << "a"
-                                                            << "3:2";
-        QTest::newRow("line break inside quotes") << QByteArray("\"1\n2\",x\r\n\"open") << "1\n2|x"
-                                                  << "3:1";
-        QTest::newRow("quote inside an unquoted field") << QByteArray("a,b\"c\r\n") << ""
-                                                        << "1:2";
-        QTest::newRow("text after the closing quote") << QByteArray("x\r\ny,\"q\"r\r\n") << "x"
-                                                      << "2:2";
-        QTest::newRow("byte order mark") << QByteArray("\xEF\xBB\xBFn,\xC3\xA9\r\n") << "n|\u00E9"
-                                         << "";
-        QTest::newRow("not UTF-8") << QByteArray("ok\r\nbad \xE9\r\n") << ""
-                                   << "2:0";
+        addRow("plain, CR LF", QByteArray("a,b\r\nc,d\r\n"), "a|b/c|d", "");
+        addRow("LF, no last line end", QByteArray("a,b\nc,d"), "a|b/c|d", "");
+        addRow("quoted comma and doubled quote", QByteArray("\"x, \"\"y\"\"\",z\r\n"), "x, \"y\"|z", "");
+        addRow("empty fields", QByteArray(",,\r\n"), "||", "");
+        addRow("blank lines skipped, lines counted", QByteArray("a\r\n\r\nb,\"\"\"\r\n"), "a", "3:2");
+        addRow("line break inside quotes", QByteArray("\"1\n2\",x\r\n\"open"), "1\n2|x", "3:1");
+        addRow("quote inside an unquoted field", QByteArray("a,b\"c\r\n"), "", "1:2");
+        addRow("text after the closing quote", QByteArray("x\r\ny,\"q\"r\r\n"), "x", "2:2");
+        addRow("byte order mark", QByteArray("\xEF\xBB\xBFn,\xC3\xA9\r\n"), "n|\u00E9", "");
+        addRow("not UTF-8", QByteArray("ok\r\nbad \xE9\r\n"), "", "2:0");
     }
     void read()
     {
@@ -73,19 +64,19 @@ private slots:
     {
         QTest::addColumn<QByteArray>("row");
         QTest::addColumn<QString>("where");
-        QTest::newRow("unknown number") << QByteArray("417,n,d,red,no,no,5,") << "line 3, field 1 (number)";
-        QTest::newRow("number with a sign") << QByteArray("+7,n,d,red,no,no,5,") << "line 3, field 1 (number)";
-        QTest::newRow("bad colour") << QByteArray("7,n,d,purple,no,no,5,") << "line 3, field 4 (color)";
-        QTest::newRow("colour code 8") << QByteArray("7,n,d,8,no,no,5,") << "line 3, field 4 (color)";
-        QTest::newRow("bad blink") << QByteArray("7,n,d,red,maybe,no,5,") << "line 3, field 5 (blink)";
-        QTest::newRow("bad inverse") << QByteArray("7,n,d,red,no,,5,") << "line 3, field 6 (inverse)";
-        QTest::newRow("text length 251") << QByteArray("7,n,d,red,no,no,251,") << "line 3, field 7 (max_length)";
-        QTest::newRow("cell length 59") << QByteArray("300,n,d,red,no,no,59,") << "line 3, field 7 (max_length)";
-        QTest::newRow("length 0") << QByteArray("7,n,d,red,no,no,0,") << "line 3, field 7 (max_length)";
-        QTest::newRow("seven fields") << QByteArray("7,n,d,red,no,no,5") << "line 3, field 8 (link)";
-        QTest::newRow("broken quoting") << QByteArray("7,\"n,d,red,no,no,5,") << "line 3, field 2 (name)";
-        QTest::newRow("line break in data") << QByteArray("7,n,\"a\nb\",red,no,no,5,") << "line 3, field 3 (data)";
-        QTest::newRow("twice the same variable") << QByteArray("1,n,d,red,no,no,5,") << "line 3, field 1 (number)";
+        addRow("unknown number", QByteArray("417,n,d,red,no,no,5,"), "line 3, field 1 (number)");
+        addRow("number with a sign", QByteArray("+7,n,d,red,no,no,5,"), "line 3, field 1 (number)");
+        addRow("bad colour", QByteArray("7,n,d,purple,no,no,5,"), "line 3, field 4 (color)");
+        addRow("colour code 8", QByteArray("7,n,d,8,no,no,5,"), "line 3, field 4 (color)");
+        addRow("bad blink", QByteArray("7,n,d,red,maybe,no,5,"), "line 3, field 5 (blink)");
+        addRow("bad inverse", QByteArray("7,n,d,red,no,,5,"), "line 3, field 6 (inverse)");
+        addRow("text length 251", QByteArray("7,n,d,red,no,no,251,"), "line 3, field 7 (max_length)");
+        addRow("cell length 59", QByteArray("300,n,d,red,no,no,59,"), "line 3, field 7 (max_length)");
+        addRow("length 0", QByteArray("7,n,d,red,no,no,0,"), "line 3, field 7 (max_length)");
+        addRow("seven fields", QByteArray("7,n,d,red,no,no,5"), "line 3, field 8 (link)");
+        addRow("broken quoting", QByteArray("7,\"n,d,red,no,no,5,"), "line 3, field 2 (name)");
+        addRow("line break in data", QByteArray("7,n,\"a\nb\",red,no,no,5,"), "line 3, field 3 (data)");
+        addRow("twice the same variable", QByteArray("1,n,d,red,no,no,5,"), "line 3, field 1 (number)");
     }
     void badRows()
     {

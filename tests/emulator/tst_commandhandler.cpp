@@ -1,6 +1,7 @@
 // The display side of each command, in-process: what the emulated units
 // store, answer and refuse.
 
+#include "datarow.h"
 #include "clock.h"
 #include "commandhandler.h"
 #include "commands.h"
@@ -37,49 +38,45 @@ private slots:
         QTest::addColumn<QByteArray>("payload");
         QTest::addColumn<QString>("expected");
         const QByteArray longest = u16(0) + QByteArray(kMaxVariableData, 'd');
-        QTest::newRow("write text 255") << int(WriteTextData) << QByteArray(u16(255) + "x") << "ACK";
-        QTest::newRow("write text 256") << int(WriteTextData) << QByteArray(u16(256) + "x")
-                                        << "no such variable: text variable 256 does not exist";
-        QTest::newRow("write cell 160") << int(WriteCellData) << QByteArray(u16(160) + "x")
-                                        << "no such variable: cell variable 160 does not exist";
-        QTest::newRow("write without index")
-            << int(WriteCellData) << QByteArray("\x01", 1) << "bad payload: no variable index";
-        QTest::newRow("write data at the limit") << int(WriteTextData) << longest << "ACK";
-        QTest::newRow("write data too long") << int(WriteTextData) << longest + "d"
-                                             << "too long: data of 1025 bytes, at most 1024";
-        QTest::newRow("read text 256") << int(ReadTextVariable) << u16(256)
-                                       << "no such variable: text variable 256 does not exist";
-        QTest::newRow("read with 3-byte index")
-            << int(ReadCellVariable) << QByteArray(3, '\0') << "bad payload: expected a two-byte variable index";
-        QTest::newRow("attributes malformed")
-            << int(WriteTextAttributes) << QByteArray("0001A0001") << "bad payload: attribute entry 2 is malformed";
-        QTest::newRow("attributes cell 160") << int(WriteCellAttributes) << QByteArray("1591A1601A")
-                                             << "no such variable: cell variable 160 does not exist";
-        QTest::newRow("attributes text 255") << int(WriteTextAttributes) << QByteArray("2551A") << "ACK";
+        addRow("write text 255", int(WriteTextData), QByteArray(u16(255) + "x"), "ACK");
+        addRow("write text 256", int(WriteTextData), QByteArray(u16(256) + "x"),
+               "no such variable: text variable 256 does not exist");
+        addRow("write cell 160", int(WriteCellData), QByteArray(u16(160) + "x"),
+               "no such variable: cell variable 160 does not exist");
+        addRow("write without index", int(WriteCellData), QByteArray("\x01", 1), "bad payload: no variable index");
+        addRow("write data at the limit", int(WriteTextData), longest, "ACK");
+        addRow("write data too long", int(WriteTextData), longest + "d", "too long: data of 1025 bytes, at most 1024");
+        addRow("read text 256", int(ReadTextVariable), u16(256), "no such variable: text variable 256 does not exist");
+        addRow("read with 3-byte index", int(ReadCellVariable), QByteArray(3, '\0'),
+               "bad payload: expected a two-byte variable index");
+        addRow("attributes malformed", int(WriteTextAttributes), QByteArray("0001A0001"),
+               "bad payload: attribute entry 2 is malformed");
+        addRow("attributes cell 160", int(WriteCellAttributes), QByteArray("1591A1601A"),
+               "no such variable: cell variable 160 does not exist");
+        addRow("attributes text 255", int(WriteTextAttributes), QByteArray("2551A"), "ACK");
         for (const char colour : {'0', '8', '9'})
             QTest::addRow("attribute colour %c", colour)
                 << int(WriteTextAttributes) << QByteArray("0017A002").append(colour).append('B')
                 << QStringLiteral("bad payload: attribute entry 2 has colour %1; colours are 1 to 7").arg(colour);
-        QTest::newRow("download time with data")
-            << int(ReadDownloadTime) << QByteArray("x") << "bad payload: read download time takes no data";
-        QTest::newRow("configuration with data")
-            << int(ReadConfiguration) << QByteArray("x") << "bad payload: read configuration takes no data";
-        QTest::newRow("message at the limit") << int(ShowMessage) << QByteArray(kMaxMessage, 'm') << "ACK";
-        QTest::newRow("message too long")
-            << int(ShowMessage) << QByteArray(kMaxMessage + 1, 'm') << "too long: message of 2001 bytes, at most 2000";
-        QTest::newRow("unknown command") << int('Z') << QByteArray() << "unknown command: command 0x5a";
-        QTest::newRow("an answer is not answered") << int(Ack) << QByteArray("T") << "";
+        addRow("download time with data", int(ReadDownloadTime), QByteArray("x"),
+               "bad payload: read download time takes no data");
+        addRow("configuration with data", int(ReadConfiguration), QByteArray("x"),
+               "bad payload: read configuration takes no data");
+        addRow("message at the limit", int(ShowMessage), QByteArray(kMaxMessage, 'm'), "ACK");
+        addRow("message too long", int(ShowMessage), QByteArray(kMaxMessage + 1, 'm'),
+               "too long: message of 2001 bytes, at most 2000");
+        addRow("unknown command", int('Z'), QByteArray(), "unknown command: command 0x5a");
+        addRow("an answer is not answered", int(Ack), QByteArray("T"), "");
     }
     void answers()
     {
         QFETCH(int, command);
         QFETCH(QByteArray, payload);
-        QFETCH(QString, expected);
         DisplayModel model;
         CommandHandler handler(model);
         const Frame request{3, 44, uint8_t(command), payload};
         const std::optional<Frame> reply = handler.handle(request);
-        QCOMPARE(answer(reply), expected);
+        QTEST(answer(reply), "expected");
         if (!reply)
             return;
         // Answers carry the request's address and sequence number and name the command.
@@ -132,22 +129,14 @@ private slots:
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("expected"); // base, units, flag b; "" = refused
-        QTest::newRow("2x2") << "5:1,1"
-                             << "5 x4";
-        QTest::newRow("single as group") << "0:0,0"
-                                         << "0 x1";
-        QTest::newRow("flag b") << "7:2,3,b"
-                                << "7 x12 b";
-        QTest::newRow("no spans") << "5"
-                                  << "";
-        QTest::newRow("one span") << "5:1"
-                                  << "";
-        QTest::newRow("negative span") << "5:-1,1"
-                                       << "";
-        QTest::newRow("bad flag") << "5:1,1,x"
-                                  << "";
-        QTest::newRow("beyond the addresses") << "65535:1,0"
-                                              << "";
+        addRow("2x2", "5:1,1", "5 x4");
+        addRow("single as group", "0:0,0", "0 x1");
+        addRow("flag b", "7:2,3,b", "7 x12 b");
+        addRow("no spans", "5", "");
+        addRow("one span", "5:1", "");
+        addRow("negative span", "5:-1,1", "");
+        addRow("bad flag", "5:1,1,x", "");
+        addRow("beyond the addresses", "65535:1,0", "");
     }
     void groupParsing()
     {
@@ -169,15 +158,15 @@ private slots:
         QTest::addColumn<int>("command");
         QTest::addColumn<QByteArray>("payload");
         QTest::addColumn<int>("units"); // after the frame went to every address
-        QTest::newRow("read text") << int(ReadTextVariable) << u16(7) << 0;
-        QTest::newRow("read cell") << int(ReadCellVariable) << u16(159) << 0;
-        QTest::newRow("read download time") << int(ReadDownloadTime) << QByteArray() << 0;
-        QTest::newRow("read configuration") << int(ReadConfiguration) << QByteArray() << 0;
-        QTest::newRow("refused data") << int(WriteTextData) << u16(256) << 0;
-        QTest::newRow("refused attributes") << int(WriteCellAttributes) << QByteArray("0010A") << 0;
-        QTest::newRow("unknown command") << int('Z') << QByteArray() << 0;
-        QTest::newRow("write data") << int(WriteCellData) << QByteArray(u16(3) + "x") << 65536;
-        QTest::newRow("message") << int(ShowMessage) << QByteArray("m") << 65536;
+        addRow("read text", int(ReadTextVariable), u16(7), 0);
+        addRow("read cell", int(ReadCellVariable), u16(159), 0);
+        addRow("read download time", int(ReadDownloadTime), QByteArray(), 0);
+        addRow("read configuration", int(ReadConfiguration), QByteArray(), 0);
+        addRow("refused data", int(WriteTextData), u16(256), 0);
+        addRow("refused attributes", int(WriteCellAttributes), QByteArray("0010A"), 0);
+        addRow("unknown command", int('Z'), QByteArray(), 0);
+        addRow("write data", int(WriteCellData), QByteArray(u16(3) + "x"), 65536);
+        addRow("message", int(ShowMessage), QByteArray("m"), 65536);
     }
     // A client sweeping every address with reads leaves no state behind; only what
     // a unit took makes it remember anything.
@@ -206,29 +195,26 @@ private slots:
         QTest::addColumn<bool>("taken");
         QTest::addColumn<int>("textColour"); // read back from text variable 12 of unit 5
         QTest::addColumn<int>("cellColour"); // ... and from cell variable 0
-        QTest::newRow("unknown text colour") << "5:T12=0" << true << 0 << 1;
-        QTest::newRow("unknown cell colour") << " 5 : c0 = 255 " << true << 1 << 255;
-        QTest::newRow("beyond one byte") << "5:T12=256" << false << 1 << 1;
-        QTest::newRow("beyond the cells") << "5:C160=9" << false << 1 << 1;
-        QTest::newRow("no kind") << "5:12=9" << false << 1 << 1;
-        QTest::newRow("unit that does not answer") << "6:T12=9" << false << 1 << 1;
+        addRow("unknown text colour", "5:T12=0", true, 0, 1);
+        addRow("unknown cell colour", " 5 : c0 = 255 ", true, 1, 255);
+        addRow("beyond one byte", "5:T12=256", false, 1, 1);
+        addRow("beyond the cells", "5:C160=9", false, 1, 1);
+        addRow("no kind", "5:12=9", false, 1, 1);
+        addRow("unit that does not answer", "6:T12=9", false, 1, 1);
     }
     void colourPresets()
     {
         QFETCH(QString, text);
-        QFETCH(bool, taken);
-        QFETCH(int, textColour);
-        QFETCH(int, cellColour);
         DisplayModel model;
         model.restrictTo({5});
         CommandHandler handler(model);
         const auto preset = parseColourPreset(text);
-        QCOMPARE(preset && model.apply(*preset), taken);
+        QTEST(preset && model.apply(*preset), "taken");
         auto colour = [&](uint8_t command, int index) {
             return int(parseVariable(parseAnswer(*handler.handle(Frame{5, 1, command, u16(index)}))->data)->Color);
         };
-        QCOMPARE(colour(ReadTextVariable, 12), textColour);
-        QCOMPARE(colour(ReadCellVariable, 0), cellColour);
+        QTEST(colour(ReadTextVariable, 12), "textColour");
+        QTEST(colour(ReadCellVariable, 0), "cellColour");
     }
 };
 

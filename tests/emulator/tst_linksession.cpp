@@ -1,6 +1,7 @@
 // A link session with its injected faults, and the emulated modem, over a
 // fake byte link.
 
+#include "datarow.h"
 #include "commands.h"
 #include "emulatorcore.h"
 #include "links.h"
@@ -82,13 +83,12 @@ private slots:
     {
         QTest::addColumn<bool>("canDrop");
         QTest::addColumn<QStringList>("afterDrop");
-        QTest::newRow("tcp hangs up, a new conversation starts afresh") << true << QStringList{"A5"};
-        QTest::newRow("bare line goes deaf") << false << QStringList{};
+        addRow("tcp hangs up, a new conversation starts afresh", true, QStringList{"A5"});
+        addRow("bare line goes deaf", false, QStringList{});
     }
     void dropAfterFrames()
     {
         QFETCH(bool, canDrop);
-        QFETCH(QStringList, afterDrop);
         EmulatorCore core;
         core.faults().dropAfterFrames = 2;
         FakeLink link(canDrop);
@@ -101,7 +101,7 @@ private slots:
         QCOMPARE(log.at(0).at(0).toString(), QStringLiteral("DROP fake after 2 frames"));
         link.sent.clear();
         link.feed(request(5));
-        QCOMPARE(answers(link.sent), afterDrop);
+        QTEST(answers(link.sent), "afterDrop");
     }
     void injectedFaultsFollowTheSeed()
     {
@@ -154,16 +154,14 @@ private slots:
         QTest::addColumn<QStringList>("afterwards"); // answers to a request after the end
         // Ten requests, each answered with 1,038 bytes; the fourth passes the limit.
         const QString overLimit = QStringLiteral("DROP fake backlog of 4154 bytes over the limit of 4096");
-        QTest::newRow("client never reads: tcp hangs up") << true << 0.0 << overLimit << QStringList{"A11"};
-        QTest::newRow("client never reads: bare line goes deaf") << false << 0.0 << overLimit << QStringList{};
-        QTest::newRow("answer cut mid-frame") << true << 1.0 << "DROP fake mid-frame" << QStringList{};
+        addRow("client never reads: tcp hangs up", true, 0.0, overLimit, QStringList{"A11"});
+        addRow("client never reads: bare line goes deaf", false, 0.0, overLimit, QStringList{});
+        addRow("answer cut mid-frame", true, 1.0, "DROP fake mid-frame", QStringList{});
     }
     void linkEndsOnAbuseOrCut()
     {
         QFETCH(bool, canDrop);
         QFETCH(double, cut);
-        QFETCH(QString, log);
-        QFETCH(QStringList, afterwards);
         EmulatorCore core;
         core.faults().backlogLimit = 4096;
         core.faults().cutFraction = cut;
@@ -177,7 +175,7 @@ private slots:
         link.feed(requests);
         // The link ended once, at the first answer over the limit or the first cut,
         // and nothing went out on it after that.
-        QCOMPARE(lines.last().at(0).toString(), log);
+        QTEST(lines.last().at(0).toString(), "log");
         QCOMPARE(lines.count(), cut > 0 ? 2 : 1); // a cut also logs the answer it cut
         QCOMPARE(link.drops, 1);
         QCOMPARE(link.discards, cut > 0 ? 0 : 1);
@@ -185,25 +183,24 @@ private slots:
         QCOMPARE(link.sent, cut > 0 ? whole.left(whole.size() / 2) : QByteArray());
         link.sent.clear();
         link.feed(encodeFrame(Frame{1, 11, ReadTextVariable, indexPayload(0)}));
-        QCOMPARE(answers(link.sent), afterwards);
+        QTEST(answers(link.sent), "afterwards");
     }
     void modemCommands_data()
     {
         QTest::addColumn<QByteArray>("input");
         QTest::addColumn<QByteArray>("output");
-        QTest::newRow("reset, echoed") << QByteArray("ATZ\r") << QByteArray("ATZ\r\r\nOK\r\n");
-        QTest::newRow("lower case, no echo") << QByteArray("ate0\ratz\r") << QByteArray("ate0\r\r\nOK\r\n\r\nOK\r\n");
-        QTest::newRow("unknown command") << QByteArray("ATE0\rAT+FOO\r") << QByteArray("ATE0\r\r\nOK\r\n\r\nERROR\r\n");
-        QTest::newRow("not a command") << QByteArray("ATE0\rhello\r") << QByteArray("ATE0\r\r\nOK\r\n");
+        addRow("reset, echoed", QByteArray("ATZ\r"), QByteArray("ATZ\r\r\nOK\r\n"));
+        addRow("lower case, no echo", QByteArray("ate0\ratz\r"), QByteArray("ate0\r\r\nOK\r\n\r\nOK\r\n"));
+        addRow("unknown command", QByteArray("ATE0\rAT+FOO\r"), QByteArray("ATE0\r\r\nOK\r\n\r\nERROR\r\n"));
+        addRow("not a command", QByteArray("ATE0\rhello\r"), QByteArray("ATE0\r\r\nOK\r\n"));
     }
     void modemCommands()
     {
         QFETCH(QByteArray, input);
-        QFETCH(QByteArray, output);
         FakeLink line;
         ModemLink modem(&line, ModemOptions());
         line.feed(input);
-        QCOMPARE(line.sent, output);
+        QTEST(line.sent, "output");
         QVERIFY(!modem.inDataMode());
     }
     void escapeNeedsGuardTimes()

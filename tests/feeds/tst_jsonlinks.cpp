@@ -1,6 +1,7 @@
 // Linked values from JSON: the pointer over a document, link sources, files,
 // and URLs served on 127.0.0.1 that answer, fail, come back and take their time.
 
+#include "datarow.h"
 #include "feedlinks.h"
 #include "jsonpointer.h"
 #include "spreadsheetlinks.h"
@@ -59,10 +60,10 @@ private slots:
         const QByteArray doc = R"({"w":{"t":21.50,"s":"sunny ☀","o":{},"a":[10,"x"],
             "none":null},"a/b":"slash","m~1n":"tilde","sp ace":"fragment"})";
         auto hit = [&](const char* name, const char* pointer, const QString& value) {
-            QTest::newRow(name) << doc << QString::fromUtf8(pointer) << true << value;
+            addRow(name, doc, QString::fromUtf8(pointer), true, value);
         };
         auto miss = [&](const char* name, const char* pointer, const char* error) {
-            QTest::newRow(name) << doc << QString::fromUtf8(pointer) << false << QString::fromUtf8(error);
+            addRow(name, doc, QString::fromUtf8(pointer), false, QString::fromUtf8(error));
         };
         hit("string", "/w/s", u"sunny ☀"_s);
         hit("number as JSON writes it", "/w/t", u"21.5"_s);
@@ -76,8 +77,8 @@ private slots:
         miss("no leading slash", "w/t", "does not start with /");
         miss("object", "/w/o", "is an object");
         miss("null", "/w/none", "is null");
-        QTest::newRow("scalar document") << QByteArray(" \"just this\" ") << QString() << true << u"just this"_s;
-        QTest::newRow("not JSON") << QByteArray("{\"a\":") << u"/a"_s << false << u"not a JSON document"_s;
+        addRow("scalar document", QByteArray(" \"just this\" "), QString(), true, u"just this"_s);
+        addRow("not JSON", QByteArray("{\"a\":"), u"/a"_s, false, u"not a JSON document"_s);
     }
     void pointer()
     {
@@ -130,8 +131,8 @@ private slots:
     void feedGoesDownAndComesBack_data()
     {
         QTest::addColumn<bool>("notJson");
-        QTest::newRow("HTTP 503") << false;
-        QTest::newRow("not JSON") << true;
+        addRow("HTTP 503", false);
+        addRow("not JSON", true);
     }
     void feedGoesDownAndComesBack()
     {

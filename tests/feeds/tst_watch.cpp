@@ -2,6 +2,7 @@
 // reaches both, a burst of edits is one send, a display that was down gets the
 // change once it is up, and SIGTERM ends the command with exit code 0.
 
+#include "datarow.h"
 #include "loopbackrig.h"
 #include "settingsstore.h"
 
@@ -70,8 +71,8 @@ private slots:
     void editReachesBothSigns_data()
     {
         QTest::addColumn<bool>("byRename");
-        QTest::newRow("written in place") << false;
-        QTest::newRow("saved by renaming a new file over it") << true;
+        addRow("written in place", false);
+        addRow("saved by renaming a new file over it", true);
     }
     void editReachesBothSigns()
     {

@@ -2,9 +2,11 @@
 // update dialog and updates and audits by qmdvars, all listed by `qmdvars
 // history`; a history that cannot be opened stops no send.
 
+#include "datarow.h"
 #include "clsVariableAccess.h"
 #include "dlgVariableUpdate.h"
 #include "historyview.h"
+#include "dialogcontrols.h"
 #include "loopbackrig.h"
 #include "settingsstore.h"
 #include "updaterun.h"
@@ -100,10 +102,10 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QDateTime>("expected"); // invalid: refused
         const QDateTime now(QDate(2026, 11, 25), QTime(12, 0));
-        QTest::newRow("with a space") << u"2026-11-20 08:30"_s << QDateTime(QDate(2026, 11, 20), QTime(8, 30));
-        QTest::newRow("days") << u"3d"_s << now.addDays(-3);
-        QTest::newRow("no unit") << u"30"_s << QDateTime();
-        QTest::newRow("no such day") << u"2026-02-30"_s << QDateTime();
+        addRow("with a space", u"2026-11-20 08:30"_s, QDateTime(QDate(2026, 11, 20), QTime(8, 30)));
+        addRow("days", u"3d"_s, now.addDays(-3));
+        addRow("no unit", u"30"_s, QDateTime());
+        addRow("no such day", u"2026-02-30"_s, QDateTime());
     }
     void sinceArgument()
     {

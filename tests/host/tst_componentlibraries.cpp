@@ -2,16 +2,17 @@
 // registered and unregistered through their entry points, objects created by
 // ProgID and called late-bound, and calls from one library into another.
 
+#include "datarow.h"
 #include "classregistry.h"
 #include "disptrans.h"
 #include "hostobjects.h"
-#include "hosttest.h"
 #include "latebound.h"
 #include "pluginmaster.h"
 #include "registryroutines.h"
 #include "settingsstore.h"
 #include "testenvironment.h"
 
+#include <QTest>
 #include <QLibrary>
 
 #include <memory>
@@ -38,18 +39,17 @@ private slots:
         QTest::addColumn<QString>("library");
         QTest::addColumn<QStringList>("progIds");
         QTest::addColumn<QByteArray>("internalSymbol"); // a class's constructor, which must stay inside
-        QTest::newRow("transmission") << kTransmission
-                                      << QStringList{disptrans::kDispTransProgId, disptrans::kDisplayListProgId}
-                                      << QByteArray("_ZN12zolDispTransC1EP7QObject");
-        QTest::newRow("plug-in control") << kPluginControl << QStringList{pluginmaster::kPluginMasterProgId}
-                                         << QByteArray("_ZN15zolPluginMasterC1EP7QObject");
-        QTest::newRow("checker") << kChecker << QStringList{pluginmaster::kBadWordCheckerProgId}
-                                 << QByteArray("_ZN17zolBadWordCheckerC1EP7QObject");
-        QTest::newRow("host objects") << kHostObjects << QStringList{hostobjects::kDisplayChooserProgId}
-                                      << QByteArray("_ZN14DisplayChooserC1EP7QObject");
-        QTest::newRow("variable plug-in")
-            << kVariablePlugin << QStringList{"zolQMDVariablePlugin.zolQMDVariables", "zolQMDVariablePlugin.PluginData"}
-            << QByteArray("_ZN15zolQMDVariablesC1EP7QObject");
+        addRow("transmission", kTransmission, QStringList{disptrans::kDispTransProgId, disptrans::kDisplayListProgId},
+               QByteArray("_ZN12zolDispTransC1EP7QObject"));
+        addRow("plug-in control", kPluginControl, QStringList{pluginmaster::kPluginMasterProgId},
+               QByteArray("_ZN15zolPluginMasterC1EP7QObject"));
+        addRow("checker", kChecker, QStringList{pluginmaster::kBadWordCheckerProgId},
+               QByteArray("_ZN17zolBadWordCheckerC1EP7QObject"));
+        addRow("host objects", kHostObjects, QStringList{hostobjects::kDisplayChooserProgId},
+               QByteArray("_ZN14DisplayChooserC1EP7QObject"));
+        addRow("variable plug-in", kVariablePlugin,
+               QStringList{"zolQMDVariablePlugin.zolQMDVariables", "zolQMDVariablePlugin.PluginData"},
+               QByteArray("_ZN15zolQMDVariablesC1EP7QObject"));
     }
     void registration()
     {

@@ -4,9 +4,9 @@
 // record (read late-bound, as the plug-in reads it), and reading the file again
 // on every open.
 
+#include "datarow.h"
 #include "DisplayList.h"
 #include "displaylistfile.h"
-#include "hosttest.h"
 #include "latebound.h"
 #include "settingsstore.h"
 #include "testenvironment.h"
@@ -29,7 +29,7 @@ private slots:
         QTest::addColumn<QString>("fields"); // the record's eight fields joined by ";"; "" = skipped or refused
         QTest::addColumn<QString>("error");  // part of the error text
         auto row = [](const char* tag, const char* line, const QString& fields, const char* error = "") {
-            QTest::newRow(tag) << line << fields << error;
+            addRow(tag, line, fields, error);
         };
         row("serial, commas intact", "2|Dock|1|/dev/ttyUSB0|9600,N,8,1|||1,2",
             "2;Dock;1;/dev/ttyUSB0;9600,N,8,1;;;1,2");
@@ -75,18 +75,17 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QStringList>("records"); // "number@line"
         QTest::addColumn<QStringList>("errors");
-        QTest::newRow("comments, blank lines, CR LF, no end")
-            << "# header\r\n\r\n1|A|3|h||1||1\r\n  \n2|B|3|h||1||1" << QStringList{"1@3", "2@5"} << QStringList{};
-        QTest::newRow("CR alone after a comment")
-            << "# header\r1|A|3|h||1||1\r\r2|B|3|h||1||1\r" << QStringList{"1@2", "2@4"} << QStringList{};
-        QTest::newRow("CR alone, LF alone and CR LF mixed")
-            << "1|A|3|h||1||1\r2|B|x|h||1||1\n3|C|3|h||1||1\r\n4|D|3|h||1||1" << QStringList{"1@1", "3@3", "4@4"}
-            << QStringList{"line 2: connection kind \"x\" is not a number"};
-        QTest::newRow("malformed and duplicate lines, the rest loads")
-            << "x|A|3|h||1||1\n1|B|3\n2|C|3|h||1||1\n# c\n002|D|3|h||1||1\n3|E|3|h||1||1" << QStringList{"2@3", "3@6"}
-            << QStringList{"line 1: display number \"x\" is not a whole number from 1 to 32767",
+        addRow("comments, blank lines, CR LF, no end", "# header\r\n\r\n1|A|3|h||1||1\r\n  \n2|B|3|h||1||1",
+               QStringList{"1@3", "2@5"}, QStringList{});
+        addRow("CR alone after a comment", "# header\r1|A|3|h||1||1\r\r2|B|3|h||1||1\r", QStringList{"1@2", "2@4"},
+               QStringList{});
+        addRow("CR alone, LF alone and CR LF mixed", "1|A|3|h||1||1\r2|B|x|h||1||1\n3|C|3|h||1||1\r\n4|D|3|h||1||1",
+               QStringList{"1@1", "3@3", "4@4"}, QStringList{"line 2: connection kind \"x\" is not a number"});
+        addRow("malformed and duplicate lines, the rest loads",
+               "x|A|3|h||1||1\n1|B|3\n2|C|3|h||1||1\n# c\n002|D|3|h||1||1\n3|E|3|h||1||1", QStringList{"2@3", "3@6"},
+               QStringList{"line 1: display number \"x\" is not a whole number from 1 to 32767",
                            "line 2: expected 8 fields separated by \"|\", found 3",
-                           "line 5: display number 2 is already used on line 3"};
+                           "line 5: display number 2 is already used on line 3"});
     }
     void parseFile()
     {
@@ -128,19 +127,15 @@ private slots:
         QTest::addColumn<QString>("error");   // what reading raises
         const QByteArray mark = "\xEF\xBB\xBF";
         const QByteArray line = "1|Caf\xC3\xA9|3|h||1||1\n";
-        QTest::newRow("UTF-8 mark, then a display") << mark + line << "1 Caf\u00e9"
-                                                    << "";
-        QTest::newRow("UTF-8 mark, then a comment") << mark + "# list\r" + line << "1 Caf\u00e9"
-                                                    << "";
-        QTest::newRow("no mark: Windows-1252") << QByteArray("1|Caf\xE9|3|h||1||1") << "1 Caf\u00e9"
-                                               << "";
+        addRow("UTF-8 mark, then a display", mark + line, "1 Caf\u00e9", "");
+        addRow("UTF-8 mark, then a comment", mark + "# list\r" + line, "1 Caf\u00e9", "");
+        addRow("no mark: Windows-1252", QByteArray("1|Caf\xE9|3|h||1||1"), "1 Caf\u00e9", "");
         const qint64 limit = DisplayListFile::kMaxFileBytes;
         QByteArray atLimit = "# " + QByteArray(limit - 3 - line.size(), 'x') + '\n' + line;
         QCOMPARE(atLimit.size(), limit);
-        QTest::newRow("at the size limit") << atLimit.replace("Caf\xC3\xA9", "Cafe ") << "1 Cafe"
-                                           << "";
-        QTest::newRow("over the size limit") << QByteArray(limit + 1, '#') << ""
-                                             << "larger than 4 MiB; a display list is far smaller, so this is not one";
+        addRow("at the size limit", atLimit.replace("Caf\xC3\xA9", "Cafe "), "1 Cafe", "");
+        addRow("over the size limit", QByteArray(limit + 1, '#'), "",
+               "larger than 4 MiB; a display list is far smaller, so this is not one");
     }
     void readFile()
     {
@@ -167,18 +162,10 @@ private slots:
         QTest::addColumn<QString>("appPath"); // "" = not set: the library's folder
         QTest::addColumn<QString>("fileName");
         QTest::addColumn<QString>("expected"); // "@" = the test's folder
-        QTest::newRow("bare name, no AppPath") << ""
-                                               << "Displays.dat"
-                                               << "@/Displays.dat";
-        QTest::newRow("relative with backslashes") << "/opt/lumarex\\"
-                                                   << "lists\\D.dat"
-                                                   << "/opt/lumarex/lists/D.dat";
-        QTest::newRow("absolute with backslashes") << "/opt/lumarex"
-                                                   << "\\srv\\x\\D.dat"
-                                                   << "/srv/x/D.dat";
-        QTest::newRow("drive letter is absolute") << "/opt/lumarex"
-                                                  << "C:\\x\\..\\D.dat"
-                                                  << "C:/D.dat";
+        addRow("bare name, no AppPath", "", "Displays.dat", "@/Displays.dat");
+        addRow("relative with backslashes", "/opt/lumarex\\", "lists\\D.dat", "/opt/lumarex/lists/D.dat");
+        addRow("absolute with backslashes", "/opt/lumarex", "\\srv\\x\\D.dat", "/srv/x/D.dat");
+        addRow("drive letter is absolute", "/opt/lumarex", "C:\\x\\..\\D.dat", "C:/D.dat");
     }
     void resolve()
     {
@@ -195,14 +182,14 @@ private slots:
         QTest::addColumn<bool>("byName");
         QTest::addColumn<QString>("query");
         QTest::addColumn<int>("position"); // 0 = not found
-        QTest::newRow("number with leading zero and blanks") << false << " 02 " << 2;
-        QTest::newRow("number before a name that looks like it") << false << "12" << 4;
-        QTest::newRow("name ignoring case when no number matches") << false << "DOCK" << 2;
-        QTest::newRow("by name ignores case, first wins") << true << "dock" << 2;
-        QTest::newRow("by name before a number") << true << "12" << 3;
-        QTest::newRow("by name falls back to the number") << true << "20" << 5;
-        QTest::newRow("number not there") << false << "99" << 0;
-        QTest::newRow("a part of a name") << true << "Lob" << 0;
+        addRow("number with leading zero and blanks", false, " 02 ", 2);
+        addRow("number before a name that looks like it", false, "12", 4);
+        addRow("name ignoring case when no number matches", false, "DOCK", 2);
+        addRow("by name ignores case, first wins", true, "dock", 2);
+        addRow("by name before a number", true, "12", 3);
+        addRow("by name falls back to the number", true, "20", 5);
+        addRow("number not there", false, "99", 0);
+        addRow("a part of a name", true, "Lob", 0);
     }
     void find()
     {

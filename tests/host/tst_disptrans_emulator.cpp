@@ -3,11 +3,11 @@
 // texts of a closed or refused connection and of a display that does not answer.
 
 #include "emulatorprocess.h"
-#include "hosttest.h"
 #include "latebound.h"
 #include "testenvironment.h"
 #include "zolDispTrans.h"
 
+#include <QTest>
 #include <QTcpServer>
 
 #include <functional>

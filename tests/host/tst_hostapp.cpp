@@ -12,12 +12,12 @@
 #include "fakedisptrans.h"
 #include "frmMain.h"
 #include "hostobjects.h"
-#include "hosttest.h"
 #include "latebound.h"
 #include "settingsstore.h"
 #include "testenvironment.h"
 #include "transmitter.h"
 
+#include <QTest>
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>

@@ -6,7 +6,6 @@
 #include "datarow.h"
 #include "badwordfilter.h"
 #include "classregistry.h"
-#include "hosttest.h"
 #include "latebound.h"
 #include "registryroutines.h"
 #include "settingsstore.h"
@@ -14,6 +13,7 @@
 #include "zolBadWordChecker.h"
 #include "zolPluginMaster.h"
 
+#include <QTest>
 #include <QRegularExpression>
 
 namespace {

@@ -1,4 +1,5 @@
 #include "clipboardlink.h"
+#include "datarow.h"
 #include "clsVariableAccess.h"
 #include "dlgVariables.h"
 #include "propertypage.h"
@@ -34,12 +35,9 @@ void copyLink(const QString& document, const QString& item)
 // data box following the document on disk, and the auto-configuration command.
 class tst_LinkedManager final : public QObject {
     Q_OBJECT
-    struct World {
+    struct World : DialogWorld {
         World() { links::installSpreadsheetLinks(); }
         ~World() { links::setFactory({}); }
-        TestEnvironment env;
-        ScriptedMessageBox messages;
-        ScriptedFileDialog files;
         std::unique_ptr<dlgVariables> manager;
     };
     std::unique_ptr<World> m_world;
@@ -62,14 +60,12 @@ private slots:
         QTest::addColumn<QString>("link");
         QTest::addColumn<QString>("data");
         QTest::addColumn<QStringList>("messages");
-        QTest::newRow("saved book") << u"book.csv"_s << u"book.csv!book.B1"_s << u"linked 1"_s << QStringList();
-        QTest::newRow("never saved") << u"Untitled 1"_s << QString() << u"typed"_s
-                                     << QStringList{u"Please save the file that contains the link you are trying to "
-                                                    u"paste.|OLE Link Paste Error|64"_s};
-        QTest::newRow("a folder") << u"book.d"_s << QString() << u"typed"_s
-                                  << QStringList{u"Please save the file that contains the link you are trying to "
-                                                 u"paste.|OLE Link Paste Error|64"_s};
-        QTest::newRow("plain text") << QString() << QString() << u"typed"_s << QStringList();
+        addRow("saved book", u"book.csv"_s, u"book.csv!book.B1"_s, u"linked 1"_s, QStringList());
+        const QStringList unsaved{
+            u"Please save the file that contains the link you are trying to paste.|OLE Link Paste Error|64"_s};
+        addRow("never saved", u"Untitled 1"_s, QString(), u"typed"_s, unsaved);
+        addRow("a folder", u"book.d"_s, QString(), u"typed"_s, unsaved);
+        addRow("plain text", QString(), QString(), u"typed"_s, QStringList());
     }
     void pastesFromClipboard()
     {
@@ -91,7 +87,7 @@ private slots:
         QCOMPARE(text()->dataBox()->isEnabled(), link.isEmpty());
         QTEST(text()->dataBox()->text(), "data");
         QStringList shown;
-        for (const msgbox::Request& r : m_world->messages.shown())
+        for (const msgbox::Request& r : m_world->box.shown())
             shown << r.text + u'|' + r.title + u'|' + QString::number(r.icon);
         QTEST(shown, "messages");
         QCOMPARE(m_world->manager->variableSet().VariableOLELink(1), expectedLink);

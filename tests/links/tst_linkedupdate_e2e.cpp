@@ -3,6 +3,7 @@
 
 #include "clsVariableAccess.h"
 #include "dlgVariableUpdate.h"
+#include "dialogcontrols.h"
 #include "loopbackrig.h"
 #include "spreadsheetlinks.h"
 #include "updaterun.h"

@@ -4,7 +4,9 @@
 // new configuration, damaged files opened, edited and closed. And the viewer
 // of all variables.
 
+#include "datarow.h"
 #include "clsVariableAccess.h"
+#include "dialogcontrols.h"
 #include "dlgVariables.h"
 #include "fakehostobjects.h"
 #include "privatelabel.h"
@@ -60,12 +62,10 @@ QString okMessage(const QString& text) { return text + u'|' + privatelabel::kApp
 
 class tst_ConfigCommands final : public QObject {
     Q_OBJECT
-    std::unique_ptr<TestEnvironment> m_env;
-    std::unique_ptr<ScriptedMessageBox> m_box;
-    std::unique_ptr<ScriptedFileDialog> m_files;
+    std::unique_ptr<DialogWorld> m_world;
     std::unique_ptr<dlgVariables> m_dialog;
 
-    QString current() const { return m_env->path(u"QMDvarinfo.vls"_s); }
+    QString current() const { return m_world->env.path(u"QMDvarinfo.vls"_s); }
     QLineEdit* nameBox() const { return m_dialog->findChild<QLineEdit*>(u"txtTextVariableName"_s); }
     void trigger(const QString& item) { m_dialog->findChild<QAction*>(item)->trigger(); }
     void openManager()
@@ -73,26 +73,18 @@ class tst_ConfigCommands final : public QObject {
         m_dialog = std::make_unique<dlgVariables>();
         m_dialog->show();
     }
-    void typeName(const QString& name)
-    {
-        nameBox()->clear();
-        QTest::keyClicks(nameBox(), name);
-    }
+    void typeName(const QString& name) { typeInto(nameBox(), name); }
 
 private slots:
     void init()
     {
-        m_env = std::make_unique<TestEnvironment>();
-        m_box = std::make_unique<ScriptedMessageBox>();
-        m_files = std::make_unique<ScriptedFileDialog>();
+        m_world = std::make_unique<DialogWorld>();
         clsVariableAccess first; // a current file exists, as where the plug-in ran before
     }
     void cleanup()
     {
         m_dialog.reset();
-        m_files.reset();
-        m_box.reset();
-        m_env.reset();
+        m_world.reset();
     }
 
     void commands_data()
@@ -105,17 +97,17 @@ private slots:
         QTest::addColumn<QString>("shownName"); // variable 1's name in the manager afterwards
         const QString load = u"Choose file to load!"_s, fresh = u"Choose name for new configuration!"_s;
         const QString stay = u"Variable Manager - QMDvarinfo.vls"_s;
-        QTest::newRow("save") << u"mnuToolsSave"_s << QString() << QString() << QString() << stay << u"typed"_s;
-        QTest::newRow("load") << u"mnuToolsLoad"_s << u"other.vls"_s << load << QString()
-                              << u"Variable Manager - other.vls"_s << u"other 1"_s;
-        QTest::newRow("load cancelled") << u"mnuToolsLoad"_s << QString() << load
-                                        << u"No file chosen! No configuration will be loaded!"_s << stay << u"typed"_s;
-        QTest::newRow("new, existing name: a load") << u"mnuToolsNewConfiguration"_s << u"other.vls"_s << fresh
-                                                    << QString() << u"Variable Manager - other.vls"_s << u"other 1"_s;
-        QTest::newRow("new, fresh name: defaults, title kept")
-            << u"mnuToolsNewConfiguration"_s << u"fresh.vls"_s << fresh << QString() << stay << u"Text Var 1"_s;
-        QTest::newRow("new cancelled") << u"mnuToolsNewConfiguration"_s << QString() << fresh
-                                       << u"No name chosen! Not loading new configuration!"_s << stay << u"typed"_s;
+        addRow("save", u"mnuToolsSave"_s, QString(), QString(), QString(), stay, u"typed"_s);
+        addRow("load", u"mnuToolsLoad"_s, u"other.vls"_s, load, QString(), u"Variable Manager - other.vls"_s,
+               u"other 1"_s);
+        addRow("load cancelled", u"mnuToolsLoad"_s, QString(), load,
+               u"No file chosen! No configuration will be loaded!"_s, stay, u"typed"_s);
+        addRow("new, existing name: a load", u"mnuToolsNewConfiguration"_s, u"other.vls"_s, fresh, QString(),
+               u"Variable Manager - other.vls"_s, u"other 1"_s);
+        addRow("new, fresh name: defaults, title kept", u"mnuToolsNewConfiguration"_s, u"fresh.vls"_s, fresh, QString(),
+               stay, u"Text Var 1"_s);
+        addRow("new cancelled", u"mnuToolsNewConfiguration"_s, QString(), fresh,
+               u"No name chosen! Not loading new configuration!"_s, stay, u"typed"_s);
     }
 
     void commands()
@@ -124,29 +116,27 @@ private slots:
         QFETCH(QString, answer);
         QFETCH(QString, title);
         QFETCH(QString, message);
-        QFETCH(QString, window);
-        QFETCH(QString, shownName);
-        writeFile(m_env->path(u"other.vls"_s), fileNamed(u"other"_s));
-        m_files->answerNext(answer.isEmpty() ? QString() : m_env->path(answer));
+        writeFile(m_world->env.path(u"other.vls"_s), fileNamed(u"other"_s));
+        m_world->files.answerNext(answer.isEmpty() ? QString() : m_world->env.path(answer));
         openManager();
         typeName(u"typed"_s);
         trigger(item);
         // Every command first writes what was typed to the current file.
         QCOMPARE(nameIn(current(), 1), u"typed"_s);
-        QCOMPARE(m_files->shown().size(), title.isEmpty() ? 0 : 1);
-        for (const filedialog::Request& r : m_files->shown()) {
+        QCOMPARE(m_world->files.shown().size(), title.isEmpty() ? 0 : 1);
+        for (const filedialog::Request& r : m_world->files.shown()) {
             QCOMPARE(r.title, title);
             QCOMPARE(r.filter, u"Variable Configuration File(*.vls)|*.vls"_s);
-            QCOMPARE(QDir(r.initialDir), QDir(m_env->folder())); // the plug-in's folder
+            QCOMPARE(QDir(r.initialDir), QDir(m_world->env.folder())); // the plug-in's folder
             QCOMPARE(r.fileName, QString());
             QCOMPARE(r.kind, filedialog::Request::Open); // the same dialog for both commands ...
             QVERIFY(!r.mustExist);                       // ... which takes new names
         }
-        QCOMPARE(messages(*m_box), message.isEmpty() ? QStringList() : QStringList{okMessage(message)});
-        QCOMPARE(m_dialog->windowTitle(), window);
-        QCOMPARE(nameBox()->text(), shownName);
-        QCOMPARE(readFile(m_env->path(u"other.vls"_s)), fileNamed(u"other"_s)); // a load writes nothing
-        QVERIFY(!QFileInfo::exists(m_env->path(u"fresh.vls"_s)));
+        QCOMPARE(messages(m_world->box), message.isEmpty() ? QStringList() : QStringList{okMessage(message)});
+        QTEST(m_dialog->windowTitle(), "window");
+        QTEST(nameBox()->text(), "shownName");
+        QCOMPARE(readFile(m_world->env.path(u"other.vls"_s)), fileNamed(u"other"_s)); // a load writes nothing
+        QVERIFY(!QFileInfo::exists(m_world->env.path(u"fresh.vls"_s)));
     }
 
     // The fresh set of a new configuration goes over the previous file at the
@@ -157,11 +147,11 @@ private slots:
         typeName(u"precious"_s);
         trigger(u"mnuToolsSave"_s);
         const QByteArray previous = readFile(current());
-        m_files->answerNext(m_env->path(u"fresh.vls"_s));
+        m_world->files.answerNext(m_world->env.path(u"fresh.vls"_s));
         trigger(u"mnuToolsNewConfiguration"_s);
         trigger(u"mnuToolsSave"_s);
         QCOMPARE(nameIn(current(), 1), u"Text Var 1"_s); // the quirk, kept
-        QVERIFY(!QFileInfo::exists(m_env->path(u"fresh.vls"_s)));
+        QVERIFY(!QFileInfo::exists(m_world->env.path(u"fresh.vls"_s)));
         QCOMPARE(readFile(current() + u".bak"_s), previous);
         QCOMPARE(nameIn(current() + u".bak"_s, 1), u"precious"_s);
     }
@@ -180,15 +170,15 @@ private slots:
         };
         const qsizetype line101 = lineStart(101);
         const QByteArray first200 = whole.left(lineStart(201));
-        QTest::newRow("wrong header") << QByteArray(whole).replace("ZOL1.1", "ZOL2.0") << false << false;
-        QTest::newRow("wrong header, loaded") << QByteArray(whole).replace("ZOL1.1", "ZOL2.0") << false << true;
-        QTest::newRow("binary junk") << QByteArray("\x89PNG\r\n\x1a\n\x00\x00\x00\rIHDR\"\x01", 18) << false << false;
-        QTest::newRow("line without quotes")
-            << whole.left(line101) + "kept 101 without quotes\r\n" + whole.mid(line101) << false << false;
-        QTest::newRow("200 records") << first200 << false << false;
-        QTest::newRow("empty") << QByteArray() << false << false;
-        QTest::newRow("CR line ends") << QByteArray(whole).replace("\r\n", "\r") << true << false;
-        QTest::newRow("CR line ends, loaded") << QByteArray(whole).replace("\r\n", "\r") << true << true;
+        addRow("wrong header", QByteArray(whole).replace("ZOL1.1", "ZOL2.0"), false, false);
+        addRow("wrong header, loaded", QByteArray(whole).replace("ZOL1.1", "ZOL2.0"), false, true);
+        addRow("binary junk", QByteArray("\x89PNG\r\n\x1a\n\x00\x00\x00\rIHDR\"\x01", 18), false, false);
+        addRow("line without quotes", whole.left(line101) + "kept 101 without quotes\r\n" + whole.mid(line101), false,
+               false);
+        addRow("200 records", first200, false, false);
+        addRow("empty", QByteArray(), false, false);
+        addRow("CR line ends", QByteArray(whole).replace("\r\n", "\r"), true, false);
+        addRow("CR line ends, loaded", QByteArray(whole).replace("\r\n", "\r"), true, true);
     }
 
     void damagedFiles()
@@ -196,10 +186,10 @@ private slots:
         QFETCH(QByteArray, bytes);
         QFETCH(bool, loadsWhole);
         QFETCH(bool, viaLoad);
-        const QString damaged = m_env->path(u"show.vls"_s);
+        const QString damaged = m_world->env.path(u"show.vls"_s);
         writeFile(damaged, bytes);
         if (viaLoad)
-            m_files->answerNext(damaged);
+            m_world->files.answerNext(damaged);
         else
             settings::write(settings::kVarFileLoc, damaged);
         if (!loadsWhole)
@@ -216,9 +206,9 @@ private slots:
         m_dialog.reset(); // and the set saves itself as it goes
 
         QCOMPARE(nameIn(damaged, 1), u"edited"_s);
-        const QStringList copies = QDir(m_env->folder()).entryList({u"show.vls.unreadable-*"_s});
+        const QStringList copies = QDir(m_world->env.folder()).entryList({u"show.vls.unreadable-*"_s});
         QCOMPARE(copies.size(), loadsWhole ? 0 : 1);
-        const QString kept = loadsWhole ? damaged + u".bak"_s : m_env->path(copies.value(0));
+        const QString kept = loadsWhole ? damaged + u".bak"_s : m_world->env.path(copies.value(0));
         QCOMPARE(readFile(kept), bytes);
         if (loadsWhole)
             QCOMPARE(nameIn(damaged, 416), u"kept 416"_s);

@@ -3,6 +3,7 @@
 // each page with its own undo store, the right-button menu of the data boxes,
 // and "View/Edit Variable" through the variable text editor.
 
+#include "datarow.h"
 #include "clsVariableAccess.h"
 #include "dialogcontrols.h"
 #include "dlgVarEdit.h"
@@ -54,8 +55,7 @@ Q_DECLARE_METATYPE(QList<Step>)
 
 class tst_Editing final : public QObject {
     Q_OBJECT
-    std::unique_ptr<TestEnvironment> m_env;
-    std::unique_ptr<ScriptedMessageBox> m_box;
+    std::unique_ptr<DialogWorld> m_world;
     std::unique_ptr<dlgVariables> m_dialog;
 
     QLineEdit* dataBox(int page) const
@@ -96,8 +96,7 @@ class tst_Editing final : public QObject {
 private slots:
     void init()
     {
-        m_env = std::make_unique<TestEnvironment>();
-        m_box = std::make_unique<ScriptedMessageBox>();
+        m_world = std::make_unique<DialogWorld>();
         QGuiApplication::clipboard()->clear();
         m_dialog = std::make_unique<dlgVariables>();
         m_dialog->show();
@@ -106,8 +105,7 @@ private slots:
     void cleanup()
     {
         m_dialog.reset();
-        m_box.reset();
-        m_env.reset();
+        m_world.reset();
     }
 
     void stepByStep_data()
@@ -141,8 +139,8 @@ private slots:
             {u"menu:mnuUndo"_s, u"xy"_s, u"U--P-A"_s},
             {u"menu:mnuUndo"_s, u"x"_s, u"U--P-A"_s},
         };
-        QTest::newRow("Text page") << 0 << steps;
-        QTest::newRow("Cell page") << 1 << steps;
+        addRow("Text page", 0, steps);
+        addRow("Cell page", 1, steps);
     }
 
     void stepByStep()
@@ -186,8 +184,8 @@ private slots:
     void rightButtonOpensEditMenu_data()
     {
         QTest::addColumn<int>("page");
-        QTest::newRow("Text data box") << 0;
-        QTest::newRow("Cell data box") << 1;
+        addRow("Text data box", 0);
+        addRow("Cell data box", 1);
     }
 
     void rightButtonOpensEditMenu()
@@ -217,11 +215,11 @@ private slots:
         QTest::addColumn<bool>("linked");   // a linked variable's box is disabled: the editor is read-only
         QTest::addColumn<QString>("close"); // the editor's button, or "" for the window's close
         QTest::addColumn<QString>("stored");
-        QTest::newRow("Text, OK") << 0 << false << u"OKButton"_s << u"Happy hour!"_s;
-        QTest::newRow("Cell, OK, cut to the length list") << 1 << false << u"OKButton"_s << u"Happy hou"_s;
-        QTest::newRow("Text, Cancel") << 0 << false << u"cmdCancel"_s << u"Happy"_s;
-        QTest::newRow("Text, closed: emptied") << 0 << false << QString() << QString();
-        QTest::newRow("linked, OK: not editable") << 0 << true << u"OKButton"_s << u"Happy"_s;
+        addRow("Text, OK", 0, false, u"OKButton"_s, u"Happy hour!"_s);
+        addRow("Cell, OK, cut to the length list", 1, false, u"OKButton"_s, u"Happy hou"_s);
+        addRow("Text, Cancel", 0, false, u"cmdCancel"_s, u"Happy"_s);
+        addRow("Text, closed: emptied", 0, false, QString(), QString());
+        addRow("linked, OK: not editable", 0, true, u"OKButton"_s, u"Happy"_s);
     }
 
     void viewEditVariable()

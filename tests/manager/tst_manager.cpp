@@ -55,21 +55,8 @@ QStringList vlsRecord(const QString& path, int n)
 
 QLineEdit* edit(QWidget* d, const char* name) { return d->findChild<QLineEdit*>(name); }
 QComboBox* combo(QWidget* d, const char* name) { return d->findChild<QComboBox*>(name); }
-// Clicks a button or triggers a menu item.
-void click(QWidget* d, const QString& name)
-{
-    if (auto* action = d->findChild<QAction*>(name))
-        action->trigger();
-    else
-        QTest::mouseClick(d->findChild<QAbstractButton*>(name), Qt::LeftButton);
-}
 void showPage(QWidget* d, int page) { d->findChild<QTabWidget*>("tabVariables")->setCurrentIndex(page); }
 void choose(QWidget* d, const char* name, const QString& t) { combo(d, name)->setCurrentText(t); }
-void typeInto(QLineEdit* box, const QString& text)
-{
-    box->clear();
-    QTest::keyClicks(box, text);
-}
 
 // Update dialogs that record every call made to them, as "name" or "name:argument".
 struct Recorder final : manager::UpdateDialogs {
@@ -128,12 +115,7 @@ struct Recorder final : manager::UpdateDialogs {
 // recording update dialog.
 class tst_Manager final : public QObject {
     Q_OBJECT
-    struct World {
-        TestEnvironment env;
-        ScriptedMessageBox box;
-        ScriptedFileDialog files;
-    };
-    std::unique_ptr<World> m_world;
+    std::unique_ptr<DialogWorld> m_world;
     std::unique_ptr<dlgVariables> m_dialog;
     Recorder m_dialogs;
 
@@ -148,7 +130,7 @@ class tst_Manager final : public QObject {
 private slots:
     void init()
     {
-        m_world = std::make_unique<World>();
+        m_world = std::make_unique<DialogWorld>();
         {
             clsVariableAccess first;
         } // a current file exists, as where the plug-in ran before
@@ -217,8 +199,7 @@ private slots:
     void defaultState()
     {
         QFETCH(QString, name);
-        QFETCH(QString, shown);
-        QCOMPARE(shownState(openManager(), name), shown);
+        QTEST(shownState(openManager(), name), "shown");
     }
 
     // Every control as the dialog opens, by objectName ("" = the dialog's title).
@@ -244,9 +225,8 @@ private slots:
     void settingsDefaultState()
     {
         QFETCH(QString, name);
-        QFETCH(QString, shown);
         frmVariableSettings d;
-        QCOMPARE(shownState(&d, name), shown);
+        QTEST(shownState(&d, name), "shown");
     }
 
     void editsReachFileAndStoreOnDone()
@@ -490,7 +470,6 @@ private slots:
     {
         QFETCH(QString, item);
         QFETCH(QString, lastCall);
-        QFETCH(int, hostAsked);
         settings::write(settings::kPromptForVariable, "FALSE");
         settings::write(settings::kPromptForDisplay, "-3"); // any number but 0 and 1 asks the host
         FakeDisplayChooser::install("9");
@@ -504,7 +483,7 @@ private slots:
         press(item);
         QCOMPARE(m_dialogs.calls.value(m_dialogs.calls.size() - 1), lastCall);
         QCOMPARE(seen, (lastCall.isEmpty() ? QStringList{} : QStringList{"typed", "typed", "typed"}));
-        QCOMPARE(FakeDisplayChooser::asked, hostAsked);
+        QTEST(FakeDisplayChooser::asked, "hostAsked");
         QVERIFY(m_world->box.shown().isEmpty());
     }
 
@@ -545,14 +524,13 @@ private slots:
     void settingsShown()
     {
         QFETCH(QStringList, stored);
-        QFETCH(QStringList, shown);
         store(kSettingsDialog, stored);
         frmVariableSettings d;
         QStringList seen{edit(&d, "txtHour")->text(), edit(&d, "txtMin")->text(), edit(&d, "txtSec")->text()};
         for (QRadioButton* r : d.findChildren<QRadioButton*>())
             if (r->isChecked())
                 seen << r->objectName();
-        QCOMPARE(seen, shown);
+        QTEST(seen, "shown");
     }
 
     void settingsStored_data()
@@ -584,7 +562,6 @@ private slots:
         QFETCH(QString, storedDisplay);
         QFETCH(QStringList, typed);
         QFETCH(QStringList, click);
-        QFETCH(QStringList, after);
         store({settings::kPromptForDisplay}, {storedDisplay});
         frmVariableSettings d;
         d.show();
@@ -593,7 +570,7 @@ private slots:
         for (const QString& name : click)
             ::click(&d, name);
         QCOMPARE(d.result(), int(click.last() == u"cmdOK" ? QDialog::Accepted : QDialog::Rejected));
-        QCOMPARE(stored(kSettingsDialog), after);
+        QTEST(stored(kSettingsDialog), "after");
     }
 };
 

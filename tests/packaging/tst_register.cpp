@@ -1,4 +1,5 @@
 #include "registryroutines.h"
+#include "datarow.h"
 #include "testenvironment.h"
 
 #include <QProcess>
@@ -28,10 +29,8 @@ private slots:
     {
         QTest::addColumn<QString>("fileBefore"); // the current variable file named before
         QTest::addColumn<QString>("fileAfter");
-        QTest::newRow("none named yet") << ""
-                                        << "/var/lib/ops/QMDvarinfo.vls";
-        QTest::newRow("an operator's choice stays") << "/home/op/signs.vls"
-                                                    << "/home/op/signs.vls";
+        addRow("none named yet", "", "/var/lib/ops/QMDvarinfo.vls");
+        addRow("an operator's choice stays", "/home/op/signs.vls", "/home/op/signs.vls");
     }
 
     void registerAndUnregister()
@@ -62,10 +61,10 @@ private slots:
     void badArguments_data()
     {
         QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("nothing") << QStringList();
-        QTest::newRow("register without a folder") << QStringList{QStringLiteral("register")};
-        QTest::newRow("unregister with a folder") << QStringList{QStringLiteral("unregister"), QStringLiteral("/x")};
-        QTest::newRow("unknown command") << QStringList{QStringLiteral("install")};
+        addRow("nothing", QStringList());
+        addRow("register without a folder", QStringList{QStringLiteral("register")});
+        addRow("unregister with a folder", QStringList{QStringLiteral("unregister"), QStringLiteral("/x")});
+        addRow("unknown command", QStringList{QStringLiteral("install")});
     }
 
     void badArguments()

@@ -21,8 +21,7 @@ private slots:
     void qtFilter()
     {
         QFETCH(QString, filter);
-        QFETCH(QString, shown);
-        QCOMPARE(filedialog::toQtFilter(filter), shown);
+        QTEST(filedialog::toQtFilter(filter), "shown");
     }
 
     void initialFolder()

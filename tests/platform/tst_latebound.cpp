@@ -1,4 +1,5 @@
 #include "latebound.h"
+#include "datarow.h"
 #include "runtimeerror.h"
 
 #include <QTest>
@@ -60,13 +61,13 @@ private slots:
         QTest::addColumn<QVariantList>("args");
         QTest::addColumn<int>("number");
         QTest::addColumn<QString>("description");
-        QTest::newRow("callee's own error") << QByteArray("Name") << QVariantList{1} << 9 << "Subscript out of range";
-        QTest::newRow("no such method") << QByteArray("Nope") << QVariantList{} << 438
-                                        << "Object doesn't support this property or method";
-        QTest::newRow("wrong argument count")
-            << QByteArray("Add") << QVariantList{1} << 438 << "Object doesn't support this property or method";
-        QTest::newRow("argument not convertible")
-            << QByteArray("Add") << QVariantList{QVariant::fromValue(QPoint()), 1} << 13 << "Type mismatch";
+        addRow("callee's own error", QByteArray("Name"), QVariantList{1}, 9, "Subscript out of range");
+        addRow("no such method", QByteArray("Nope"), QVariantList{}, 438,
+               "Object doesn't support this property or method");
+        addRow("wrong argument count", QByteArray("Add"), QVariantList{1}, 438,
+               "Object doesn't support this property or method");
+        addRow("argument not convertible", QByteArray("Add"), QVariantList{QVariant::fromValue(QPoint()), 1}, 13,
+               "Type mismatch");
     }
     void errors()
     {

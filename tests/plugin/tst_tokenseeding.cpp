@@ -1,4 +1,5 @@
 #include "classregistry.h"
+#include "datarow.h"
 #include "fakepluginmaster.h"
 #include "testenvironment.h"
 #include "tokenseeding.h"
@@ -40,11 +41,11 @@ private slots:
         QTest::addColumn<QString>("vbl001");
         QTest::addColumn<QString>("vbl416");
         QTest::addColumn<bool>("rewritten");
-        QTest::newRow("seeded") << RS + "A000" << RS + "V159" << false;
-        QTest::newRow("first differs") << RS + "A001" << RS + "V159" << true;
-        QTest::newRow("last differs") << RS + "A000" << RS + "V160" << true;
-        QTest::newRow("case differs") << RS + "a000" << RS + "V159" << true;
-        QTest::newRow("empty") << QString() << QString() << true;
+        addRow("seeded", RS + "A000", RS + "V159", false);
+        addRow("first differs", RS + "A001", RS + "V159", true);
+        addRow("last differs", RS + "A000", RS + "V160", true);
+        addRow("case differs", RS + "a000", RS + "V159", true);
+        addRow("empty", QString(), QString(), true);
     }
     void seededTableIsLeftAlone()
     {

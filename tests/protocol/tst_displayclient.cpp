@@ -198,7 +198,6 @@ private slots:
     void refusesBadArgumentsWithoutSending()
     {
         QFETCH(int, call);
-        QFETCH(QString, error);
         EmulatorProcess emu(program);
         DisplayClient client;
         QVERIFY(connectTo(emu, client, Link::Tcp));
@@ -210,7 +209,7 @@ private slots:
                         : call == 5 ? client.writeTextAttributes(VarAttributeList())
                                     : client.showMessage(QString(2001, QLatin1Char('m')));
         QVERIFY(!ok);
-        QCOMPARE(client.errorText(), error);
+        QTEST(client.errorText(), "error");
         QCOMPARE(client.bytesSent(), quint64(0));
         // The connection stays usable: one request frame out, one ACK frame back, nothing else.
         QVERIFY(client.writeTextData(2, QStringLiteral("abc")));

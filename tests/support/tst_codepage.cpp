@@ -1,3 +1,4 @@
+#include "datarow.h"
 #include "codepage.h"
 
 #include <QStringEncoder>
@@ -60,17 +61,17 @@ private slots:
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("euro") << u"€"_s << QByteArray("\x80");
-        QTest::newRow("e acute") << u"é"_s << QByteArray("\xE9");
-        QTest::newRow("left quote") << u"“"_s << QByteArray("\x93");
-        QTest::newRow("y diaeresis") << u"Ÿ"_s << QByteArray("\x9F");
-        QTest::newRow("letter") << u"A"_s << QByteArray("A");
-        QTest::newRow("not in the code page") << u"Ω"_s << QByteArray("?");
-        QTest::newRow("mixed") << u"aΩ€b"_s
-                               << QByteArray("a?\x80"
-                                             "b");
-        QTest::newRow("ignorable, dropped by Qt's converter") << u"a\u200Db\uFE0F"_s << QByteArray("a?b?");
-        QTest::newRow("outside the BMP: one '?' a UTF-16 unit") << u"a\u0100b\U0001F600c"_s << QByteArray("a?b??c");
+        addRow("euro", u"€"_s, QByteArray("\x80"));
+        addRow("e acute", u"é"_s, QByteArray("\xE9"));
+        addRow("left quote", u"“"_s, QByteArray("\x93"));
+        addRow("y diaeresis", u"Ÿ"_s, QByteArray("\x9F"));
+        addRow("letter", u"A"_s, QByteArray("A"));
+        addRow("not in the code page", u"Ω"_s, QByteArray("?"));
+        addRow("mixed", u"aΩ€b"_s,
+               QByteArray("a?\x80"
+                          "b"));
+        addRow("ignorable, dropped by Qt's converter", u"a\u200Db\uFE0F"_s, QByteArray("a?b?"));
+        addRow("outside the BMP: one '?' a UTF-16 unit", u"a\u0100b\U0001F600c"_s, QByteArray("a?b??c"));
     }
     void toAnsi()
     {
@@ -83,4 +84,5 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestCodepage)
+#include "datarow.h"
 #include "tst_codepage.moc"

@@ -1,3 +1,4 @@
+#include "datarow.h"
 #include "richtextdocument.h"
 
 #include <QTest>
@@ -32,14 +33,14 @@ private slots:
     void roundTrip_data()
     {
         QTest::addColumn<Runs>("runs");
-        QTest::newRow("report styles") << Runs{
-            run("Heading\n", rtf::rgb(0, 0, 255), 18, "Arial", "b"), run("Failed no answer\n", rtf::rgb(255, 0, 0), 10),
-            run("Updated", rtf::rgb(0, 255, 0), 10), run(" auto", rtf::Color(), 7.5)};
-        QTest::newRow("rtf's own characters, paragraphs, tabs") << Runs{run("a\\b {c}\n\nd\te\n")};
-        QTest::newRow("code page and beyond") << Runs{run("café € ½ ÿ Ω 日本 \U0001F600")};
-        QTest::newRow("fonts and styles") << Runs{run("led ", rtf::rgb(255, 0, 0), 14, "Terminal", "iu"),
-                                                  run("mono", rtf::Color(), 9, "Courier New")};
-        QTest::newRow("empty") << Runs{};
+        addRow("report styles", Runs{run("Heading\n", rtf::rgb(0, 0, 255), 18, "Arial", "b"),
+                                     run("Failed no answer\n", rtf::rgb(255, 0, 0), 10),
+                                     run("Updated", rtf::rgb(0, 255, 0), 10), run(" auto", rtf::Color(), 7.5)});
+        addRow("rtf's own characters, paragraphs, tabs", Runs{run("a\\b {c}\n\nd\te\n")});
+        addRow("code page and beyond", Runs{run("café € ½ ÿ Ω 日本 \U0001F600")});
+        addRow("fonts and styles", Runs{run("led ", rtf::rgb(255, 0, 0), 14, "Terminal", "iu"),
+                                        run("mono", rtf::Color(), 9, "Courier New")});
+        addRow("empty", Runs{});
     }
     void roundTrip()
     {
@@ -60,20 +61,19 @@ private slots:
     {
         QTest::addColumn<QByteArray>("data");
         QTest::addColumn<QString>("text");
-        QTest::newRow("word processor output")
-            << QByteArray("{\\rtf1\\ansi\\deff0\\nouicompat{\\fonttbl{\\f0\\fnil\\fcharset0 Calibri;}}\r\n"
+        addRow("word processor output",
+               QByteArray("{\\rtf1\\ansi\\deff0\\nouicompat{\\fonttbl{\\f0\\fnil\\fcharset0 Calibri;}}\r\n"
                           "{\\*\\generator Riched20 10.0}\\viewkind4\\uc1 \r\n\\pard\\sa200\\f0\\fs22 "
-                          "Line one\\par\r\nLine two\\par\r\n}")
-            << "Line one\nLine two\n";
-        QTest::newRow("skipped groups, field result")
-            << QByteArray("{\\rtf1{\\stylesheet{\\s0 Normal;}}{\\info{\\title R}}{\\*\\foo x}{\\pict 01}a\\bin2 xyb"
-                          "{\\field{\\*\\fldinst HYPERLINK \"x\"}{\\fldrslt c}}}")
-            << "abc";
+                          "Line one\\par\r\nLine two\\par\r\n}"),
+               "Line one\nLine two\n");
+        addRow("skipped groups, field result",
+               QByteArray("{\\rtf1{\\stylesheet{\\s0 Normal;}}{\\info{\\title R}}{\\*\\foo x}{\\pict 01}a\\bin2 xyb"
+                          "{\\field{\\*\\fldinst HYPERLINK \"x\"}{\\fldrslt c}}}"),
+               "abc");
         // A group ends its fallback count and any fallback still to skip.
-        QTest::newRow("unicode fallbacks")
-            << QByteArray("{\\rtf1\\uc1 a\\u8364\\'80{\\uc2 \\u937??\\u937?}\\u937?x}") << "a€ΩΩΩx";
+        addRow("unicode fallbacks", QByteArray("{\\rtf1\\uc1 a\\u8364\\'80{\\uc2 \\u937??\\u937?}\\u937?x}"), "a€ΩΩΩx");
         // Escaped control characters are dropped as the writer drops them, fallback and all (found by fuzzing).
-        QTest::newRow("escaped control characters") << QByteArray("{\\rtf1 a\\u8?b\\'07c\\u9?d\\'09e}") << "abc\td\te";
+        addRow("escaped control characters", QByteArray("{\\rtf1 a\\u8?b\\'07c\\u9?d\\'09e}"), "abc\td\te");
     }
     void reader()
     {
@@ -87,4 +87,5 @@ private slots:
 };
 
 QTEST_MAIN(TestRtf)
+#include "datarow.h"
 #include "tst_rtf.moc"

@@ -73,3 +73,20 @@ void whenModal(const QString& name, std::function<void(QWidget*)> step)
             window->close();
     });
 }
+
+void click(QWidget* dialog, const QString& name, const QString& caption)
+{
+    if (auto* action = dialog->findChild<QAction*>(name))
+        return action->trigger();
+    auto* button = dialog->findChild<QAbstractButton*>(name);
+    QVERIFY2(button, qPrintable(QStringLiteral("no button ") + name));
+    if (!caption.isNull())
+        QCOMPARE(button->text(), caption);
+    QTest::mouseClick(button, Qt::LeftButton);
+}
+
+void typeInto(QLineEdit* box, const QString& text)
+{
+    box->clear();
+    QTest::keyClicks(box, text);
+}

@@ -7,6 +7,7 @@
 
 #include <QProcess>
 #include <QTcpServer>
+#include <QTest>
 
 ProgramRun runProgram(const QString& program, const QStringList& args, const QString& folder, int timeoutMs)
 {

@@ -3,19 +3,15 @@
 // What tests that talk to the built programs share: the programs run as a
 // script runs them, and a loopback world of their own (settings, the host's
 // libraries registered, emulated display systems on 127.0.0.1 listed in
-// "Displays.dat", what a display holds read back, an update dialog run to the
-// end of its first pass). Linking `loopbackrig` also defines EMULATOR_PATH,
+// "Displays.dat", what a display holds read back). Linking `loopbackrig` also defines EMULATOR_PATH,
 // QMDVARS_PATH, LUMAREX_PATH and the libraries' paths.
 
 #include "emulatorprocess.h"
 #include "testenvironment.h"
 
-#include <QDialog>
 #include <QTest>
-#include <QTimer>
 
 #include <functional>
-#include <type_traits>
 #include <vector>
 
 // How a program ended (code -1: not normally, or not within the time) and what it printed.
@@ -61,24 +57,3 @@ QString withDisplay(quint16 port, const std::function<QString(disptrans::IDispTr
 // Variables as a display holds them, numbered as in the set (1 ... 256 text,
 // 257 ... 416 cell): "colour blink inverse [data]", or only the data.
 QStringList readVariables(quint16 port, const QList<int>& numbers, bool attributes = true, int16_t address = 1);
-
-// Runs `dlg` modally with `send`; once its first pass has ended, runs
-// `whileOpen` from the dialog's event loop, then closes the dialog.
-template <class Dialog>
-void runFirstPass(Dialog& dlg, void (Dialog::*send)(), const std::function<void()>& whileOpen = {}, int ms = 30000)
-{
-    int passes = 0;
-    using Run = std::remove_reference_t<decltype(dlg.run())>;
-    const auto counting = QObject::connect(&dlg.run(), &Run::passFinished, &dlg, [&] { ++passes; });
-    QTimer::singleShot(0, &dlg, [&] {
-        [&] {
-            QTRY_VERIFY_WITH_TIMEOUT(passes >= 1 && !dlg.run().passRunning(), ms);
-            if (whileOpen)
-                whileOpen();
-        }();
-        if (dlg.isVisible())
-            dlg.done(QDialog::Rejected);
-    });
-    (dlg.*send)();
-    QObject::disconnect(counting);
-}

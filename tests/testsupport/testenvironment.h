@@ -3,6 +3,7 @@
 #include "filedialog.h"
 #include "messagebox.h"
 #include "printdialog.h"
+#include "runtimeerror.h"
 
 #include <QByteArray>
 #include <QList>
@@ -14,6 +15,17 @@
 QByteArray readFile(const QString& path);
 // Writes the bytes, making the folder first; a failure fails the test.
 void writeFile(const QString& path, const QByteArray& bytes);
+
+// The error `f` raises; number 0 when it raises none.
+template <class F> RuntimeError errorOf(F&& f)
+{
+    try {
+        f();
+    } catch (const RuntimeError& e) {
+        return e;
+    }
+    return RuntimeError(0, QStringLiteral("no error raised"));
+}
 
 // A test's own world: both settings hives and the plug-in's folder live in a
 // temporary folder that disappears with the object. Create one per test

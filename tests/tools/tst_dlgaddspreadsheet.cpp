@@ -1,4 +1,5 @@
 #include "clsVariableAccess.h"
+#include "datarow.h"
 #include "dialogcontrols.h"
 #include "dlgAddSpreadSheet.h"
 #include "settingsstore.h"
@@ -19,7 +20,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 QLineEdit* box(QWidget* d, const QString& name) { return d->findChild<QLineEdit*>(name); }
-void click(QWidget* d, const QString& name) { QTest::mouseClick(d->findChild<QPushButton*>(name), Qt::LeftButton); }
 QByteArray contents(const QString& path)
 {
     QFile file(path);
@@ -31,10 +31,7 @@ QByteArray contents(const QString& path)
 // the workbook and links it creates.
 class tst_dlgAddSpreadSheet final : public QObject {
     Q_OBJECT
-    struct World {
-        TestEnvironment env;
-        ScriptedMessageBox messages;
-        ScriptedFileDialog files;
+    struct World : DialogWorld {
         clsVariableAccess set;
         dlgAddSpreadSheet dialog;
     };
@@ -77,7 +74,7 @@ private slots:
             {"cmdCancel", "Cancel"},
         };
         for (const auto& [name, shown] : controls)
-            QTest::newRow(*name ? name : "title") << QString::fromLatin1(name) << QString::fromLatin1(shown);
+            addRow(*name ? name : "title", QString::fromLatin1(name), QString::fromLatin1(shown));
     }
     void defaultState()
     {
@@ -94,10 +91,10 @@ private slots:
         QTest::addColumn<bool>("cancelled");
         const QString noFile = u"You must choose a filename for your Variable File!|Choose Filename|64"_s;
         const QString noBook = u"You must choose a filename for your Excel spreadsheet!|ChooseSpreadSheet|64"_s;
-        QTest::newRow("both empty") << QString() << QString() << QStringList{noFile} << true;
-        QTest::newRow("no variable file") << u"a.xls"_s << QString() << QStringList{noFile} << true;
-        QTest::newRow("no workbook") << QString() << u"a.vls"_s << QStringList{noBook} << true;
-        QTest::newRow("both named") << u"a.xls"_s << u"a.vls"_s << QStringList() << false;
+        addRow("both empty", QString(), QString(), QStringList{noFile}, true);
+        addRow("no variable file", u"a.xls"_s, QString(), QStringList{noFile}, true);
+        addRow("no workbook", QString(), u"a.vls"_s, QStringList{noBook}, true);
+        addRow("both named", u"a.xls"_s, u"a.vls"_s, QStringList(), false);
     }
     void createChecksNames()
     {
@@ -105,7 +102,7 @@ private slots:
         QFETCH(QString, playfile);
         run(workbook, playfile);
         QStringList shown;
-        for (const msgbox::Request& r : m_world->messages.shown())
+        for (const msgbox::Request& r : m_world->box.shown())
             shown << r.text + u'|' + r.title + u'|' + QString::number(r.icon);
         QTEST(shown, "messages");
         QTEST(m_world->dialog.cancelled(), "cancelled");
@@ -117,12 +114,10 @@ private slots:
         QTest::addColumn<QString>("target");
         QTest::addColumn<QString>("filter");
         QTest::addColumn<QString>("title");
-        QTest::newRow("workbook") << u"cmdBrowseSpreadsheet"_s << u"txtSpreadSheetlocation"_s
-                                  << u"Excel Spreadsheet Auto Configuration(*.xls)|*.xls"_s
-                                  << u"Choose where to store file!"_s;
-        QTest::newRow("variable file") << u"cmdBrowsePlayfile"_s << u"txtPlayfileLocation"_s
-                                       << u"Variable Configuration File(*.vls)|*.vls"_s
-                                       << u"Choose name for new configuration!"_s;
+        addRow("workbook", u"cmdBrowseSpreadsheet"_s, u"txtSpreadSheetlocation"_s,
+               u"Excel Spreadsheet Auto Configuration(*.xls)|*.xls"_s, u"Choose where to store file!"_s);
+        addRow("variable file", u"cmdBrowsePlayfile"_s, u"txtPlayfileLocation"_s,
+               u"Variable Configuration File(*.vls)|*.vls"_s, u"Choose name for new configuration!"_s);
     }
     void browseButtonsFillTheirBoxes()
     {

@@ -1,4 +1,5 @@
 #include "dialogcontrols.h"
+#include "datarow.h"
 #include "clsVariableAccess.h"
 #include "dlgChooseVars.h"
 #include "settingsstore.h"
@@ -16,7 +17,6 @@
 
 namespace {
 QTreeWidget* listOf(QWidget* d) { return d->findChild<QTreeWidget*>("lstvVarsToChoose"); }
-void click(QWidget* d, const QString& name) { QTest::mouseClick(d->findChild<QPushButton*>(name), Qt::LeftButton); }
 void tick(QWidget* d, const QList<int>& rows, Qt::CheckState state = Qt::Checked)
 {
     for (int row : rows)
@@ -42,9 +42,7 @@ QList<int> rows(int from, int to)
 // buttons, and the choice it hands back and remembers as "LastUsed".
 class tst_dlgChooseVars final : public QObject {
     Q_OBJECT
-    struct World {
-        TestEnvironment env;
-        ScriptedMessageBox box;
+    struct World : DialogWorld {
         clsVariableAccess set;
     };
     std::unique_ptr<World> m_world;
@@ -73,10 +71,9 @@ private slots:
     void defaultState()
     {
         QFETCH(QString, name);
-        QFETCH(QString, shown);
         dlgChooseVars d;
         d.setVariableSet(&m_world->set);
-        QCOMPARE(shownState(&d, name), shown);
+        QTEST(shownState(&d, name), "shown");
     }
 
     void rangeText_data()
@@ -84,35 +81,34 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<int>("count");
         QTest::addColumn<QList<int>>("expected");
-        QTest::newRow("numbers and a range") << "1,3,5-12" << 416 << (QList<int>{1, 3} + rows(5, 12));
-        QTest::newRow("open start") << "-5" << 416 << rows(1, 5);
-        QTest::newRow("open end") << "400-" << 416 << rows(400, 416);
-        QTest::newRow("end beyond the list") << "410-999" << 416 << rows(410, 416);
-        QTest::newRow("zero") << "0" << 416 << QList<int>{};
-        QTest::newRow("one past the list") << "417" << 416 << QList<int>{};
-        QTest::newRow("last row") << "416" << 416 << QList<int>{416};
-        QTest::newRow("reversed range") << "12-5" << 416 << QList<int>{};
-        QTest::newRow("empty") << "" << 416 << QList<int>{};
-        QTest::newRow("dash alone is everything") << "-" << 416 << rows(1, 416);
-        QTest::newRow("overlaps tick once, ascending") << "7,3-8,5,1-2" << 416 << rows(1, 8);
-        QTest::newRow("leading blanks") << " 5, 7 - 9" << 416 << (QList<int>{5} + rows(7, 9));
-        QTest::newRow("not a number") << "abc,x-y" << 416 << QList<int>{};
-        QTest::newRow("text start counts 1") << "x-3" << 416 << rows(1, 3);
-        QTest::newRow("trailing text ignored") << "12abc,4-6th" << 416 << (rows(4, 6) << 12);
-        QTest::newRow("zero start raised to 1") << "0-2" << 416 << rows(1, 2);
-        QTest::newRow("second dash makes a negative end") << "3--5" << 416 << QList<int>{};
-        QTest::newRow("decimal rounds half to even") << "2.5,3.5" << 416 << QList<int>{2, 4};
-        QTest::newRow("start beyond the list") << "500-600" << 416 << QList<int>{};
-        QTest::newRow("empty elements") << ",,4,," << 416 << QList<int>{4};
-        QTest::newRow("short list clamps") << "2-" << 5 << rows(2, 5);
+        addRow("numbers and a range", "1,3,5-12", 416, (QList<int>{1, 3} + rows(5, 12)));
+        addRow("open start", "-5", 416, rows(1, 5));
+        addRow("open end", "400-", 416, rows(400, 416));
+        addRow("end beyond the list", "410-999", 416, rows(410, 416));
+        addRow("zero", "0", 416, QList<int>{});
+        addRow("one past the list", "417", 416, QList<int>{});
+        addRow("last row", "416", 416, QList<int>{416});
+        addRow("reversed range", "12-5", 416, QList<int>{});
+        addRow("empty", "", 416, QList<int>{});
+        addRow("dash alone is everything", "-", 416, rows(1, 416));
+        addRow("overlaps tick once, ascending", "7,3-8,5,1-2", 416, rows(1, 8));
+        addRow("leading blanks", " 5, 7 - 9", 416, (QList<int>{5} + rows(7, 9)));
+        addRow("not a number", "abc,x-y", 416, QList<int>{});
+        addRow("text start counts 1", "x-3", 416, rows(1, 3));
+        addRow("trailing text ignored", "12abc,4-6th", 416, (rows(4, 6) << 12));
+        addRow("zero start raised to 1", "0-2", 416, rows(1, 2));
+        addRow("second dash makes a negative end", "3--5", 416, QList<int>{});
+        addRow("decimal rounds half to even", "2.5,3.5", 416, QList<int>{2, 4});
+        addRow("start beyond the list", "500-600", 416, QList<int>{});
+        addRow("empty elements", ",,4,,", 416, QList<int>{4});
+        addRow("short list clamps", "2-", 5, rows(2, 5));
     }
 
     void rangeText()
     {
         QFETCH(QString, text);
         QFETCH(int, count);
-        QFETCH(QList<int>, expected);
-        QCOMPARE(varrange::parse(text, count), expected);
+        QTEST(varrange::parse(text, count), "expected");
     }
     void listTicksLastUsedOnce()
     {
@@ -144,28 +140,23 @@ private slots:
         QTest::addColumn<QString>("range"); // typed before the button is clicked
         QTest::addColumn<QList<int>>("expected");
         QTest::addColumn<QStringList>("messages");
-        QTest::newRow("all") << QList<int>{} << "cmdSelectAll"
-                             << "" << rows(1, 416) << QStringList{};
-        QTest::newRow("texts keep cells") << QList<int>{300} << "cmdSelectTexts"
-                                          << "" << (rows(1, 256) << 300) << QStringList{};
-        QTest::newRow("cells keep texts") << QList<int>{5} << "cmdSelectCells"
-                                          << "" << (QList<int>{5} + rows(257, 416)) << QStringList{};
-        QTest::newRow("range replaces ticks") << QList<int>{2, 200, 300} << "cmdSelectVarRange"
-                                              << "1,3,5-12" << (QList<int>{1, 3} + rows(5, 12)) << QStringList{};
+        addRow("all", QList<int>{}, "cmdSelectAll", "", rows(1, 416), QStringList{});
+        addRow("texts keep cells", QList<int>{300}, "cmdSelectTexts", "", (rows(1, 256) << 300), QStringList{});
+        addRow("cells keep texts", QList<int>{5}, "cmdSelectCells", "", (QList<int>{5} + rows(257, 416)),
+               QStringList{});
+        addRow("range replaces ticks", QList<int>{2, 200, 300}, "cmdSelectVarRange", "1,3,5-12",
+               (QList<int>{1, 3} + rows(5, 12)), QStringList{});
         // A number beyond 16 bits: the rows of the elements before it stay ticked.
-        QTest::newRow("overflow keeps earlier rows") << QList<int>{2} << "cmdSelectVarRange"
-                                                     << "4,99999,6" << QList<int>{4} << QStringList{"Overflow"};
+        addRow("overflow keeps earlier rows", QList<int>{2}, "cmdSelectVarRange", "4,99999,6", QList<int>{4},
+               QStringList{"Overflow"});
         // No default button: Enter in the range box neither confirms nor closes.
-        QTest::newRow("Enter does nothing") << QList<int>{2} << ""
-                                            << "1-3" << QList<int>{2} << QStringList{};
+        addRow("Enter does nothing", QList<int>{2}, "", "1-3", QList<int>{2}, QStringList{});
     }
     void selecting()
     {
         QFETCH(QList<int>, before);
         QFETCH(QString, button);
         QFETCH(QString, range);
-        QFETCH(QList<int>, expected);
-        QFETCH(QStringList, messages);
         dlgChooseVars d;
         d.setVariableSet(&m_world->set);
         d.show();
@@ -173,9 +164,9 @@ private slots:
         tick(&d, before);
         QTest::keyClicks(d.findChild<QLineEdit*>("txtVarRange"), range);
         button.isEmpty() ? QTest::keyClick(d.findChild<QLineEdit*>("txtVarRange"), Qt::Key_Return) : click(&d, button);
-        QCOMPARE(ticked(&d), expected);
+        QTEST(ticked(&d), "expected");
         QVERIFY(d.isVisible() && settings::read(settings::kLastUsed).isEmpty());
-        QCOMPARE(m_world->box.texts(), messages);
+        QTEST(m_world->box.texts(), "messages");
         for (const msgbox::Request& r : m_world->box.shown())
             QCOMPARE(r.icon, msgbox::Critical);
     }

@@ -43,10 +43,6 @@ void choose(dlgVarCmdInserter& dlg, int n)
     list->setCurrentIndex(list->findData(n));
 }
 
-void click(dlgVarCmdInserter& dlg, const char* name)
-{
-    QTest::mouseClick(dlg.findChild<QPushButton*>(QString::fromLatin1(name)), Qt::LeftButton);
-}
 } // namespace
 
 class TestVarCmdInserter final : public QObject {
@@ -54,16 +50,14 @@ class TestVarCmdInserter final : public QObject {
 private slots:
     void init()
     {
-        m_env = std::make_unique<TestEnvironment>();
-        m_box = std::make_unique<ScriptedMessageBox>();
+        m_world = std::make_unique<DialogWorld>();
         FakePluginMaster::reset();
         ComponentLoader::setFactory(pluginmaster::kPluginMasterProgId, [] { return new FakePluginMaster; });
     }
     void cleanup()
     {
         ComponentLoader::clearFactories();
-        m_box.reset();
-        m_env.reset();
+        m_world.reset();
     }
 
     void tokensAndEntries_data()
@@ -105,13 +99,13 @@ private slots:
                 entries << list->itemText(i) + u'=' + list->itemData(i).toString();
             QCOMPARE(list->currentIndex(), 0);
             choose(dlg, 12);
-            click(dlg, "cmdVarInserter");
+            click(&dlg, "cmdVarInserter");
             choose(dlg, 257);
-            click(dlg, "cmdVarInserter");
+            click(&dlg, "cmdVarInserter");
             QVERIFY(dlg.isVisible()); // open for more
             choose(dlg, 12);
-            click(dlg, "cmdGetCurrentValue");
-            click(dlg, "cmdClose");
+            click(&dlg, "cmdGetCurrentValue");
+            click(&dlg, "cmdClose");
             QVERIFY(!dlg.isVisible());
         });
         plugin.StartFrameFeature(&frame);
@@ -121,10 +115,10 @@ private slots:
         QCOMPARE(entries.at(6), QStringLiteral("Text Var7: Temperature=7"));
         QCOMPARE(entries.at(256), QStringLiteral("Cell Var1: Price=257"));
         QCOMPARE(entries.at(415), QStringLiteral("Cell Var160: Cell Var 160=416"));
-        QCOMPARE(m_box->shown().size(), 1);
-        QCOMPARE(m_box->shown().at(0).text, QStringLiteral("twelve is"));
-        QCOMPARE(m_box->shown().at(0).icon, msgbox::NoIcon);
-        QCOMPARE(m_box->shown().at(0).buttons, msgbox::OKOnly);
+        QCOMPARE(m_world->box.shown().size(), 1);
+        QCOMPARE(m_world->box.shown().at(0).text, QStringLiteral("twelve is"));
+        QCOMPARE(m_world->box.shown().at(0).icon, msgbox::NoIcon);
+        QCOMPARE(m_world->box.shown().at(0).buttons, msgbox::OKOnly);
     }
 
     // A linked variable shows the linked value; a frame without the operation gives a message.
@@ -142,19 +136,19 @@ private slots:
         dlg.setFrame(&noFrame);
         whileOpen([&](dlgVarCmdInserter& open) {
             choose(open, 300);
-            click(open, "cmdGetCurrentValue");
-            click(open, "cmdVarInserter");
+            click(&open, "cmdGetCurrentValue");
+            click(&open, "cmdVarInserter");
         });
         dlg.exec();
-        QCOMPARE(m_box->texts().size(), 2);
-        QCOMPARE(m_box->texts().at(0), QStringLiteral("live 42"));
-        QVERIFY2(m_box->texts().at(1).startsWith(QStringLiteral("Error Occurred ")), qPrintable(m_box->texts().at(1)));
-        QCOMPARE(m_box->shown().at(1).icon, msgbox::Critical);
+        QCOMPARE(m_world->box.texts().size(), 2);
+        QCOMPARE(m_world->box.texts().at(0), QStringLiteral("live 42"));
+        QVERIFY2(m_world->box.texts().at(1).startsWith(QStringLiteral("Error Occurred ")),
+                 qPrintable(m_world->box.texts().at(1)));
+        QCOMPARE(m_world->box.shown().at(1).icon, msgbox::Critical);
     }
 
 private:
-    std::unique_ptr<TestEnvironment> m_env;
-    std::unique_ptr<ScriptedMessageBox> m_box;
+    std::unique_ptr<DialogWorld> m_world;
 };
 
 QTEST_MAIN(TestVarCmdInserter)

@@ -59,11 +59,6 @@ bool inEditorFont(const QTextDocument& document)
     return true;
 }
 
-void press(QWidget* form, const char* button)
-{
-    QTest::mouseClick(form->findChild<QPushButton*>(button), Qt::LeftButton);
-}
-
 const QByteArray kWordPad = "{\\rtf1\\ansi\\ansicpg1252\\deff0\\nouicompat\\deflang1033"
                             "{\\fonttbl{\\f0\\fnil\\fcharset0 Calibri;}{\\f1\\fswiss\\fcharset0 Arial;}}\r\n"
                             "{\\colortbl ;\\red0\\green0\\blue255;\\red0\\green0\\blue0;\\red0\\green128\\blue0;}\r\n"
@@ -102,10 +97,9 @@ private slots:
     void setTextColours()
     {
         QFETCH(QByteArray, rtf);
-        QFETCH(QStringList, runs);
         dlgVarEdit form;
         form.SetText(QString::fromLatin1(rtf));
-        QCOMPARE(colouredRuns(*form.textBox()->document()), runs);
+        QTEST(colouredRuns(*form.textBox()->document()), "runs");
         QVERIFY(inEditorFont(*form.textBox()->document()));
         QCOMPARE(form.textBox()->textCursor().selectionEnd(), 0); // the caret at the start, nothing selected
         QCOMPARE(form.GetText(), QString());                      // nothing given back before OK or Cancel
@@ -147,10 +141,9 @@ private slots:
     void damagedRichText()
     {
         QFETCH(QByteArray, rtf);
-        QFETCH(QString, text);
         dlgVarEdit form;
         form.SetText(QString::fromLatin1(rtf));
-        QCOMPARE(form.textBox()->toPlainText(), text);
+        QTEST(form.textBox()->toPlainText(), "text");
     }
 
     void keys_data()
@@ -232,7 +225,7 @@ private slots:
             seen << w->windowTitle() << colouredRuns(*box->document());
             box->moveCursor(QTextCursor::End);
             QTest::keyClicks(box, u" you all"_s); // 12 characters at most
-            press(w, "OKButton");
+            click(w, "OKButton");
         });
         latebound::callMethod(editor.get(), "Show", {1});
         QCOMPARE(seen, (QStringList{u"Variable Viewer"_s, u"Hi #ff0000"_s, u"there#00ff00"_s}));
@@ -242,7 +235,7 @@ private slots:
         latebound::callMethod(editor.get(), "EnableEdit", {false});
         whenModal([&](QWidget* w) {
             QTest::keyClicks(w->findChild<QTextEdit*>(u"rtxtTextBox"_s), u"zzz"_s);
-            press(w, "cmdCancel");
+            click(w, "cmdCancel");
         });
         latebound::callMethod(editor.get(), "Show", {1});
         QCOMPARE(latebound::callMethod(editor.get(), "GetText").toString(), given);

@@ -4,6 +4,7 @@
 
 #include "clsVariableAccess.h"
 #include "dlgVariableUpdate.h"
+#include "dialogcontrols.h"
 #include "loopbackrig.h"
 #include "settingsstore.h"
 #include "updaterun.h"

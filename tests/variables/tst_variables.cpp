@@ -3,6 +3,7 @@
 // current file in the settings store, the host's copy of the data, odd and
 // damaged files, and saves that fail without harming the file already there.
 
+#include "datarow.h"
 #include "clsVariableAccess.h"
 #include "fakehostobjects.h"
 #include "privatelabel.h"
@@ -45,16 +46,6 @@ const struct {
     {&clsVariableAccess::VariableOLELink, &clsVariableAccess::setVariableOLELink},
     {&clsVariableAccess::VariableMaxLength, &clsVariableAccess::setVariableMaxLength},
 };
-
-int errorOf(const std::function<void()>& call)
-{
-    try {
-        call();
-    } catch (const RuntimeError& e) {
-        return e.number();
-    }
-    return 0;
-}
 
 // One record line: the fields joined by 0x01, between double quotes, CR LF.
 QByteArray line(std::initializer_list<std::string_view> fields)
@@ -128,12 +119,6 @@ bool writeBytes(const QString& path, const QByteArray& bytes)
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
-QByteArray readBytes(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 QString fileLocation() { return settings::read(settings::kVarFileLoc, u"<missing>"_s); }
 QString hostValue(int n)
 {
@@ -202,10 +187,10 @@ private slots:
         clsVariableAccess set;
         constexpr int kSubscript = RuntimeError::SubscriptOutOfRange;
         for (int16_t n : {0, 417, -1}) {
-            QCOMPARE(errorOf([&] { set.record(n); }), kSubscript);
+            QCOMPARE(errorOf([&] { set.record(n); }).number(), kSubscript);
             for (const auto& p : kProperties) {
-                QCOMPARE(errorOf([&] { (set.*p.get)(n); }), kSubscript);
-                QCOMPARE(errorOf([&] { (set.*p.set)(n, u"x"_s); }), kSubscript);
+                QCOMPARE(errorOf([&] { (set.*p.get)(n); }).number(), kSubscript);
+                QCOMPARE(errorOf([&] { (set.*p.set)(n, u"x"_s); }).number(), kSubscript);
             }
         }
     }
@@ -215,24 +200,23 @@ private slots:
         QTest::addColumn<DisplayCase>("c");
         const QString src = u"C:\\Data\\vars.xls!Variables!R2C2"_s, other = u"C:\\Data\\vars.xls!Variables!R3C2"_s;
         const QString longText(300, u'x');
-        QTest::newRow("text default 250") << DisplayCase{1, longText, "", "", "-", "", longText.left(250), {}};
-        QTest::newRow("cell default 58") << DisplayCase{300, longText, "", "", "-", "", longText.left(58), {}};
-        QTest::newRow("linked elsewhere: relinked")
-            << DisplayCase{257, "stale", src, "58", other, "42\r\n", "42", {src}};
-        QTest::newRow("already linked: no new link") << DisplayCase{257, "", src, "58", src, "42\r\n", "42", {}};
-        QTest::newRow("unlinked container") << DisplayCase{257, "", src, "58", "", "7", "7", {src}};
-        QTest::newRow("CR LF pairs removed, lone CR and LF kept")
-            << DisplayCase{2, "", src, "250", src, "a\r\nb\r\n\r\nc\rd\ne\n\r", "abc\rd\ne\n\r", {}};
-        QTest::newRow("cut after CR LF removal") << DisplayCase{2, "", src, "3", src, "1\r\n2\r\n345", "123", {}};
-        QTest::newRow("reading the link fails") << DisplayCase{2, "data", src, "250", src, "!", "", {}};
-        QTest::newRow("linked, no container") << DisplayCase{2, "data", src, "250", "-", "", "", {}};
-        QTest::newRow("max length not a number") << DisplayCase{3, "Hello", "", "abc", "-", "", "", {}};
-        QTest::newRow("max length with a number first") << DisplayCase{3, "Hello", "", "2x", "-", "", "", {}};
-        QTest::newRow("max length negative") << DisplayCase{3, "Hello", "", "-1", "-", "", "", {}};
-        QTest::newRow("max length with blanks") << DisplayCase{3, "Hello", "", " 3 ", "-", "", "Hel", {}};
-        QTest::newRow("max length rounds half to even") << DisplayCase{3, "Hello", "", "2.5", "-", "", "He", {}};
-        QTest::newRow("max length overflows") << DisplayCase{3, "Hello", "", "99999999999", "-", "", "", {}};
-        QTest::newRow("number 0") << DisplayCase{0, "", "", "", "-", "", "", {}};
+        addRow("text default 250", DisplayCase{1, longText, "", "", "-", "", longText.left(250), {}});
+        addRow("cell default 58", DisplayCase{300, longText, "", "", "-", "", longText.left(58), {}});
+        addRow("linked elsewhere: relinked", DisplayCase{257, "stale", src, "58", other, "42\r\n", "42", {src}});
+        addRow("already linked: no new link", DisplayCase{257, "", src, "58", src, "42\r\n", "42", {}});
+        addRow("unlinked container", DisplayCase{257, "", src, "58", "", "7", "7", {src}});
+        addRow("CR LF pairs removed, lone CR and LF kept",
+               DisplayCase{2, "", src, "250", src, "a\r\nb\r\n\r\nc\rd\ne\n\r", "abc\rd\ne\n\r", {}});
+        addRow("cut after CR LF removal", DisplayCase{2, "", src, "3", src, "1\r\n2\r\n345", "123", {}});
+        addRow("reading the link fails", DisplayCase{2, "data", src, "250", src, "!", "", {}});
+        addRow("linked, no container", DisplayCase{2, "data", src, "250", "-", "", "", {}});
+        addRow("max length not a number", DisplayCase{3, "Hello", "", "abc", "-", "", "", {}});
+        addRow("max length with a number first", DisplayCase{3, "Hello", "", "2x", "-", "", "", {}});
+        addRow("max length negative", DisplayCase{3, "Hello", "", "-1", "-", "", "", {}});
+        addRow("max length with blanks", DisplayCase{3, "Hello", "", " 3 ", "-", "", "Hel", {}});
+        addRow("max length rounds half to even", DisplayCase{3, "Hello", "", "2.5", "-", "", "He", {}});
+        addRow("max length overflows", DisplayCase{3, "Hello", "", "99999999999", "-", "", "", {}});
+        addRow("number 0", DisplayCase{0, "", "", "", "-", "", "", {}});
     }
 
     void displayableData()
@@ -269,7 +253,7 @@ private slots:
             }
         }
         QCOMPARE(fileLocation(), path);
-        QCOMPARE(readBytes(path), windowsFile());
+        QCOMPARE(readFile(path), windowsFile());
         QCOMPARE(RegistryRoutines(RegistryRoutines::LocalMachine)
                      .valueNames(u"Software\\Morvel\\Lumarex3\\Variables"_s)
                      .size(),
@@ -285,7 +269,7 @@ private slots:
                 QCOMPARE(hostValue(n), expected[4]); // VBL001 ... VBL416
             }
         }
-        QCOMPARE(readBytes(path), windowsFile());
+        QCOMPARE(readFile(path), windowsFile());
         QCOMPARE(box.messages, QStringList());
     }
 
@@ -299,14 +283,14 @@ private slots:
             ascii += QChar(c);
         const QString upperHalf = u"€‚ƒ„…†‡ˆ‰Š‹ŒŽ‘’“”•–—˜™š›œžŸ\u00a0¡¢£¤¥¦§¨©ª«¬\u00ad®¯°±²³´µ¶·¸¹º»¼½¾¿"
                                   u"ÀÁÂÃÄÅÆÇÈÉÊËÌÍÎÏÐÑÒÓÔÕÖ×ØÙÚÛÜÝÞßàáâãäåæçèéêëìíîïðñòóôõö÷øùúûüýþÿ"_s;
-        QTest::newRow("printable ASCII") << ascii << ascii << ascii;
-        QTest::newRow("upper half of the code page") << upperHalf << upperHalf << upperHalf;
+        addRow("printable ASCII", ascii, ascii, ascii);
+        addRow("upper half of the code page", upperHalf, upperHalf, upperHalf);
         // The file cannot carry these: they are dropped as soon as they are set.
-        QTest::newRow("field separator dropped") << u"a\u0001b\u0001"_s << u"ab"_s << u"ab"_s;
-        QTest::newRow("quote carrier dropped") << u"a"_s + QChar(0) + u"b"_s << u"ab"_s << u"ab"_s;
-        QTest::newRow("line breaks dropped") << u"one\r\ntwo\nthree\r"_s << u"onetwothree"_s << u"onetwothree"_s;
+        addRow("field separator dropped", u"a\u0001b\u0001"_s, u"ab"_s, u"ab"_s);
+        addRow("quote carrier dropped", u"a"_s + QChar(0) + u"b"_s, u"ab"_s, u"ab"_s);
+        addRow("line breaks dropped", u"one\r\ntwo\nthree\r"_s, u"onetwothree"_s, u"onetwothree"_s);
         // Characters outside the code page are held as typed and saved as '?'.
-        QTest::newRow("outside the code page") << u"Ā中"_s << u"Ā中"_s << u"??"_s;
+        addRow("outside the code page", u"Ā中"_s, u"Ā中"_s, u"??"_s);
     }
 
     void typedTextRoundTrips()
@@ -339,39 +323,34 @@ private slots:
         QTest::addColumn<bool>("incompatible"); // after the message
         const QByteArray h = kHeader, all = fileWith(416), records = all.mid(h.size());
         const QStringList none, ab{u"a"_s, u"b"_s, {}, {}, {}, {}, {}};
-        QTest::newRow("missing") << u"missing"_s << QByteArray() << 0 << none << false << false;
-        QTest::newRow("unreadable") << u"unreadable"_s << all << 0 << none << false << false;
-        QTest::newRow("empty") << QString() << QByteArray() << 0 << none << false << false;
-        QTest::newRow("cut inside the header")
-            << QString() << QByteArray("\"QMDVariable") << 0 << none << false << false;
+        addRow("missing", u"missing"_s, QByteArray(), 0, none, false, false);
+        addRow("unreadable", u"unreadable"_s, all, 0, none, false, false);
+        addRow("empty", QString(), QByteArray(), 0, none, false, false);
+        addRow("cut inside the header", QString(), QByteArray("\"QMDVariable"), 0, none, false, false);
         for (const char* header :
              {"QMDVariableFileZOL1.0", "qmdvariablefilezol1.1", "QMDVariableFileZOL1.1 ", "QMDVariableFileZOL1.", ""})
             QTest::addRow("header \"%s\"", header)
                 << QString() << '"' + QByteArray(header) + "\"\r\n" + records << 0 << none << true << true;
-        QTest::newRow("header only") << QString() << h << 0 << none << true << false;
-        QTest::newRow("short record padded") << QString()
-                                             << h
-                                                    + "\"a\x01"
-                                                      "b\"\r\n"
-                                             << 0 << ab << true << false;
-        QTest::newRow("long record cut") << QString() << h + line({"a", "b", "", "", "", "", "", "h", "i"}) << 0 << ab
-                                         << true << false;
-        QTest::newRow("empty record") << QString() << h + "\"\"\r\n" << 0 << QStringList(7, QString()) << true << false;
-        QTest::newRow("text around the quotes") << QString()
-                                                << h
-                                                       + "  x\"a\x01"
-                                                         "b\"y\"z\"\r\n"
-                                                << 0 << ab << true << false;
-        QTest::newRow("cut inside record 101") << QString() << fileWith(101).chopped(9) << 100 << none << true << false;
-        QTest::newRow("line 300 without quotes stops")
-            << QString() << fileWith(299) + "damaged\r\n" + records << 299 << none << true << false;
-        QTest::newRow("lines after the last ignored") << QString() << all + "\"junk\"\r\nno quotes\r\n"
-                                                      << 416 << none << true << false;
-        QTest::newRow("blank lines skipped")
-            << QString() << h + "\r\n  \r\n" + fileWith(2).mid(h.size()) << 2 << none << true << false;
-        QTest::newRow("LF line ends") << QString() << QByteArray(fileWith(3)).replace("\r\n", "\n") << 3 << none << true
-                                      << false;
-        QTest::newRow("no line end at the end") << QString() << fileWith(3).chopped(2) << 3 << none << true << false;
+        addRow("header only", QString(), h, 0, none, true, false);
+        addRow("short record padded", QString(),
+               h
+                   + "\"a\x01"
+                     "b\"\r\n",
+               0, ab, true, false);
+        addRow("long record cut", QString(), h + line({"a", "b", "", "", "", "", "", "h", "i"}), 0, ab, true, false);
+        addRow("empty record", QString(), h + "\"\"\r\n", 0, QStringList(7, QString()), true, false);
+        addRow("text around the quotes", QString(),
+               h
+                   + "  x\"a\x01"
+                     "b\"y\"z\"\r\n",
+               0, ab, true, false);
+        addRow("cut inside record 101", QString(), fileWith(101).chopped(9), 100, none, true, false);
+        addRow("line 300 without quotes stops", QString(), fileWith(299) + "damaged\r\n" + records, 299, none, true,
+               false);
+        addRow("lines after the last ignored", QString(), all + "\"junk\"\r\nno quotes\r\n", 416, none, true, false);
+        addRow("blank lines skipped", QString(), h + "\r\n  \r\n" + fileWith(2).mid(h.size()), 2, none, true, false);
+        addRow("LF line ends", QString(), QByteArray(fileWith(3)).replace("\r\n", "\n"), 3, none, true, false);
+        addRow("no line end at the end", QString(), fileWith(3).chopped(2), 3, none, true, false);
     }
 
     void load()
@@ -418,8 +397,8 @@ private slots:
     void saveReplacesFileInAnyFolder_data()
     {
         QTest::addColumn<bool>("folderWritable");
-        QTest::newRow("writable folder") << true;
-        QTest::newRow("read-only folder, writable file") << false;
+        addRow("writable folder", true);
+        addRow("read-only folder, writable file", false);
     }
     void saveReplacesFileInAnyFolder()
     {
@@ -439,7 +418,7 @@ private slots:
             set.SaveVariables();
         }
         QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        QVERIFY(readBytes(file).contains("a new text"));
+        QVERIFY(readFile(file).contains("a new text"));
         // The replaced content is kept beside it where the folder takes new files.
         const QStringList kept{u"QMDvarinfo.vls"_s, u"QMDvarinfo.vls.bak"_s};
         QCOMPARE(QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
@@ -451,7 +430,7 @@ private slots:
     {
         QTest::addColumn<QString>("kind");
         for (const char* kind : {"read-only file", "missing folder", "path is a folder", "disk full part-way"})
-            QTest::newRow(kind) << QString::fromLatin1(kind);
+            addRow(kind, QString::fromLatin1(kind));
     }
 
     void failedSaveKeepsOldFile()
@@ -476,7 +455,7 @@ private slots:
             set.SaveVariables();
         } // and the save as the set goes
         QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        QCOMPARE(readBytes(file), windowsFile());
+        QCOMPARE(readFile(file), windowsFile());
         QCOMPARE(QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
                  (QStringList{u"QMDvarinfo.vls"_s, u"sub"_s}));
         QVERIFY(!QFileInfo::exists(env.path(u"nowhere"_s)));
@@ -513,7 +492,7 @@ private slots:
                 written = VariableFile::write(file, edited);
                 qInstallMessageHandler(previous);
             }
-            const QByteArray now = readBytes(file);
+            const QByteArray now = readFile(file);
             QVERIFY2(now == (written ? saved : old), qPrintable(at));
             vls::RecordSet loaded;
             QVERIFY2(VariableFile::read(file, loaded).complete(), qPrintable(at));
@@ -521,7 +500,7 @@ private slots:
             QStringList left = QDir(folder).entryList(QDir::Files | QDir::Hidden);
             left.removeAll(u"QMDvarinfo.vls"_s);
             QVERIFY2(left.isEmpty()
-                         || (left == QStringList{u"QMDvarinfo.vls.bak"_s} && readBytes(file + u".bak"_s) == old),
+                         || (left == QStringList{u"QMDvarinfo.vls.bak"_s} && readFile(file + u".bak"_s) == old),
                      qPrintable(at + u": "_s + left.join(u' ')));
             QCOMPARE(written, limit >= largest);
         }
@@ -552,8 +531,8 @@ private slots:
             settings::write(settings::kRetryInterval, u"5"_s);
         }
         QCOMPARE(box.messages, QStringList());
-        QVERIFY(readBytes(file).contains("kept in the file"));
-        const QByteArray store = readBytes(env.machineStore());
+        QVERIFY(readFile(file).contains("kept in the file"));
+        const QByteArray store = readFile(env.machineStore());
         QVERIFY2(store.contains("QMDVarFileLoc") && !store.contains("VBL001") && !store.contains("RetryInterval"),
                  store.constData());
     }
@@ -562,11 +541,11 @@ private slots:
     {
         QTest::addColumn<QString>("folder");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("drive root") << u"C:\\"_s << u"C:\\"_s;
-        QTest::newRow("root") << u"/"_s << u"/"_s;
-        QTest::newRow("short folder") << u"/ab"_s << u"/ab"_s + QDir::separator();
+        addRow("drive root", u"C:\\"_s, u"C:\\"_s);
+        addRow("root", u"/"_s, u"/"_s);
+        addRow("short folder", u"/ab"_s, u"/ab"_s + QDir::separator());
         // Only the length counts: four characters ending in a separator still get one.
-        QTest::newRow("four characters ending in a separator") << u"/ab/"_s << u"/ab/"_s + QDir::separator();
+        addRow("four characters ending in a separator", u"/ab/"_s, u"/ab/"_s + QDir::separator());
     }
 
     void defaultPath()

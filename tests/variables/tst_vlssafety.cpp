@@ -2,6 +2,7 @@
 // a dated copy of a file that did not read completely, nothing when no byte
 // changes; and files whose lines end in LF or CR alone.
 
+#include "datarow.h"
 #include "clock.h"
 #include "clsVariableAccess.h"
 #include "settingsstore.h"
@@ -40,18 +41,6 @@ QByteArray cutAfter(int count)
     return whole.left(at);
 }
 
-QByteArray readBytes(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
-
-bool writeBytes(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
-
 QStringList entries(const QString& folder) { return QDir(folder).entryList(QDir::Files | QDir::Hidden, QDir::Name); }
 
 // Saves a set whose variable 1 holds `data` to `path`, as the plug-in does.
@@ -76,14 +65,14 @@ private slots:
         saveSet(vls, u"first"_s);
         QVERIFY(!QFileInfo::exists(bak)); // nothing was replaced
         saveSet(vls, u"second"_s);
-        QCOMPARE(readBytes(bak), fileHolding(u"first"_s));
+        QCOMPARE(readFile(bak), fileHolding(u"first"_s));
         const QDateTime bakTime = QFileInfo(bak).lastModified();
         saveSet(vls, u"second"_s); // the same bytes: nothing rotates
-        QCOMPARE(readBytes(bak), fileHolding(u"first"_s));
+        QCOMPARE(readFile(bak), fileHolding(u"first"_s));
         QCOMPARE(QFileInfo(bak).lastModified(), bakTime);
         saveSet(vls, u"third"_s);
-        QCOMPARE(readBytes(bak), fileHolding(u"second"_s));
-        QCOMPARE(readBytes(vls), fileHolding(u"third"_s));
+        QCOMPARE(readFile(bak), fileHolding(u"second"_s));
+        QCOMPARE(readFile(vls), fileHolding(u"third"_s));
         QCOMPARE(entries(env.folder()), (QStringList{u"machine.ini"_s, u"show.vls"_s, u"show.vls.bak"_s}));
     }
 
@@ -92,20 +81,20 @@ private slots:
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("problem"); // why the warning says it did not read; "" = it did
         const QByteArray whole = fileHolding(u"x"_s);
-        QTest::newRow("wrong header") << QByteArray(whole).replace("ZOL1.1", "ZOL1.0")
-                                      << u"its first line is not \"QMDVariableFileZOL1.1\""_s;
-        QTest::newRow("binary junk") << QByteArray("\x00\xff\x13\"\x80\r\x01\x02junk\n\x7f", 14)
-                                     << u"line 1 has no pair of double quotes"_s;
-        QTest::newRow("line without quotes") << cutAfter(100) + "no quotes here\r\n" + whole.mid(cutAfter(100).size())
-                                             << u"line 102 has no pair of double quotes"_s;
-        QTest::newRow("200 records") << cutAfter(200) << u"it ends after 200 of 416 records"_s;
-        QTest::newRow("empty") << QByteArray() << u"the file is empty"_s;
-        QTest::newRow("line over 16 MiB, blank lines counted")
-            << cutAfter(1) + "\r\n\n\"" + QByteArray(VariableFile::kMaxLineBytes, 'x') + "\"\r\n"
-            << u"line 5 is longer than 16 MiB"_s;
-        QTest::newRow("CR line ends") << QByteArray(whole).replace("\r\n", "\r") << QString();
-        QTest::newRow("LF line ends") << QByteArray(whole).replace("\r\n", "\n") << QString();
-        QTest::newRow("complete") << whole << QString();
+        addRow("wrong header", QByteArray(whole).replace("ZOL1.1", "ZOL1.0"),
+               u"its first line is not \"QMDVariableFileZOL1.1\""_s);
+        addRow("binary junk", QByteArray("\x00\xff\x13\"\x80\r\x01\x02junk\n\x7f", 14),
+               u"line 1 has no pair of double quotes"_s);
+        addRow("line without quotes", cutAfter(100) + "no quotes here\r\n" + whole.mid(cutAfter(100).size()),
+               u"line 102 has no pair of double quotes"_s);
+        addRow("200 records", cutAfter(200), u"it ends after 200 of 416 records"_s);
+        addRow("empty", QByteArray(), u"the file is empty"_s);
+        addRow("line over 16 MiB, blank lines counted",
+               cutAfter(1) + "\r\n\n\"" + QByteArray(VariableFile::kMaxLineBytes, 'x') + "\"\r\n",
+               u"line 5 is longer than 16 MiB"_s);
+        addRow("CR line ends", QByteArray(whole).replace("\r\n", "\r"), QString());
+        addRow("LF line ends", QByteArray(whole).replace("\r\n", "\n"), QString());
+        addRow("complete", whole, QString());
     }
 
     void damagedFileKeptBeforeOverwrite()
@@ -116,7 +105,7 @@ private slots:
         TestEnvironment env;
         ScriptedMessageBox box;
         const QString vls = env.path(u"show.vls"_s);
-        QVERIFY(writeBytes(vls, bytes));
+        writeFile(vls, bytes);
         QCOMPARE(VariableFile::readBytes(bytes).problem, problem);
         Clock::setFixed(QDateTime(QDate(2026, 3, 4), QTime(5, 6, 7)));
         const QString copy = vls + u".unreadable-20260304-050607"_s;
@@ -130,10 +119,10 @@ private slots:
         vls::RecordSet saved;
         QVERIFY(VariableFile::read(vls, saved).complete());
         QCOMPARE(saved[0][4], u"edited"_s);
-        QCOMPARE(readBytes(vls + u".bak"_s), bytes);
+        QCOMPARE(readFile(vls + u".bak"_s), bytes);
         QCOMPARE(QFileInfo::exists(copy), unreadable);
         if (unreadable)
-            QCOMPARE(readBytes(copy), bytes);
+            QCOMPARE(readFile(copy), bytes);
         // The replaced file is whole now: the next save keeps no dated copy.
         Clock::advance(60);
         saveSet(vls, u"again"_s);
@@ -150,12 +139,12 @@ private slots:
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"kept as"_s));
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"kept as"_s));
         for (const QByteArray& damaged : {QByteArray("first junk"), QByteArray("second junk")}) {
-            QVERIFY(writeBytes(vls, damaged));
+            writeFile(vls, damaged);
             saveSet(vls, u"edited"_s);
         }
         const QString copy = VariableFile::unreadableCopyPath(vls, Clock::now());
-        QCOMPARE(readBytes(copy), QByteArray("first junk"));
-        QCOMPARE(readBytes(copy + u"-2"_s), QByteArray("second junk"));
+        QCOMPARE(readFile(copy), QByteArray("first junk"));
+        QCOMPARE(readFile(copy + u"-2"_s), QByteArray("second junk"));
     }
 
     // A backup that cannot be written does not stop the save: the operator's
@@ -165,21 +154,21 @@ private slots:
         TestEnvironment env;
         ScriptedMessageBox box;
         const QString vls = env.path(u"show.vls"_s);
-        QVERIFY(writeBytes(vls, fileHolding(u"old"_s)));
+        writeFile(vls, fileHolding(u"old"_s));
         QVERIFY(QDir().mkpath(vls + u".bak"_s)); // a folder sits where the backup goes
         vls::RecordSet records;
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"could not be kept"_s));
         QVERIFY(VariableFile::write(vls, records, nullptr));
-        QCOMPARE(readBytes(vls), VariableFile::encode(records));
+        QCOMPARE(readFile(vls), VariableFile::encode(records));
     }
 
     void lineEnds_data()
     {
         QTest::addColumn<QByteArray>("end");
-        QTest::newRow("CR LF") << QByteArray("\r\n");
-        QTest::newRow("LF") << QByteArray("\n");
-        QTest::newRow("CR") << QByteArray("\r");
-        QTest::newRow("LF CR") << QByteArray("\n\r");
+        addRow("CR LF", QByteArray("\r\n"));
+        addRow("LF", QByteArray("\n"));
+        addRow("CR", QByteArray("\r"));
+        addRow("LF CR", QByteArray("\n\r"));
     }
 
     void lineEnds()
@@ -188,7 +177,7 @@ private slots:
         TestEnvironment env;
         ScriptedMessageBox box;
         const QString vls = env.path(u"ends.vls"_s);
-        QVERIFY(writeBytes(vls, QByteArray(fileHolding(u"a \"quoted\" text"_s)).replace("\r\n", end)));
+        writeFile(vls, QByteArray(fileHolding(u"a \"quoted\" text"_s)).replace("\r\n", end));
         vls::RecordSet records;
         const VariableFile::ReadResult result = VariableFile::read(vls, records);
         QVERIFY(result.complete());
