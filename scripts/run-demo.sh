@@ -58,11 +58,11 @@ fi
 
 if [ -n "${LUMAREX_DEMO_BUILD:-}" ]; then
   build="${LUMAREX_DEMO_BUILD%/}"
-  cmake --build "$build" -j2 --target Lumarex lumarex-emulator
+  cmake --build "$build" -j2 --target Lumarex lumarex-emulator qmdvars
 else
   build="build/$preset"
   cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset" --target Lumarex lumarex-emulator
+  cmake --build --preset "$preset" --target Lumarex lumarex-emulator qmdvars
 fi
 bin="$(cd "$build/bin" && pwd)"
 demo="$build/demo"
@@ -125,6 +125,10 @@ start_emulator() {
 start_emulator "$demo/emulator-1.log" --tcp "127.0.0.1:$port" --demo --label "display 1 Lobby sign"
 start_emulator "$demo/emulator-2.log" --tcp "127.0.0.1:$port2" --group 1:1,1,b --label "display 2 Gate signs (group of 4)"
 
+# The web console over the same displays and variables (scripts/demo-serve.sh).
+source scripts/demo-serve.sh
+start_web "$demo" "$bin"
+
 # A first playfile with a variable token, so Transmit shows a variable at once.
 host_args=(--app-path "$demo/host")
 if [ ${#lumarex_args[@]} -eq 0 ] || ! printf '%s\n' "${lumarex_args[@]}" | grep -qx -- '--playfile'; then
@@ -133,7 +137,7 @@ fi
 
 if [ "$have_screen" = 1 ]; then
   cat <<EOF
-run-demo: starting the host. First steps:
+run-demo: starting the host; the web console is $web_url (account $web_account, password $web_password). First steps:
   1. Plug-ins > Variable Access/QMD opens the variable manager; type a text for Text Var 1.
   2. Press "Update Display", tick display 1 or 2 and the variable, and watch the emulator's sign.
   3. Back in the host, press Transmit: the playfile "WELCOME VBL001" shows with your text.
@@ -143,5 +147,12 @@ elif [ ${#lumarex_args[@]} -gt 0 ] && command -v xvfb-run >/dev/null; then
   # No screen: the host runs on a virtual one (for screenshots and checks).
   xvfb-run -a "$bin/Lumarex" "${host_args[@]}" "${lumarex_args[@]}"
 else
-  QT_QPA_PLATFORM=offscreen "$bin/Lumarex" --app-path "$demo/host" --self-test
+  if ! QT_QPA_PLATFORM=offscreen "$bin/Lumarex" --app-path "$demo/host" --self-test; then
+    echo "run-demo: the host's self-test failed" >&2
+    exit 1
+  fi
+  # No screen: the displays and the web console keep running until Ctrl-C.
+  echo "run-demo: the emulated displays and the web console run until Ctrl-C; log in from a browser:"
+  print_web
+  wait
 fi
