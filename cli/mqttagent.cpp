@@ -120,8 +120,9 @@ QByteArray stateJson(const SendReport& r)
                   {QStringLiteral("result"), r.ok ? QStringLiteral("Updated") : QStringLiteral("FAILED")},
                   {QStringLiteral("units"), units},
                   {QStringLiteral("time"), r.time.toString(Qt::ISODateWithMs)},
-                  {QStringLiteral("cause"), r.cause},
-                  {QStringLiteral("variables"), variables}};
+                  {QStringLiteral("cause"), r.cause}};
+    if (!variables.isEmpty())
+        o.insert(QStringLiteral("variables"), variables);
     if (!r.ok)
         o.insert(QStringLiteral("error"), r.error);
     return QJsonDocument(o).toJson(QJsonDocument::Compact);

@@ -166,6 +166,10 @@ start_emulator "$demo/emulator-1.log" --tcp "127.0.0.1:$port" --demo --label "di
 start_emulator "$demo/emulator-2.log" --tcp "127.0.0.1:$port2" --group 1:1,1,b \
   --label "display 2 Gate signs (group of 4)" --geometry +0+360
 
+# The web console over the same displays and variables (scripts/demo-serve.sh).
+source scripts/demo-serve.sh
+start_web "$demo" "$bin"
+
 # A first playfile with a variable token, so Transmit shows a variable at once.
 host_args=(--app-path "$demo/host")
 if [ ${#lumarex_args[@]} -eq 0 ] || ! printf '%s\n' "${lumarex_args[@]}" | grep -qx -- '--playfile'; then
@@ -189,6 +193,8 @@ if [ "$have_screen" = 1 ]; then
   echo "    2. Press \"Update Display\", tick Text Var 1, OK, then Select All, OK: the signs show it."
   echo "    3. Press \"Done\", then Transmit: the playfile \"WELCOME VBL001\" shows with your text."
   cli_steps
+  echo "  The web console, in a browser on this machine:"
+  print_web
   "$bin/Lumarex" "${host_args[@]}" "${lumarex_args[@]}" >"$demo/lumarex.log" 2>&1
 elif [ ${#lumarex_args[@]} -gt 0 ] && command -v xvfb-run >/dev/null; then
   # No screen: the host runs on a virtual one (for screenshots and checks).
@@ -205,11 +211,13 @@ else
   echo
   echo "run-demo: the build works (the host's self-test passed: $demo/self-test.log)."
   echo "  There is no screen here (neither DISPLAY nor WAYLAND_DISPLAY is set), so no window opened."
-  echo "  Now running, headless: display 1 at 127.0.0.1:$port and display 2 at 127.0.0.1:$port2;"
+  echo "  Now running, headless: qmdvars serve (the web console) and display 1 at 127.0.0.1:$port and display 2 at 127.0.0.1:$port2;"
   echo "  what each sign shows is logged as SHOW lines in $demo/emulator-1.log and emulator-2.log."
   cli_steps
   echo "      grep SHOW $demo/emulator-1.log | tail -n 1"
   echo "  The windows, on a virtual screen (look at it through a VNC server, or take screenshots):"
   echo "      xvfb-run -a -s \"-screen 0 1600x1000x24\" bash scripts/run-demo.sh"
-  echo "  Stop the signs with: bash scripts/run-demo.sh --stop"
+  echo "  Stop the signs and the console with: bash scripts/run-demo.sh --stop"
+  echo "  Log in from a browser:"
+  print_web
 fi

@@ -2,6 +2,7 @@
 
 #include "commandtable.h"
 
+#include "busoptions.h"
 #include "buswatch.h"
 #include "displaysender.h"
 #include "feedlinks.h"
@@ -23,51 +24,6 @@ const QCommandLineOption kDebounce(QStringLiteral("debounce"),
                                                   "other at once (default %1).")
                                        .arg(::watch::Options{}.debounceMs),
                                    QStringLiteral("MS"));
-
-const QCommandLineOption kPublish(QStringLiteral("publish"),
-                                  QStringLiteral("Publish each display's state, every send and this agent's "
-                                                 "presence on the broker URL, under its topic prefix."),
-                                  QStringLiteral("mqtt[s]://[USER@]HOST[:PORT]/PREFIX"));
-const QCommandLineOption kSite(QStringLiteral("site"),
-                               QStringLiteral("This agent's site: its topics under PREFIX/sites/NAME, and "
-                                              "commands from PREFIX/all/ too."),
-                               QStringLiteral("NAME"));
-const QCommandLineOption kAgent(QStringLiteral("agent"),
-                                QStringLiteral("This agent's name (default: the site, or the host's name)."),
-                                QStringLiteral("NAME"));
-const QCommandLineOption kAcceptCommands(QStringLiteral("accept-commands"),
-                                         QStringLiteral("Act on PREFIX/variables/<n>/set messages."));
-const QCommandLineOption kKeepAlive(QStringLiteral("keepalive"),
-                                    QStringLiteral("Seconds between signs of life to the brokers (default 30)."),
-                                    QStringLiteral("S"));
-
-// The agent's options from --publish, --site, --agent and --accept-commands.
-std::optional<agent::Options> agentOptionsOf(const Context& c, int keepAlive)
-{
-    if (!c.parser.isSet(kPublish)) {
-        for (const QCommandLineOption* o : {&kSite, &kAgent, &kAcceptCommands})
-            if (c.parser.isSet(*o))
-                throw Failure{BadArguments, QStringLiteral("--%1 needs --publish").arg(o->names().first())};
-        return std::nullopt;
-    }
-    const mqtt::ParsedBrokerUrl url = mqtt::parseBrokerUrl(c.parser.value(kPublish));
-    if (!url.broker)
-        throw Failure{BadArguments,
-                      QStringLiteral("bad --publish \"%1\": %2").arg(c.parser.value(kPublish), url.error)};
-    agent::Options options;
-    options.broker = *url.broker;
-    options.prefix = url.prefix;
-    options.site = c.parser.value(kSite);
-    options.name = c.parser.value(kAgent);
-    if (c.parser.isSet(kSite) && options.site.isEmpty())
-        throw Failure{BadArguments, QStringLiteral("an empty --site")};
-    for (const QString& name : {options.site, options.name})
-        if (!name.isEmpty() && !agent::validLevel(name))
-            throw Failure{BadArguments, QStringLiteral("\"%1\" cannot be a topic level (no /, + or #)").arg(name)};
-    options.acceptCommands = c.parser.isSet(kAcceptCommands);
-    options.keepAliveSeconds = keepAlive;
-    return options;
-}
 
 // Publishes the watch's sends, logs the agent's link and carries commands out.
 void wire(Context& c, agent::Agent& bus, const agent::Options& options, watch::Watcher& watcher, clsVariableAccess* set)
@@ -110,8 +66,8 @@ int run(Context& c)
     options.debounceMs = numberOption(c, kDebounce, 0, 3600 * 1000, watch::Options{}.debounceMs);
     options.retryIntervalSeconds = std::max(1, retryIntervalOf(c));
     options.pollSeconds = links::FeedCache::shared().refreshSeconds();
-    const int keepAlive = numberOption(c, kKeepAlive, 5, 3600, 30);
-    const std::optional<agent::Options> agentOptions = agentOptionsOf(c, keepAlive);
+    const int keepAlive = busoptions::keepAliveOf(c);
+    const std::optional<agent::Options> agentOptions = busoptions::agentOptionsOf(c, true);
     const QList<displays::Entry> chosen = chosenDisplays(c);
     const VarStore store = loadedStore(c);
     const auto engine = engineFor(store);
@@ -171,8 +127,8 @@ Command watch()
                            "failure goes to the output. With --publish it also publishes each display's state, its "
                            "sends and its presence on the broker, and with --accept-commands changes and sends "
                            "variables on PREFIX/variables/<n>/set (docs/mqtt.md)."),
-            {options::displays, options::vars, kDebounce, options::retryInterval, kKeepAlive, kPublish, kSite, kAgent,
-             kAcceptCommands},
+            {options::displays, options::vars, kDebounce, options::retryInterval, busoptions::keepAlive,
+             busoptions::publish, busoptions::site, busoptions::agentName, busoptions::acceptCommands},
             {},
             run};
 }

@@ -1,5 +1,9 @@
 #include "servecommands.h"
 
+#include "busoptions.h"
+#include "mqttagent.h"
+#include "runs.h"
+
 #include "accounts.h"
 #include "commands/commandtable.h"
 #include "displays.h"
@@ -9,6 +13,8 @@
 #include "workspace.h"
 
 #include <QEventLoop>
+#include <QJsonArray>
+#include <QJsonObject>
 
 #include <cstdio>
 #include <termios.h>
@@ -209,6 +215,29 @@ Options serveOptions(const Context& c)
     return options;
 }
 
+// Every display of a finished update, as its state and a send on the message bus.
+void publishUpdates(Runs& runs, agent::Agent& bus)
+{
+    QObject::connect(&runs, &Runs::changed, &bus, [&bus](const QJsonObject& run) {
+        if (run.value(QStringLiteral("type")).toString() != u"update"
+            || run.value(QStringLiteral("state")).toString() != u"finished")
+            return;
+        for (const QJsonValue& value : run.value(QStringLiteral("displays")).toArray()) {
+            const QJsonObject row = value.toObject();
+            agent::SendReport report;
+            report.display = row.value(QStringLiteral("number")).toString();
+            report.name = row.value(QStringLiteral("name")).toString();
+            report.ok = row.value(QStringLiteral("result")).toString() == u"Updated";
+            report.error = row.value(QStringLiteral("error")).toString();
+            report.cause = QStringLiteral("update ") + run.value(QStringLiteral("id")).toString();
+            for (const QJsonValue& u : row.value(QStringLiteral("units")).toArray())
+                report.units.append({u[QStringLiteral("address")].toInt(), u[QStringLiteral("sent")].toBool(),
+                                     u[QStringLiteral("error")].toString()});
+            bus.publishSend(report);
+        }
+    });
+}
+
 int serveCommand(Context& c)
 {
     qmdvars::positionals(c, 0, 0);
@@ -230,6 +259,15 @@ int serveCommand(Context& c)
     c.console.err.flush();
     c.console.out << "LISTENING " << server.url() << '\n';
     c.console.out.flush();
+    std::unique_ptr<agent::Agent> bus;
+    if (const std::optional<agent::Options> busOptions = qmdvars::busoptions::agentOptionsOf(c, false)) {
+        bus = std::make_unique<agent::Agent>(*busOptions, QStringList());
+        publishUpdates(*server.runs(), *bus);
+        c.console.err << "publishing to " << busOptions->broker.key() << " under " << bus->topics().base()
+                      << " as agent " << bus->topics().name << '\n';
+        c.console.err.flush();
+        bus->start();
+    }
 
     QEventLoop loop;
     StopSignals stop;
@@ -249,12 +287,15 @@ void addCommands()
     qmdvars::commands::add(
         {QStringLiteral("serve"),
          QStringLiteral("serve [--listen ADDR:PORT] [--tls-cert F --tls-key F] [--jobs N] [--host NAME] "
-                        "[--trusted-proxy ADDR] [--session-idle MIN] [--request-timeout S] [--max-connections N]"),
+                        "[--trusted-proxy ADDR] [--session-idle MIN] [--request-timeout S] [--max-connections N]\n"
+                        "      [--publish mqtt[s]://[USER@]HOST[:PORT]/PREFIX [--site NAME] [--agent NAME] "
+                        "[--keepalive S]]"),
          QStringLiteral("Serves the web console and the HTTP API (/api/v1, docs/api.md) on the variable file, the "
                         "display list and the send history until SIGINT or SIGTERM (exit code 0). Prints "
                         "\"LISTENING URL\" when ready; one line per change, login and refusal goes to the error "
                         "output."),
-         {kListen, kCert, kKey, kJobs, kHost, kProxy, kIdle, kTimeout, kConnections},
+         {kListen, kCert, kKey, kJobs, kHost, kProxy, kIdle, kTimeout, kConnections, qmdvars::busoptions::publish,
+          qmdvars::busoptions::site, qmdvars::busoptions::agentName, qmdvars::busoptions::keepAlive},
          {},
          serveCommand});
     qmdvars::commands::add(

@@ -52,6 +52,8 @@ public:
     bool start(QString* error);
     quint16 port() const { return m_port; }
     QString url() const;
+    // The updates and audits started over the API.
+    Runs* runs() const { return m_runs.get(); }
     // Stops taking connections and waits for the runs still going.
     void stop();
 

@@ -4,6 +4,7 @@
 
 #include <QMainWindow>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -67,7 +68,8 @@ protected:
 private:
     void buildMenus();
     void rebuildPluginMenus();
-    void reportError(const QString& prefix, const std::exception& e);
+    // Runs `work`; an error shows "prefix description" in a message box and in the log.
+    bool guarded(const QString& prefix, const std::function<void()>& work);
     bool writePlayfile(const QString& path);
     void updateTitle();
 
