@@ -10,6 +10,18 @@
 
 namespace wire {
 
+namespace {
+// The value `text` names in `names`; nothing for a name it does not hold.
+template <typename T>
+std::optional<T> named(const QString& text, std::initializer_list<std::pair<QStringView, T>> names)
+{
+    for (const auto& [name, value] : names)
+        if (text == name)
+            return value;
+    return std::nullopt;
+}
+} // namespace
+
 std::optional<SerialParams> parseSerialParams(const QString& text)
 {
     SerialParams p;
@@ -24,19 +36,15 @@ std::optional<SerialParams> parseSerialParams(const QString& text)
         return std::nullopt;
     p.baud = baud;
     if (parts.size() > 1) {
-        const QString parity = parts[1].trimmed().toUpper();
-        if (parity == u"N")
-            p.parity = QSerialPort::NoParity;
-        else if (parity == u"E")
-            p.parity = QSerialPort::EvenParity;
-        else if (parity == u"O")
-            p.parity = QSerialPort::OddParity;
-        else if (parity == u"M")
-            p.parity = QSerialPort::MarkParity;
-        else if (parity == u"S")
-            p.parity = QSerialPort::SpaceParity;
-        else
+        const auto parity = named<QSerialPort::Parity>(parts[1].trimmed().toUpper(),
+                                                       {{u"N", QSerialPort::NoParity},
+                                                        {u"E", QSerialPort::EvenParity},
+                                                        {u"O", QSerialPort::OddParity},
+                                                        {u"M", QSerialPort::MarkParity},
+                                                        {u"S", QSerialPort::SpaceParity}});
+        if (!parity)
             return std::nullopt;
+        p.parity = *parity;
     }
     if (parts.size() > 2) {
         const int bits = parts[2].trimmed().toInt(&ok);
@@ -45,15 +53,12 @@ std::optional<SerialParams> parseSerialParams(const QString& text)
         p.dataBits = QSerialPort::DataBits(bits);
     }
     if (parts.size() > 3) {
-        const QString stop = parts[3].trimmed();
-        if (stop == u"1")
-            p.stopBits = QSerialPort::OneStop;
-        else if (stop == u"1.5")
-            p.stopBits = QSerialPort::OneAndHalfStop;
-        else if (stop == u"2")
-            p.stopBits = QSerialPort::TwoStop;
-        else
+        const auto stop = named<QSerialPort::StopBits>(
+            parts[3].trimmed(),
+            {{u"1", QSerialPort::OneStop}, {u"1.5", QSerialPort::OneAndHalfStop}, {u"2", QSerialPort::TwoStop}});
+        if (!stop)
             return std::nullopt;
+        p.stopBits = *stop;
     }
     return p;
 }

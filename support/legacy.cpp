@@ -16,20 +16,20 @@ double val(const QString& text)
             ++i;
     };
     skipBlanks();
+    // Appends the ASCII digits from `at` on to `into`; true when there was one.
+    auto takeDigits = [&](int& at, QString& into) {
+        const int from = at;
+        while (at < n && text[at].isDigit() && text[at].unicode() < 128)
+            into += text[at++];
+        return at > from;
+    };
     QString number;
     if (i < n && (text[i] == u'+' || text[i] == u'-'))
         number += text[i++];
-    bool digits = false;
-    while (i < n && text[i].isDigit() && text[i].unicode() < 128) {
-        number += text[i++];
-        digits = true;
-    }
+    bool digits = takeDigits(i, number);
     if (i < n && text[i] == u'.') {
         number += text[i++];
-        while (i < n && text[i].isDigit() && text[i].unicode() < 128) {
-            number += text[i++];
-            digits = true;
-        }
+        digits = takeDigits(i, number) || digits;
     }
     if (!digits)
         return 0.0;
@@ -38,12 +38,7 @@ double val(const QString& text)
         int j = i + 1;
         if (j < n && (text[j] == u'+' || text[j] == u'-'))
             exponent += text[j++];
-        bool expDigits = false;
-        while (j < n && text[j].isDigit() && text[j].unicode() < 128) {
-            exponent += text[j++];
-            expDigits = true;
-        }
-        if (expDigits)
+        if (takeDigits(j, exponent))
             number += exponent;
     }
     bool ok = false;
