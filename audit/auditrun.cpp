@@ -160,7 +160,11 @@ void AuditRun::auditDisplay(const QString& name)
     // Deliberately kept across the display's units: after the first failure on a
     // display its further units get their headings but no variable lines.
     m_display = name;
+    m_displayNumber.clear();
+    m_displayName.clear();
     m_readOk = openDisplay(name);
+    // The connection's own reason, before the reads below put theirs in its place.
+    const QString openError = m_readOk ? QString() : control().LastErrorText();
     if (m_openObserver)
         m_openObserver(name, m_readOk);
     pump();
@@ -192,7 +196,7 @@ void AuditRun::auditDisplay(const QString& name)
             break;
     }
     append(QStringLiteral("Closing Connection") + kCrLf, kBlue);
-    const QString error = m_readOk ? QString() : control().LastErrorText();
+    const QString error = !openError.isEmpty() ? openError : m_readOk ? QString() : control().LastErrorText();
     control().CloseConnection();
     if (m_recordHistory)
         recordAudit(ids.join(u','), error);
@@ -203,7 +207,9 @@ void AuditRun::recordAudit(const QString& units, const QString& error)
     history::Entry entry;
     entry.when = Clock::now();
     entry.kind = QStringLiteral("audit");
-    entry.display = m_display;
+    // By number and name, as updates are recorded.
+    entry.display = m_displayNumber.isEmpty() ? m_display : m_displayNumber;
+    entry.displayName = m_displayNumber.isEmpty() ? QString() : m_displayName;
     entry.units = units;
     entry.mode = QStringLiteral("audit");
     for (const clsVarSetupInfo& member : std::as_const(m_variables))
@@ -219,6 +225,8 @@ bool AuditRun::openDisplay(const QString& name)
     disptrans::IDisplayList& list = displayList();
     list.setListFile(kDisplayListFile);
     list.setCurrentRecord(list.FindDisplayByName(name));
+    m_displayNumber = list.DisplayNumber();
+    m_displayName = list.DisplayName();
     append(QStringLiteral("Opening connection..."), kBlue);
 
     disptrans::ConnectionSettings settings;

@@ -128,6 +128,7 @@ private:
     OpenObserver m_openObserver;
     ReadObserver m_readObserver;
     QString m_display;
+    QString m_displayNumber, m_displayName; // found in the display list, for the history
     int16_t m_unit = 0;
     ReportSink* m_sink = nullptr;
     disptrans::IDispTrans* m_givenControl = nullptr;

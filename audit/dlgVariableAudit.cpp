@@ -1,18 +1,15 @@
 #include "dlgVariableAudit.h"
 
-#include "clock.h"
-#include "datetimetext.h"
-#include "filedialog.h"
 #include "messagebox.h"
+#include "namedwidgets.h"
 #include "printdialog.h"
-#include "richtextdocument.h"
+#include "reportfile.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QPrinter>
 #include <QPushButton>
-#include <QSaveFile>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextEdit>
@@ -24,14 +21,6 @@ namespace {
 const QString kCancel = QStringLiteral("Cancel");
 const QString kCancelling = QStringLiteral("Cancelling");
 const QString kClose = QStringLiteral("Close");
-
-QPushButton* button(QWidget* parent, const char* name, const QString& caption)
-{
-    auto* b = new QPushButton(caption, parent);
-    b->setObjectName(QString::fromLatin1(name));
-    b->setAutoDefault(false);
-    return b;
-}
 
 // A blue-green-red colour word as a colour.
 QColor colourOf(quint32 bgr) { return QColor(int(bgr & 0xFF), int(bgr >> 8 & 0xFF), int(bgr >> 16 & 0xFF)); }
@@ -70,9 +59,9 @@ private:
 
 dlgVariableAudit::dlgVariableAudit(QWidget* parent)
     : QDialog(parent), m_rtxtAuditInfo(new QTextEdit(this)),
-      m_cmdPrint(button(this, "cmdPrint", QStringLiteral("Print"))),
-      m_cmdSaveToFile(button(this, "cmdSaveToFile", QStringLiteral("Save To File"))),
-      m_cmdClose(button(this, "cmdClose", kClose))
+      m_cmdPrint(widgets::namedButton(this, "cmdPrint", QStringLiteral("Print"))),
+      m_cmdSaveToFile(widgets::namedButton(this, "cmdSaveToFile", QStringLiteral("Save To File"))),
+      m_cmdClose(widgets::namedButton(this, "cmdClose", kClose))
 {
     setObjectName(QStringLiteral("dlgVariableAudit"));
     setWindowTitle(QStringLiteral("Variable Audit"));
@@ -158,17 +147,13 @@ void dlgVariableAudit::onPrint()
         m_rtxtAuditInfo->document()->print(&printer);
 }
 
+// No question before an existing file is replaced, and a file that cannot be
+// written is simply not written.
 void dlgVariableAudit::onSaveToFile()
 {
-    const QString proposed = QStringLiteral("Audit Log ") + datetimetext::fileDate(Clock::now().date())
-                             + QStringLiteral(".doc");
-    const QString fileName = filedialog::getSaveFileName(
-        QStringLiteral("Choose where to save audit log - This File viewable in WordPad!"),
-        QStringLiteral("Audit Log Files (*.doc)|*.doc"), QString(), proposed, this);
-    if (fileName.isEmpty())
-        return;
-    // Errors are ignored here: a file that cannot be written is simply not written.
-    QSaveFile file(fileName);
-    if (file.open(QIODevice::WriteOnly) && file.write(rtf::write(*m_rtxtAuditInfo->document())) >= 0)
-        file.commit();
+    reportfile::SaveRequest request;
+    request.namePrefix = QStringLiteral("Audit Log ");
+    request.title = QStringLiteral("Choose where to save audit log - This File viewable in WordPad!");
+    request.filter = QStringLiteral("Audit Log Files (*.doc)|*.doc");
+    reportfile::save(*m_rtxtAuditInfo->document(), request, this);
 }

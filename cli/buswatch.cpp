@@ -54,20 +54,22 @@ bool applyCommand(const QString& fileOption, clsVariableAccess* set, const agent
         *error = QStringLiteral("variable %1 is linked: its link gives its data").arg(n);
         return false;
     }
-    // TODO(lock): read, change and write under the variable file's lock.
-    VarStore store(fileOption);
-    if (!store.load(error))
-        return false;
-    vls::Record& record = store.records()[n - 1];
-    if (command.data)
-        record[clsVariableAccess::Data] = *command.data;
-    if (command.color)
-        record[clsVariableAccess::Color] = *command.color;
-    if (command.blink)
-        record[clsVariableAccess::Blink] = *command.blink;
-    if (command.inverse)
-        record[clsVariableAccess::Inverse] = *command.inverse;
-    if (!store.save(error))
+    // Read, change and write under the variable file's lock.
+    VarStore target(fileOption);
+    const bool saved = target.store().modifyRecords(
+        [&](vls::RecordSet& records) {
+            vls::Record& record = records[n - 1];
+            if (command.data)
+                record[clsVariableAccess::Data] = *command.data;
+            if (command.color)
+                record[clsVariableAccess::Color] = *command.color;
+            if (command.blink)
+                record[clsVariableAccess::Blink] = *command.blink;
+            if (command.inverse)
+                record[clsVariableAccess::Inverse] = *command.inverse;
+        },
+        error);
+    if (!saved)
         return false;
     if (command.data)
         set->setVariableData(n, *command.data);

@@ -56,6 +56,13 @@ Problem select(const QString& rangeText, const QString& file, QList<Entry>* chos
         *error = QStringLiteral("cannot read the display list %1: %2").arg(file, e.description());
         return Problem::BadFile;
     }
+    // A list with a line that is not a display is refused whole: nothing is sent
+    // to a list that may not say what its author meant.
+    if (!contents.errors.isEmpty()) {
+        *error = QStringLiteral("the display list %1 has lines that are not displays: %2")
+                     .arg(file, contents.errorTexts().join(QStringLiteral("; ")));
+        return Problem::BadFile;
+    }
     QSet<int> present;
     int highest = 0;
     for (const DisplayRecord& r : std::as_const(contents.records)) {

@@ -44,11 +44,19 @@ QString text(const QList<history::Entry>& entries)
 {
     QString out;
     for (const history::Entry& e : entries) {
+        const QString display = e.displayName.isEmpty() ? e.display
+                                                        : QStringLiteral("%1 \"%2\"").arg(e.display, e.displayName);
         out += QStringLiteral("%1  display %2  %3 (%4) of %5  %6")
-                   .arg(when(e), e.display, e.kind, e.mode, numbers(e.variables), e.result);
+                   .arg(when(e), display, e.kind, e.mode, numbers(e.variables), e.result);
         if (!e.error.isEmpty())
             out += QStringLiteral(": ") + e.error;
+        if (!e.account.isEmpty())
+            out += QStringLiteral("  by ") + e.account;
         out += u'\n';
+        // A unit that did not take the send, even when the display's result says Updated.
+        for (const history::UnitEntry& unit : e.unitResults)
+            if (!unit.sent)
+                out += QStringLiteral("    unit %1: FAILED %2\n").arg(unit.address).arg(unit.error);
         for (const auto& [variable, sent] : e.sentTexts)
             out += QStringLiteral("    %1: \"%2\"\n").arg(variable).arg(sent);
     }
@@ -59,16 +67,23 @@ QList<QStringList> csvRows(const QList<history::Entry>& entries)
 {
     QList<QStringList> rows{{QStringLiteral("when"), QStringLiteral("kind"), QStringLiteral("display"),
                              QStringLiteral("units"), QStringLiteral("mode"), QStringLiteral("result"),
-                             QStringLiteral("error"), QStringLiteral("variable"), QStringLiteral("text")}};
+                             QStringLiteral("error"), QStringLiteral("variable"), QStringLiteral("text"),
+                             QStringLiteral("display name"), QStringLiteral("account"),
+                             QStringLiteral("failed units")}};
     for (const history::Entry& e : entries) {
         const QStringList head{when(e), e.kind, e.display, e.units, e.mode, e.result, e.error};
         QHash<int, QString> sent;
         for (const auto& [variable, text] : e.sentTexts)
             sent.insert(variable, text);
+        QStringList failedUnits;
+        for (const history::UnitEntry& unit : e.unitResults)
+            if (!unit.sent)
+                failedUnits << QString::number(unit.address);
+        const QStringList tail{e.displayName, e.account, failedUnits.join(u',')};
         if (e.variables.isEmpty())
-            rows << head + QStringList{QString(), QString()};
+            rows << head + QStringList{QString(), QString()} + tail;
         for (int n : e.variables)
-            rows << head + QStringList{QString::number(n), sent.value(n)};
+            rows << head + QStringList{QString::number(n), sent.value(n)} + tail;
     }
     return rows;
 }

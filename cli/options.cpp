@@ -165,25 +165,16 @@ VarStore loadedStore(const Context& c)
     return store;
 }
 
-// The engine's object reads the current file when it is made and writes it when
-// it is released, which would replace a damaged current file: the tool stops
-// before that instead.
-std::unique_ptr<EngineSet> engineFor(const VarStore& store)
-{
-    if (!store.isCurrent()) {
-        VarStore current{QString()};
-        QString error;
-        if (QFileInfo::exists(current.path()) && !current.load(&error))
-            throw Failure{BadInputFile, QStringLiteral("the current variable file is damaged: ") + error};
-    }
-    return std::make_unique<EngineSet>(store.records());
-}
+std::unique_ptr<EngineSet> engineFor(const VarStore& store) { return std::make_unique<EngineSet>(store.records()); }
 
-void saveStore(VarStore& store)
+void modifyStore(const Context& c, const std::function<void(vls::RecordSet&)>& change)
 {
+    VarStore target(c.file);
     QString error;
-    if (!store.save(&error))
-        throw Failure{BadInputFile, QStringLiteral("cannot write %1: %2").arg(store.path(), error)};
+    if (!target.store().modifyRecords(change, &error))
+        throw Failure{BadInputFile, error};
+    if (target.store().createdFile())
+        c.console.err << "qmdvars: " << target.path() << " did not exist: made it from the default set\n";
 }
 
 void writeFile(const QString& path, const QByteArray& bytes)

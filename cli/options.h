@@ -87,9 +87,11 @@ std::optional<bool> oneOf(const Context& c, const QCommandLineOption& a, const Q
 UpdateOption updateOptionOf(const Context& c);
 
 VarStore loadedStore(const Context& c);
-// The engine's set for the records (it refuses to stand in for a damaged current file).
+// The engine's set for the records; it belongs to no file.
 std::unique_ptr<EngineSet> engineFor(const VarStore& store);
-void saveStore(VarStore& store);
+// Changes the file's records under its lock (read, change, write); a file that
+// does not exist yet is made from the default set, and the tool says so.
+void modifyStore(const Context& c, const std::function<void(vls::RecordSet&)>& change);
 void writeFile(const QString& path, const QByteArray& bytes);
 // The displays --displays names.
 QList<displays::Entry> chosenDisplays(const Context& c);

@@ -1,8 +1,19 @@
 #include "progress.h"
 
+#include <QDateTime>
+
+#include <algorithm>
+
 ProgressView::ProgressView(QTextStream& out, bool terminal, const QList<displays::Entry>& displays)
     : m_out(out), m_terminal(terminal), m_displays(displays)
 {}
+
+// "37 s, at 16:40:12": how long until the next pass, and when.
+static QString waitText(const updatejobs::State& state)
+{
+    const qint64 left = std::max<qint64>(0, (QDateTime::currentDateTime().msecsTo(state.nextTry) + 999) / 1000);
+    return QStringLiteral("%1 s, at %2").arg(left).arg(state.nextTry.toString(QStringLiteral("HH:mm:ss")));
+}
 
 QString ProgressView::phaseText(const updatejobs::State& state, int retries)
 {
@@ -13,7 +24,7 @@ QString ProgressView::phaseText(const updatejobs::State& state, int retries)
     case State::Sending:
         return state.attempt > 1 ? QStringLiteral("sending, retry %1 of %2").arg(state.attempt - 1).arg(retries)
                                  : QStringLiteral("sending");
-    case State::RetryWait: return QStringLiteral("failed, waiting to retry");
+    case State::RetryWait: return QStringLiteral("FAILED %1; next try in %2").arg(state.error, waitText(state));
     case State::Done: return state.updated ? QStringLiteral("Updated") : QStringLiteral("FAILED ") + state.error;
     }
     return QString();
@@ -26,6 +37,8 @@ QString ProgressView::barLine(const QList<updatejobs::State>& states, const QLis
     for (int i = 0; i < states.size(); ++i) {
         if (states[i].phase == updatejobs::State::Done)
             ++done;
+        else if (current.isEmpty() && states[i].phase == updatejobs::State::RetryWait)
+            current = QStringLiteral("display %1 failed; next try in %2").arg(displays[i].number, waitText(states[i]));
         else if (current.isEmpty() && states[i].phase == updatejobs::State::Sending)
             current = QStringLiteral("display %1: %2 %3%")
                           .arg(displays[i].number,

@@ -63,8 +63,12 @@ void Jobs::run(const Watch& watch)
     // retry interval, a pass over those that failed, and so on.
     for (int attempt = 1; attempt <= m_options.retries + 1 && !pending.isEmpty(); ++attempt) {
         if (attempt > 1) {
+            const QDateTime nextTry = QDateTime::currentDateTime().addSecs(m_options.retryIntervalSeconds);
             for (int i : std::as_const(pending))
-                change(i, [](State& s) { s.phase = State::RetryWait; });
+                change(i, [&nextTry](State& s) {
+                    s.phase = State::RetryWait;
+                    s.nextTry = nextTry;
+                });
             wait(qint64(m_options.retryIntervalSeconds) * 1000);
         }
         QThreadPool pool;

@@ -8,6 +8,7 @@
 #include "displays.h"
 #include "displaysender.h"
 
+#include <QDateTime>
 #include <QList>
 #include <QString>
 
@@ -37,6 +38,7 @@ struct State {
     bool updated = false;
     QString error;           // the last error of a failed display
     QList<UnitResult> units; // each unit's result of the last try
+    QDateTime nextTry;       // while waiting to retry: when the next pass starts
 };
 
 // A change of a display's phase, as it happened.

@@ -1,9 +1,10 @@
 #pragma once
 
 // The variable file the tool works on: the one named with --file, or the
-// current one that the settings name, as the plug-in finds it.
+// current one that the settings name, as the plug-in finds it. Reads and
+// writes go through the engine's VariableStore (its lock, its messages).
 
-#include "variablefile.h"
+#include "variablestore.h"
 
 #include <QString>
 
@@ -14,36 +15,31 @@ class clsVariableAccess;
 class VarStore final {
 public:
     // `fileOption` empty: the current file.
-    explicit VarStore(const QString& fileOption);
+    explicit VarStore(const QString& fileOption) : m_store(fileOption) {}
 
-    QString path() const { return m_path; }
+    QString path() const { return m_store.path(); }
     // Whether this is the file the plug-in and the host use now.
-    bool isCurrent() const { return m_current; }
+    bool isCurrent() const { return m_store.isCurrent(); }
+    VariableStore& store() { return m_store; }
 
     // Reads the whole file. A current file that does not exist yet holds the
-    // defaults, as a fresh plug-in's does; anything else that is not a complete
-    // variable file is an error, with the reason in `error`.
-    bool load(QString* error);
+    // defaults, as a fresh plug-in's does; a missing --file is "no such file";
+    // anything else that is not a complete variable file is an error, with the
+    // reason in `error`.
+    bool load(QString* error) { return m_store.read(m_records, error); }
     vls::RecordSet& records() { return m_records; }
+    // Writes the records; the caller holds the file's lock (VariableStore::lockPath).
+    bool save(QString* error) { return m_store.writeHoldingLock(m_records, error); }
     const vls::RecordSet& records() const { return m_records; }
 
-    // Writes the whole file safely (the old one is replaced only by a complete
-    // new one); for the current file, also each variable's data where the host
-    // reads it by token, as every save of the plug-in does.
-    bool save(QString* error);
-
-    static vls::RecordSet defaults();
-
 private:
-    QString m_path;
-    bool m_current = false;
-    vls::RecordSet m_records;
+    VariableStore m_store;
+    vls::RecordSet m_records = VariableStore::defaults();
 };
 
-// The records as the engine reads them: the updater, the displayable data and
-// the comparison with a display all go through a clsVariableAccess. That object
-// saves the current file when it is released, so before that it is given the
-// current file back: the tool's reads never change a file.
+// The records as the engine reads them (the updater, the displayable data, the
+// comparison with a display): a set that belongs to no file, so the tool's
+// reads never write anything.
 class EngineSet final {
 public:
     explicit EngineSet(const vls::RecordSet& records);

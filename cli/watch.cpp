@@ -14,11 +14,32 @@
 
 namespace watch {
 
+namespace {
+// The values the watcher read, by link source: what the sender sends is what
+// was read and logged, never a second reading of a source that went away since.
+class ReadValues final : public ILinkContainer {
+public:
+    QHash<QString, QString> values;
+    void setLinkedOnly() override {}
+    bool canPaste() override { return false; }
+    void paste() override {}
+    QString sourceDoc() override { return m_source; }
+    void clear() override { m_source.clear(); }
+    void setDataFormat(const QString&) override {}
+    void createLink(const QString& source) override { m_source = source; }
+    QString dataText() override { return values.value(m_source); }
+
+private:
+    QString m_source;
+};
+} // namespace
+
 Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays, const Options& options,
                  QTextStream& log)
     : m_set(set), m_displays(displays), m_options(options), m_log(log), m_link(links::create()),
-      m_sender(std::make_unique<DisplaySender>(set, m_link.get())), m_files(new links::DocumentWatcher(this))
+      m_sent(std::make_unique<ReadValues>()), m_files(new links::DocumentWatcher(this))
 {
+    m_sender = std::make_unique<DisplaySender>(set, m_sent.get());
     for (const clsVarSetupInfo& member : std::as_const(m_options.selection)) {
         const QString source = m_set->VariableOLELink(member.VarNum);
         if (source.isEmpty())
@@ -41,6 +62,9 @@ Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays,
     m_debounce.setSingleShot(true);
     m_debounce.setInterval(m_options.debounceMs);
     connect(&m_debounce, &QTimer::timeout, this, &Watcher::sendChanges);
+    m_burstCap.setSingleShot(true);
+    m_burstCap.setInterval(3 * m_options.debounceMs);
+    connect(&m_burstCap, &QTimer::timeout, this, &Watcher::sendChanges);
     m_retry.setSingleShot(true);
     m_retry.setInterval(m_options.retryIntervalSeconds * 1000);
     connect(&m_retry, &QTimer::timeout, this, &Watcher::sendChanges);
@@ -70,11 +94,9 @@ void Watcher::sourceChanged()
         return;
     }
     // A burst goes out once, after its last change; a source that never rests
-    // still goes out every few debounce times.
-    if (!m_debounce.isActive())
-        m_burst.start();
-    else if (m_burst.elapsed() >= 4 * qint64(m_options.debounceMs))
-        return;
+    // still goes out every three debounce times.
+    if (!m_burstCap.isActive())
+        m_burstCap.start();
     m_debounce.start();
 }
 
@@ -86,15 +108,17 @@ void Watcher::sendChanges()
     }
     m_sending = true;
     m_changedWhileSending = false;
-    QHash<int16_t, QString> now;
-    for (const clsVarSetupInfo& member : std::as_const(m_linked))
-        now.insert(member.VarNum, m_set->GetDisplayableData(member.VarNum, m_link.get()));
+    m_debounce.stop();
+    m_burstCap.stop();
+    const QHash<int16_t, QString> now = readSources();
 
     bool anyFailed = false;
     for (const displays::Entry& display : std::as_const(m_displays)) {
         const auto known = m_onDisplay.constFind(display.number);
         VarSelection changed;
         for (const clsVarSetupInfo& member : std::as_const(m_linked)) {
+            if (!now.contains(member.VarNum))
+                continue; // never read: nothing to send
             if (known == m_onDisplay.constEnd() || !known->contains(member.VarNum)
                 || known->value(member.VarNum) != now.value(member.VarNum))
                 changed.append(member);
@@ -115,9 +139,38 @@ void Watcher::sendChanges()
     m_started = true;
     m_sending = false;
     if (m_changedWhileSending) {
-        m_burst.start();
+        m_burstCap.start();
         m_debounce.start();
     }
+}
+
+QHash<int16_t, QString> Watcher::readSources()
+{
+    QHash<int16_t, QString> now;
+    auto& sent = static_cast<ReadValues&>(*m_sent);
+    for (const clsVarSetupInfo& member : std::as_const(m_linked)) {
+        const int16_t n = member.VarNum;
+        const QString link = m_set->VariableOLELink(n);
+        const links::LinkReading reading = m_set->DisplayableReading(n, m_link.get());
+        Source& source = m_sources[n];
+        if (reading.readable()) {
+            if (!source.problem.isEmpty())
+                logLine(QStringLiteral("variable %1: its source can be read again: %2").arg(n).arg(link));
+            source.problem.clear();
+            source.good = reading.value;
+        } else if (source.problem.isEmpty()) {
+            source.problem = reading.error;
+            logLine(QStringLiteral("variable %1: cannot read its source: %2; %3")
+                        .arg(n)
+                        .arg(reading.error, source.good ? QStringLiteral("the signs keep \"%1\"").arg(*source.good)
+                                                        : QStringLiteral("nothing is sent until it can be read")));
+        }
+        if (source.good) {
+            now.insert(n, *source.good);
+            sent.values.insert(link, *source.good);
+        }
+    }
+    return now;
 }
 
 void Watcher::sendNow(const VarSelection& vars, UpdateOption option)

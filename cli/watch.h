@@ -19,6 +19,7 @@
 #include <QTimer>
 
 #include <memory>
+#include <optional>
 
 class DisplaySender;
 class ILinkContainer;
@@ -72,6 +73,8 @@ signals:
 
 private:
     void sendChanges();
+    // The values to send now: only those read well at least once.
+    QHash<int16_t, QString> readSources();
     bool sendTo(const displays::Entry& display, const VarSelection& vars, UpdateOption option, const QString& cause);
     void logLine(const QString& text);
 
@@ -80,13 +83,21 @@ private:
     Options m_options;
     QTextStream& m_log;
     std::unique_ptr<ILinkContainer> m_link;
+    std::unique_ptr<ILinkContainer> m_sent; // gives the sender the values read, not a second reading
     std::unique_ptr<DisplaySender> m_sender;
     VarSelection m_linked;
     QStringList m_documents; // absolute paths of linked files
     QStringList m_urls;
     links::DocumentWatcher* m_files; // the linked files and their folders
     QTimer m_debounce;
-    QElapsedTimer m_burst; // since the first change of the burst
+    QTimer m_burstCap; // a source that never rests still goes out this often
+    // What each linked variable's source last gave: its last good value (none
+    // until it was read once) and, while it cannot be read, why.
+    struct Source {
+        std::optional<QString> good;
+        QString problem;
+    };
+    QHash<int16_t, Source> m_sources;
     QTimer m_retry;
     QTimer m_poll;
     std::unique_ptr<TopicFollower> m_topics;

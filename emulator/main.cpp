@@ -12,11 +12,15 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QHostAddress>
+#include <QPoint>
+#include <QSize>
+#include <QRegularExpression>
 #include <QTextStream>
 #include <QTimer>
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 using namespace emulator;
 
@@ -89,6 +93,192 @@ void loadDemo(EmulatorCore& core, uint16_t address)
     run(wire::ShowMessage, codepage::toAnsi(message));
 }
 
+// A comma list of unit addresses.
+QSet<uint16_t> addressList(const QString& text, const QString& option)
+{
+    QSet<uint16_t> units;
+    for (const QString& part : text.split(u',', Qt::SkipEmptyParts)) {
+        bool ok = false;
+        const uint a = part.trimmed().toUInt(&ok);
+        if (!ok || a > 65535)
+            usageError(QStringLiteral("bad address \"%1\" in --%2").arg(part, option));
+        units.insert(uint16_t(a));
+    }
+    return units;
+}
+
+// The fault options: each sets one field of FaultSettings. A flag has no value
+// name; a number must lie within [lo, hi].
+struct FaultOption {
+    const char* name;
+    const char* help;
+    const char* valueName; // nullptr: a flag
+    double lo = 0, hi = 0;
+    void (*apply)(FaultSettings&, double value, const QString& text);
+};
+
+const FaultOption kFaultOptions[] = {
+    {"refuse", "Refuse TCP connections; the modem answers BUSY.", nullptr, 0, 0,
+     [](FaultSettings& f, double, const QString&) { f.refuseConnections = true; }},
+    {"silent", "Take frames but never answer.", nullptr, 0, 0,
+     [](FaultSettings& f, double, const QString&) { f.silent = true; }},
+    {"drop-after", "End the link when frame n + 1 arrives.", "n", 1, 1e9,
+     [](FaultSettings& f, double v, const QString&) { f.dropAfterFrames = int(v); }},
+    {"nak", "Answer this fraction of good frames with a checksum NAK.", "fraction", 0, 1,
+     [](FaultSettings& f, double v, const QString&) { f.nakFraction = v; }},
+    {"garble", "Damage the checksum of this fraction of answers.", "fraction", 0, 1,
+     [](FaultSettings& f, double v, const QString&) { f.garbleFraction = v; }},
+    {"seed", "Seed of the injected faults (default 1).", "n", 0, 4294967295.0,
+     [](FaultSettings& f, double v, const QString&) { f.seed = quint32(v); }},
+    {"delay", "Answer every frame this many ms late.", "ms", 0, 3600000,
+     [](FaultSettings& f, double v, const QString&) { f.delayMs = int(v); }},
+    {"late", "With --delay: only this fraction of answers is late.", "fraction", 0, 1,
+     [](FaultSettings& f, double v, const QString&) { f.lateFraction = v; }},
+    {"cut", "Cut this fraction of answers off halfway and drop the link (mid-frame).", "fraction", 0, 1,
+     [](FaultSettings& f, double v, const QString&) { f.cutFraction = v; }},
+    {"backlog-limit", "Drop a link whose unsent answers pass this many bytes (default 1048576).", "bytes", 1024, 1e12,
+     [](FaultSettings& f, double v, const QString&) { f.backlogLimit = qint64(v); }},
+    {"baud", "Pace both directions of every link to this baud rate (10 bits a byte).", "rate", 50, 4000000,
+     [](FaultSettings& f, double v, const QString&) { f.baud = int(v); }},
+    {"busy", "Answer these commands (their code letters, e.g. AB) with NAK code 6, busy.", "codes", 0, 0,
+     [](FaultSettings& f, double, const QString& text) { f.busyCommands = text.toLatin1(); }},
+    {"busy-units", "With --busy: only these addresses answer busy (comma list).", "list", 0, 0,
+     [](FaultSettings& f, double, const QString& text) {
+         f.busyUnits = addressList(text, QStringLiteral("busy-units"));
+     }},
+};
+
+// Whether an option of the table takes a number (rather than a flag or a text).
+bool isNumber(const FaultOption& o) { return o.valueName && o.hi > o.lo; }
+
+double numberOf(const QCommandLineParser& parser, const QString& name, double lo, double hi)
+{
+    bool ok = false;
+    const double v = parser.value(name).toDouble(&ok);
+    if (!ok || v < lo || v > hi)
+        usageError(QStringLiteral("bad value \"%1\" for --%2").arg(parser.value(name), name));
+    return v;
+}
+
+// "[WxH][+X+Y]" as X11 programs take it: a size, a position, or both.
+struct Geometry {
+    std::optional<QSize> size;
+    std::optional<QPoint> position;
+};
+std::optional<Geometry> parseGeometry(const QString& text)
+{
+    static const QRegularExpression form(QStringLiteral("^(?:(\\d+)x(\\d+))?(?:([+-]\\d+)([+-]\\d+))?$"));
+    const QRegularExpressionMatch m = form.match(text.trimmed());
+    if (!m.hasMatch() || text.trimmed().isEmpty())
+        return std::nullopt;
+    Geometry g;
+    if (m.hasCaptured(1))
+        g.size = QSize(m.captured(1).toInt(), m.captured(2).toInt());
+    if (m.hasCaptured(3))
+        g.position = QPoint(m.captured(3).toInt(), m.captured(4).toInt());
+    return g;
+}
+
+void setUpModel(const QCommandLineParser& parser, DisplayModel& model)
+{
+    if (parser.isSet(QStringLiteral("units")))
+        model.restrictTo(addressList(parser.value(QStringLiteral("units")), QStringLiteral("units")));
+    for (const QString& text : parser.values(QStringLiteral("group"))) {
+        const auto group = parseGroup(text);
+        if (!group)
+            usageError(QStringLiteral("bad --group \"%1\" (expected e.g. 5:1,1)").arg(text));
+        if (!model.addGroup(*group))
+            usageError(QStringLiteral("--group \"%1\" overlaps another group").arg(text));
+    }
+    for (const QString& text : parser.values(QStringLiteral("colour"))) {
+        const auto preset = parseColourPreset(text);
+        if (!preset)
+            usageError(QStringLiteral("bad --colour \"%1\" (expected e.g. 5:T12=0)").arg(text));
+        if (!model.apply(*preset))
+            usageError(QStringLiteral("--colour \"%1\": unit %2 does not answer").arg(text).arg(preset->address));
+    }
+}
+
+// Opens every link asked for; the "LISTENING ..." lines.
+QStringList openLinks(const QCommandLineParser& parser, EmulatorServer& server, const FaultSettings& faults)
+{
+    QStringList listening;
+    QString error;
+    auto add = [&](const QString& line) {
+        if (line.isEmpty())
+            usageError(error);
+        listening.append(line);
+    };
+    QStringList tcp = parser.values(QStringLiteral("tcp"));
+    if (tcp.isEmpty() && !parser.isSet(QStringLiteral("pty")) && !parser.isSet(QStringLiteral("modem-pty")))
+        tcp.append(QStringLiteral("127.0.0.1:0"));
+    for (const QString& address : tcp) {
+        QHostAddress host;
+        quint16 port = 0;
+        if (!parseTcp(address, &host, &port))
+            usageError(QStringLiteral("bad --tcp \"%1\" (expected [host:]port)").arg(address));
+        add(server.listenTcp(host, port, &error));
+    }
+    if (parser.isSet(QStringLiteral("pty")))
+        add(server.openPty(&error));
+    if (parser.isSet(QStringLiteral("modem-pty"))) {
+        ModemOptions options;
+        if (parser.isSet(QStringLiteral("dial-result"))) {
+            const QString answer = parser.value(QStringLiteral("dial-result")).trimmed().toUpper();
+            options.dialResult = answer == u"NONE"      ? QString()
+                                 : answer == u"CONNECT" ? QStringLiteral("CONNECT 9600")
+                                                        : answer;
+        }
+        if (faults.refuseConnections)
+            options.dialResult = QStringLiteral("BUSY");
+        add(server.openModemPty(options, &error));
+    }
+    return listening;
+}
+
+void showWindow(EmulatorWindow& window, const QCommandLineParser& parser, const QStringList& listening)
+{
+    Geometry geometry;
+    if (parser.isSet(QStringLiteral("geometry"))) {
+        const auto asked = parseGeometry(parser.value(QStringLiteral("geometry")));
+        if (!asked)
+            usageError(QStringLiteral("bad --geometry \"%1\" (expected WxH+X+Y, WxH or +X+Y)")
+                           .arg(parser.value(QStringLiteral("geometry"))));
+        geometry = *asked;
+    }
+    window.resize(geometry.size.value_or(window.sizeHint().expandedTo(QSize(900, 260))));
+    if (geometry.position)
+        window.move(*geometry.position);
+    window.show();
+    say(QString::asprintf("WINDOW %dx%d%+d%+d", window.width(), window.height(), window.x(), window.y()));
+    window.setStatus(listening.join(QStringLiteral("   ")));
+    // "LISTENING tcp 127.0.0.1:47010" names the link as "TCP 127.0.0.1:47010".
+    QStringList links;
+    for (const QString& line : listening) {
+        const QStringList words = line.split(u' ');
+        const QString kind = words.value(1) == u"tcp" ? QStringLiteral("TCP") : words.value(1);
+        links << kind + u' ' + words.value(2);
+    }
+    window.setIdentity(parser.value(QStringLiteral("label")), links);
+}
+
+void screenshotOnceShown(EmulatorCore& core, EmulatorWindow* window, const QString& file, bool demo)
+{
+    auto shoot = [window, file] {
+        window->sign()->setBlinking(false);
+        window->sign()->setBlinkPhase(true);
+        QTimer::singleShot(300, window, [window, file] {
+            const bool ok = window->grab().save(file);
+            say(ok ? QStringLiteral("SCREENSHOT ") + file : QStringLiteral("SCREENSHOT FAILED ") + file);
+            QCoreApplication::exit(ok ? 0 : 1);
+        });
+    };
+    if (demo)
+        QTimer::singleShot(0, window, shoot);
+    else
+        QObject::connect(&core, &EmulatorCore::messageShown, window, shoot, Qt::SingleShotConnection);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -105,146 +295,40 @@ int main(int argc, char** argv)
     parser.setApplicationDescription(
         QStringLiteral("An emulated LED display system speaking the display wire protocol."));
     parser.addHelpOption();
-    const QCommandLineOption tcpOpt(QStringLiteral("tcp"),
-                                    QStringLiteral("Listen on [host:]port (0 = any free port). Repeatable."),
-                                    QStringLiteral("addr"));
-    const QCommandLineOption ptyOpt(QStringLiteral("pty"), QStringLiteral("Open a pty acting as a serial line."));
-    const QCommandLineOption modemOpt(QStringLiteral("modem-pty"),
-                                      QStringLiteral("Open a pty with a Hayes modem in front of the display."));
-    const QCommandLineOption dialOpt(
-        QStringLiteral("dial-result"),
-        QStringLiteral(
-            "What the modem answers to ATD: CONNECT (default), BUSY, NO CARRIER, NO DIALTONE, or none (silence)."),
-        QStringLiteral("text"));
-    const QCommandLineOption unitsOpt(
-        QStringLiteral("units"), QStringLiteral("Only these addresses answer (comma list); default: every address."),
-        QStringLiteral("list"));
-    const QCommandLineOption groupOpt(
-        QStringLiteral("group"),
-        QStringLiteral(
-            "A display group: addr:spanA,spanB[,b] answers for (A+1)x(B+1) addresses from addr. Repeatable."),
-        QStringLiteral("group"));
-    const QCommandLineOption refuseOpt(QStringLiteral("refuse"),
-                                       QStringLiteral("Refuse TCP connections; the modem answers BUSY."));
-    const QCommandLineOption dropOpt(QStringLiteral("drop-after"),
-                                     QStringLiteral("End the link when frame n + 1 arrives."), QStringLiteral("n"));
-    const QCommandLineOption nakOpt(QStringLiteral("nak"),
-                                    QStringLiteral("Answer this fraction of good frames with a checksum NAK."),
-                                    QStringLiteral("fraction"));
-    const QCommandLineOption garbleOpt(QStringLiteral("garble"),
-                                       QStringLiteral("Damage the checksum of this fraction of answers."),
-                                       QStringLiteral("fraction"));
-    const QCommandLineOption seedOpt(QStringLiteral("seed"), QStringLiteral("Seed of the injected faults (default 1)."),
-                                     QStringLiteral("n"));
-    const QCommandLineOption delayOpt(QStringLiteral("delay"), QStringLiteral("Answer every frame this many ms late."),
-                                      QStringLiteral("ms"));
-    const QCommandLineOption lateOpt(QStringLiteral("late"),
-                                     QStringLiteral("With --delay: only this fraction of answers is late."),
-                                     QStringLiteral("fraction"));
-    const QCommandLineOption cutOpt(
-        QStringLiteral("cut"),
-        QStringLiteral("Cut this fraction of answers off halfway and drop the link (mid-frame)."),
-        QStringLiteral("fraction"));
-    const QCommandLineOption colourOpt(
-        QStringLiteral("colour"),
-        QStringLiteral("Put a colour code (0-255) straight on a variable, e.g. 5:T12=0 or 5:C0=9. Repeatable."),
-        QStringLiteral("unit:var=code"));
-    const QCommandLineOption backlogOpt(
-        QStringLiteral("backlog-limit"),
-        QStringLiteral("Drop a link whose unsent answers pass this many bytes (default 1048576)."),
-        QStringLiteral("bytes"));
-    const QCommandLineOption baudOpt(
-        QStringLiteral("baud"),
-        QStringLiteral("Pace both directions of every link to this baud rate (10 bits a byte)."),
-        QStringLiteral("rate"));
-    const QCommandLineOption busyOpt(
-        QStringLiteral("busy"),
-        QStringLiteral("Answer these commands (their code letters, e.g. AB) with NAK code 6, busy."),
-        QStringLiteral("codes"));
-    const QCommandLineOption busyUnitsOpt(QStringLiteral("busy-units"),
-                                          QStringLiteral("With --busy: only these addresses answer busy (comma list)."),
-                                          QStringLiteral("list"));
-    const QCommandLineOption silentOpt(QStringLiteral("silent"), QStringLiteral("Take frames but never answer."));
-    const QCommandLineOption headlessOpt(QStringLiteral("headless"), QStringLiteral("No window; log to stdout."));
-    const QCommandLineOption traceOpt(QStringLiteral("trace"), QStringLiteral("Log every frame."));
-    const QCommandLineOption demoOpt(QStringLiteral("demo"),
-                                     QStringLiteral("Start with sample variables and a message at address 1."));
-    const QCommandLineOption shotOpt(QStringLiteral("screenshot"),
-                                     QStringLiteral("Save the window as a PNG once a message is shown, then quit."),
-                                     QStringLiteral("file"));
-    const QCommandLineOption nameOpt(QStringLiteral("label"),
-                                     QStringLiteral("A name for the display, shown in the window title."),
-                                     QStringLiteral("text"));
-    const QCommandLineOption quitOpt(QStringLiteral("quit-after"),
-                                     QStringLiteral("Quit after this many ms (self-test)."), QStringLiteral("ms"));
-    for (const auto* o :
-         {&tcpOpt,       &ptyOpt,    &modemOpt,    &dialOpt,  &unitsOpt, &groupOpt,  &refuseOpt,  &dropOpt, &nakOpt,
-          &garbleOpt,    &seedOpt,   &delayOpt,    &lateOpt,  &cutOpt,   &colourOpt, &backlogOpt, &baudOpt, &busyOpt,
-          &busyUnitsOpt, &silentOpt, &headlessOpt, &traceOpt, &demoOpt,  &shotOpt,   &quitOpt,    &nameOpt})
-        parser.addOption(*o);
+    auto option = [&parser](const char* name, const char* help, const char* valueName = nullptr) {
+        parser.addOption(QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(help),
+                                            valueName ? QString::fromLatin1(valueName) : QString()));
+    };
+    option("tcp", "Listen on [host:]port (0 = any free port). Repeatable.", "addr");
+    option("pty", "Open a pty acting as a serial line.");
+    option("modem-pty", "Open a pty with a Hayes modem in front of the display.");
+    option("dial-result",
+           "What the modem answers to ATD: CONNECT (default), BUSY, NO CARRIER, NO DIALTONE, or none (silence).",
+           "text");
+    option("units", "Only these addresses answer (comma list); default: every address.", "list");
+    option("group", "A display group: addr:spanA,spanB[,b] answers for (A+1)x(B+1) addresses from addr. Repeatable.",
+           "group");
+    for (const FaultOption& o : kFaultOptions)
+        option(o.name, o.help, o.valueName);
+    option("colour", "Put a colour code (0-255) straight on a variable, e.g. 5:T12=0 or 5:C0=9. Repeatable.",
+           "unit:var=code");
+    option("headless", "No window; log to stdout.");
+    option("trace", "Log every frame.");
+    option("demo", "Start with sample variables and a message at address 1.");
+    option("screenshot", "Save the window as a PNG once a message is shown, then quit.", "file");
+    option("label", "A name for the display, shown in the window title.", "text");
+    option("geometry", "The window's size and place on the screen: WxH+X+Y, WxH or +X+Y.", "geometry");
+    option("quit-after", "Quit after this many ms (self-test).", "ms");
     parser.process(*app);
 
     EmulatorCore core;
-    FaultSettings& faults = core.faults();
-    auto number = [&](const QCommandLineOption& o, double lo, double hi) {
-        bool ok = false;
-        const double v = parser.value(o).toDouble(&ok);
-        if (!ok || v < lo || v > hi)
-            usageError(QStringLiteral("bad value \"%1\" for --%2").arg(parser.value(o), o.names().first()));
-        return v;
-    };
-    faults.refuseConnections = parser.isSet(refuseOpt);
-    faults.silent = parser.isSet(silentOpt);
-    if (parser.isSet(dropOpt))
-        faults.dropAfterFrames = int(number(dropOpt, 1, 1e9));
-    if (parser.isSet(nakOpt))
-        faults.nakFraction = number(nakOpt, 0, 1);
-    if (parser.isSet(garbleOpt))
-        faults.garbleFraction = number(garbleOpt, 0, 1);
-    if (parser.isSet(seedOpt))
-        faults.seed = quint32(number(seedOpt, 0, 4294967295.0));
-    if (parser.isSet(delayOpt))
-        faults.delayMs = int(number(delayOpt, 0, 3600000));
-    if (parser.isSet(lateOpt))
-        faults.lateFraction = number(lateOpt, 0, 1);
-    if (parser.isSet(cutOpt))
-        faults.cutFraction = number(cutOpt, 0, 1);
-    if (parser.isSet(backlogOpt))
-        faults.backlogLimit = qint64(number(backlogOpt, 1024, 1e12));
-    if (parser.isSet(baudOpt))
-        faults.baud = int(number(baudOpt, 50, 4000000));
-    faults.busyCommands = parser.value(busyOpt).toLatin1();
-    core.setTrace(parser.isSet(traceOpt));
-
-    auto addresses = [&](const QCommandLineOption& o) {
-        QSet<uint16_t> units;
-        for (const QString& part : parser.value(o).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-            bool ok = false;
-            const uint a = part.trimmed().toUInt(&ok);
-            if (!ok || a > 65535)
-                usageError(QStringLiteral("bad address \"%1\" in --%2").arg(part, o.names().constFirst()));
-            units.insert(uint16_t(a));
-        }
-        return units;
-    };
-    faults.busyUnits = addresses(busyUnitsOpt);
-    if (parser.isSet(unitsOpt))
-        core.model().restrictTo(addresses(unitsOpt));
-    for (const QString& text : parser.values(groupOpt)) {
-        const auto group = parseGroup(text);
-        if (!group)
-            usageError(QStringLiteral("bad --group \"%1\" (expected e.g. 5:1,1)").arg(text));
-        if (!core.model().addGroup(*group))
-            usageError(QStringLiteral("--group \"%1\" overlaps another group").arg(text));
+    for (const FaultOption& o : kFaultOptions) {
+        const QString name = QString::fromLatin1(o.name);
+        if (parser.isSet(name))
+            o.apply(core.faults(), isNumber(o) ? numberOf(parser, name, o.lo, o.hi) : 1, parser.value(name));
     }
-
-    for (const QString& text : parser.values(colourOpt)) {
-        const auto preset = parseColourPreset(text);
-        if (!preset)
-            usageError(QStringLiteral("bad --colour \"%1\" (expected e.g. 5:T12=0)").arg(text));
-        if (!core.model().apply(*preset))
-            usageError(QStringLiteral("--colour \"%1\": unit %2 does not answer").arg(text).arg(preset->address));
-    }
+    core.setTrace(parser.isSet(QStringLiteral("trace")));
+    setUpModel(parser, core.model());
 
     QObject::connect(&core, &EmulatorCore::logLine, &core, say);
     QObject::connect(&core, &EmulatorCore::messageShown, &core, [&core](quint16 address) {
@@ -253,84 +337,23 @@ int main(int argc, char** argv)
         say(QStringLiteral("SHOW %1 %2").arg(address).arg(QString(text).replace(QLatin1Char('\n'), QLatin1Char('|'))));
     });
 
+    EmulatorServer server(core);
+    const QStringList listening = openLinks(parser, server, core.faults());
+    for (const QString& line : listening)
+        say(line);
     std::unique_ptr<EmulatorWindow> window;
     if (!headless) {
         window = std::make_unique<EmulatorWindow>(core);
-        window->resize(window->sizeHint().expandedTo(QSize(900, 260)));
-        window->show();
+        showWindow(*window, parser, listening);
     }
 
-    EmulatorServer server(core);
-    QStringList listening;
-    QString error;
-    QStringList tcp = parser.values(tcpOpt);
-    if (tcp.isEmpty() && !parser.isSet(ptyOpt) && !parser.isSet(modemOpt))
-        tcp.append(QStringLiteral("127.0.0.1:0"));
-    for (const QString& address : tcp) {
-        QHostAddress host;
-        quint16 port = 0;
-        if (!parseTcp(address, &host, &port))
-            usageError(QStringLiteral("bad --tcp \"%1\" (expected [host:]port)").arg(address));
-        const QString line = server.listenTcp(host, port, &error);
-        if (line.isEmpty())
-            usageError(error);
-        listening.append(line);
-    }
-    if (parser.isSet(ptyOpt)) {
-        const QString line = server.openPty(&error);
-        if (line.isEmpty())
-            usageError(error);
-        listening.append(line);
-    }
-    if (parser.isSet(modemOpt)) {
-        ModemOptions options;
-        if (parser.isSet(dialOpt)) {
-            const QString answer = parser.value(dialOpt).trimmed().toUpper();
-            options.dialResult = answer == u"NONE"      ? QString()
-                                 : answer == u"CONNECT" ? QStringLiteral("CONNECT 9600")
-                                                        : answer;
-        }
-        if (faults.refuseConnections)
-            options.dialResult = QStringLiteral("BUSY");
-        const QString line = server.openModemPty(options, &error);
-        if (line.isEmpty())
-            usageError(error);
-        listening.append(line);
-    }
-    for (const QString& line : std::as_const(listening))
-        say(line);
-    if (window) {
-        window->setStatus(listening.join(QStringLiteral("   ")));
-        // "LISTENING tcp 127.0.0.1:47010" names the link as "TCP 127.0.0.1:47010".
-        QStringList links;
-        for (const QString& line : std::as_const(listening)) {
-            const QStringList words = line.split(u' ');
-            const QString kind = words.value(1) == u"tcp" ? QStringLiteral("TCP") : words.value(1);
-            links << kind + u' ' + words.value(2);
-        }
-        window->setIdentity(parser.value(nameOpt), links);
-    }
-
-    if (parser.isSet(demoOpt))
+    const bool demo = parser.isSet(QStringLiteral("demo"));
+    if (demo)
         loadDemo(core, 1);
-
-    if (parser.isSet(shotOpt) && window) {
-        const QString file = parser.value(shotOpt);
-        auto shoot = [&window, file] {
-            window->sign()->setBlinking(false);
-            window->sign()->setBlinkPhase(true);
-            QTimer::singleShot(300, window.get(), [&window, file] {
-                const bool ok = window->grab().save(file);
-                say(ok ? QStringLiteral("SCREENSHOT ") + file : QStringLiteral("SCREENSHOT FAILED ") + file);
-                QCoreApplication::exit(ok ? 0 : 1);
-            });
-        };
-        if (parser.isSet(demoOpt))
-            QTimer::singleShot(0, window.get(), shoot);
-        else
-            QObject::connect(&core, &EmulatorCore::messageShown, window.get(), shoot, Qt::SingleShotConnection);
-    }
-    if (parser.isSet(quitOpt))
-        QTimer::singleShot(int(number(quitOpt, 0, 1e9)), app.get(), [] { QCoreApplication::exit(0); });
+    if (parser.isSet(QStringLiteral("screenshot")) && window)
+        screenshotOnceShown(core, window.get(), parser.value(QStringLiteral("screenshot")), demo);
+    if (parser.isSet(QStringLiteral("quit-after")))
+        QTimer::singleShot(int(numberOf(parser, QStringLiteral("quit-after"), 0, 1e9)), app.get(),
+                           [] { QCoreApplication::exit(0); });
     return app->exec();
 }

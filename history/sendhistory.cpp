@@ -14,6 +14,11 @@
 #include <QThread>
 #include <QVariant>
 
+#include <iterator>
+
+#include <pwd.h>
+#include <unistd.h>
+
 namespace history {
 
 namespace {
@@ -30,6 +35,16 @@ const char* const kSchema[] = {
     "CREATE INDEX IF NOT EXISTS send_variables_send ON send_variables(send_id)",
     "CREATE INDEX IF NOT EXISTS send_variables_variable ON send_variables(variable)",
 };
+
+// What each schema version adds to the one before; a file's PRAGMA user_version
+// says how many of these it has.
+const char* const kMigrations[][3] = {
+    {"ALTER TABLE sends ADD COLUMN display_name TEXT", "ALTER TABLE sends ADD COLUMN account TEXT",
+     "CREATE TABLE IF NOT EXISTS send_units ("
+     " send_id INTEGER NOT NULL REFERENCES sends(id) ON DELETE CASCADE, address INTEGER NOT NULL,"
+     " sent INTEGER NOT NULL, error TEXT)"},
+};
+static_assert(std::size(kMigrations) == SendHistory::kSchemaVersion);
 
 // Sorts as text in time order, with the offset kept for the reader.
 QString stamp(const QDateTime& when) { return when.toUTC().toString(Qt::ISODateWithMs); }
@@ -68,6 +83,15 @@ bool SendHistory::exec(const QString& sql)
     return false;
 }
 
+bool SendHistory::openExisting(const QString& path)
+{
+    if (!QFileInfo::exists(path)) {
+        m_error = QStringLiteral("nothing has been recorded yet (there is no %1)").arg(path);
+        return false;
+    }
+    return open(path);
+}
+
 bool SendHistory::open(const QString& path)
 {
     if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QSQLITE"))) {
@@ -99,13 +123,45 @@ bool SendHistory::open(const QString& path)
         if (attempt > 0)
             QThread::msleep(20);
         ok = exec(QStringLiteral("PRAGMA journal_mode=WAL")) && exec(QStringLiteral("PRAGMA synchronous=NORMAL"))
-             && exec(QStringLiteral("PRAGMA foreign_keys=ON"));
-        for (const char* sql : kSchema)
-            ok = ok && exec(QString::fromLatin1(sql));
+             && exec(QStringLiteral("PRAGMA foreign_keys=ON")) && setUp();
     }
     if (!ok)
         db.close();
     return ok;
+}
+
+// The tables, and the migrations the file has not had yet, in one transaction
+// (another program may be opening the same old file).
+bool SendHistory::setUp()
+{
+    if (!exec(QStringLiteral("BEGIN IMMEDIATE")))
+        return false;
+    bool ok = true;
+    for (const char* sql : kSchema)
+        ok = ok && exec(QString::fromLatin1(sql));
+    QSqlQuery version(QSqlDatabase::database(m_connection, false));
+    ok = ok && version.exec(QStringLiteral("PRAGMA user_version")) && version.next();
+    const int from = ok ? version.value(0).toInt() : 0;
+    version.finish();
+    for (int v = from; ok && v < kSchemaVersion; ++v)
+        for (const char* sql : kMigrations[v])
+            ok = ok && exec(QString::fromLatin1(sql));
+    if (ok && from < kSchemaVersion)
+        ok = exec(QStringLiteral("PRAGMA user_version=%1").arg(kSchemaVersion));
+    if (!ok) {
+        const QString reason = m_error;
+        exec(QStringLiteral("ROLLBACK"));
+        m_error = reason;
+        return false;
+    }
+    return exec(QStringLiteral("COMMIT"));
+}
+
+QString systemAccount()
+{
+    if (const passwd* user = ::getpwuid(::geteuid()); user && user->pw_name)
+        return QString::fromLocal8Bit(user->pw_name);
+    return qEnvironmentVariable("USER");
 }
 
 bool SendHistory::record(const Entry& entry)
@@ -120,13 +176,26 @@ bool SendHistory::record(const Entry& entry)
     if (!exec(QStringLiteral("BEGIN IMMEDIATE")))
         return false;
     QSqlQuery send(db);
-    send.prepare(QStringLiteral("INSERT INTO sends (at, kind, display, units, mode, result, error)"
-                                " VALUES (?, ?, ?, ?, ?, ?, ?)"));
-    for (const QString& v :
-         {stamp(entry.when), entry.kind, entry.display, entry.units, entry.mode, entry.result, entry.error})
+    send.prepare(
+        QStringLiteral("INSERT INTO sends (at, kind, display, display_name, account, units, mode, result, error)"
+                       " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+    const QString account = entry.account.isEmpty() ? systemAccount() : entry.account;
+    for (const QString& v : {stamp(entry.when), entry.kind, entry.display, entry.displayName, account, entry.units,
+                             entry.mode, entry.result, entry.error})
         send.addBindValue(v);
     bool ok = send.exec();
     const qint64 id = send.lastInsertId().toLongLong();
+    QSqlQuery unit(db);
+    unit.prepare(QStringLiteral("INSERT INTO send_units (send_id, address, sent, error) VALUES (?, ?, ?, ?)"));
+    for (const UnitEntry& u : entry.unitResults) {
+        if (!ok)
+            break;
+        unit.addBindValue(id);
+        unit.addBindValue(u.address);
+        unit.addBindValue(u.sent ? 1 : 0);
+        unit.addBindValue(u.error);
+        ok = unit.exec();
+    }
     QHash<int, QString> texts;
     for (const auto& [variable, text] : entry.sentTexts)
         texts.insert(variable, text);
@@ -141,7 +210,10 @@ bool SendHistory::record(const Entry& entry)
         ok = variable.exec();
     }
     if (!ok) {
-        m_error = (send.lastError().isValid() ? send.lastError() : variable.lastError()).text();
+        m_error = (send.lastError().isValid()   ? send.lastError()
+                   : unit.lastError().isValid() ? unit.lastError()
+                                                : variable.lastError())
+                      .text();
         exec(QStringLiteral("ROLLBACK"));
         return false;
     }
@@ -156,13 +228,14 @@ QList<Entry> SendHistory::entries(const Filter& filter) const
         return out;
     QStringList where;
     if (!filter.display.isEmpty())
-        where << QStringLiteral("display = :display");
+        where << QStringLiteral("(display = :display OR display_name = :display)");
     if (filter.since.isValid())
         where << QStringLiteral("at >= :since");
     if (filter.variable)
         where << QStringLiteral("id IN (SELECT send_id FROM send_variables WHERE variable = :variable)");
     QSqlQuery query(db);
-    query.prepare(QStringLiteral("SELECT id, at, kind, display, units, mode, result, error FROM sends")
+    query.prepare(QStringLiteral("SELECT id, at, kind, display, units, mode, result, error, display_name, account"
+                                 " FROM sends")
                   + (where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where.join(QStringLiteral(" AND ")))
                   + QStringLiteral(" ORDER BY at DESC, id DESC"));
     if (!filter.display.isEmpty())
@@ -174,7 +247,11 @@ QList<Entry> SendHistory::entries(const Filter& filter) const
     if (!query.exec())
         return out;
     QSqlQuery variables(db);
-    variables.prepare(QStringLiteral("SELECT variable, text FROM send_variables WHERE send_id = ? ORDER BY variable"));
+    variables.prepare(QStringLiteral("SELECT variable, text FROM send_variables WHERE send_id = :id")
+                      + (filter.variable ? QStringLiteral(" AND variable = :variable") : QString())
+                      + QStringLiteral(" ORDER BY variable"));
+    QSqlQuery units(db);
+    units.prepare(QStringLiteral("SELECT address, sent, error FROM send_units WHERE send_id = ? ORDER BY rowid"));
     while (query.next()) {
         Entry e;
         e.when = QDateTime::fromString(query.value(1).toString(), Qt::ISODateWithMs).toLocalTime();
@@ -184,7 +261,11 @@ QList<Entry> SendHistory::entries(const Filter& filter) const
         e.mode = query.value(5).toString();
         e.result = query.value(6).toString();
         e.error = query.value(7).toString();
-        variables.addBindValue(query.value(0));
+        e.displayName = query.value(8).toString();
+        e.account = query.value(9).toString();
+        variables.bindValue(QStringLiteral(":id"), query.value(0));
+        if (filter.variable)
+            variables.bindValue(QStringLiteral(":variable"), *filter.variable);
         if (variables.exec()) {
             while (variables.next()) {
                 const int n = variables.value(0).toInt();
@@ -193,6 +274,10 @@ QList<Entry> SendHistory::entries(const Filter& filter) const
                     e.sentTexts.append({n, variables.value(1).toString()});
             }
         }
+        units.addBindValue(query.value(0));
+        if (units.exec())
+            while (units.next())
+                e.unitResults.append({units.value(0).toInt(), units.value(1).toBool(), units.value(2).toString()});
         out << e;
     }
     return out;

@@ -1,5 +1,6 @@
 #include "aboutbox.h"
 
+#include "namedwidgets.h"
 #include "privatelabel.h"
 
 #include <QDialogButtonBox>
@@ -15,8 +16,7 @@ frmAbout::frmAbout(QWidget* parent) : QDialog(parent)
     // The box is as large as its text: nothing is cut, not even the title bar's text.
     layout->setSizeConstraint(QLayout::SetMinimumSize);
     auto addLabel = [&](const QString& name, const QString& text) {
-        auto* label = new QLabel(text, this);
-        label->setObjectName(name);
+        auto* label = widgets::named(new QLabel(text, this), name);
         label->setTextInteractionFlags(Qt::TextSelectableByMouse);
         layout->addWidget(label);
         return label;

@@ -1,18 +1,17 @@
 #pragma once
 
-#include "undostore.h"
 #include "updateflow.h"
 
 #include <QDialog>
 
 #include <array>
+#include <functional>
 #include <memory>
 
 class clsVariableAccess;
 class ILinkContainer;
 class QAction;
 class QCheckBox;
-class QFileSystemWatcher;
 class QMenu;
 class QMenuBar;
 class QPushButton;
@@ -20,9 +19,13 @@ class QRadioButton;
 class QTabWidget;
 class QTimer;
 
-namespace manager {
-class PropertyPage;
+namespace links {
+class DocumentWatcher;
 }
+namespace manager {
+class EditMenu;
+class PropertyPage;
+} // namespace manager
 
 // The variable manager: a property sheet per variable kind ("Text", "Cell"), the
 // update options and the commands that start updates, choose variables and
@@ -57,24 +60,13 @@ public:
 
     // The page showing and its data box, on which the Edit menu works.
     manager::PropertyPage* currentPage() const;
-    // Keeps the data box's text in its page's undo store (see UndoStore).
-    void saveState(manager::PropertyPage* page);
-    // The Edit menu's commands enabled by the showing page's data box, its
-    // selection, the clipboard and the page's undo store.
-    void refreshEditMenu();
-    // A right-button release on a hooked data box: the Edit menu instead of the
-    // box's own menu. True when the event was handled and must go no further.
-    bool ShowPopMenu(QObject* box, QEvent* event);
 
 protected:
     void showEvent(QShowEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
-    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void buildMenus(QMenuBar* bar);
-    QAction* addItem(QMenu* menu, const char* name, const QString& caption);
-    void addSeparator(QMenu* menu, const char* name);
 
     void loadForm();
     void unloadForm();
@@ -86,18 +78,6 @@ private:
 
     void selectionChanged(manager::PropertyPage* page);
     void pasteOrClear(manager::PropertyPage* page);
-    void popUpEditMenu(const QPoint& globalPos, bool withDefault);
-    void hookDataBoxes(bool hook);
-    manager::UndoStore& undoStore(manager::PropertyPage* page);
-    manager::PropertyPage* pageOfDataBox(QObject* box) const;
-
-    void onCopy();
-    void onCut();
-    void onPaste();
-    void onDelete();
-    void onSelectAll();
-    void onUndo();
-    void onViewEditVariable();
 
     void onDone();
     void onUpdate();
@@ -114,7 +94,8 @@ private:
     void watchLinkedDocuments();
     void showLinkedValues();
 
-    void showError(const QString& prefix, const QString& description);
+    // Runs `work`; a run-time error shows prefix + its description and ends it.
+    bool guarded(const QString& prefix, const std::function<void()>& work);
 
     std::unique_ptr<clsVariableAccess> m_set;
     std::unique_ptr<ILinkContainer> m_oleVarGrab;
@@ -128,18 +109,9 @@ private:
     QTimer* m_tmrVarUpdate;
     // The documents the shown variables link to: a change on disk shows their
     // new values after a short pause, so that a save in pieces is read whole.
-    QFileSystemWatcher* m_linkWatcher;
+    links::DocumentWatcher* m_linkWatcher;
     QTimer* m_linkChanged;
-    QMenu* m_popUp = nullptr;
-    QAction* m_viewEdit = nullptr;
-    QAction* m_undo = nullptr;
-    QAction* m_cut = nullptr;
-    QAction* m_copy = nullptr;
-    QAction* m_paste = nullptr;
-    QAction* m_delete = nullptr;
-    QAction* m_selectAll = nullptr;
-    // One per page: text, cell.
-    std::array<manager::UndoStore, 2> m_undoStores;
+    manager::EditMenu* m_editMenu = nullptr;
 };
 
 namespace manager {

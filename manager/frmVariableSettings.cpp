@@ -1,5 +1,6 @@
 #include "frmVariableSettings.h"
 
+#include "namedwidgets.h"
 #include "variablesettings.h"
 
 #include <QGridLayout>
@@ -15,15 +16,9 @@ using manager::UpdateSettings;
 using manager::VariableSettings;
 
 namespace {
-template <class W> W* named(W* widget, const QString& name)
-{
-    widget->setObjectName(name);
-    return widget;
-}
-
 QGroupBox* frame(QWidget* parent, const QString& name, const QString& caption)
 {
-    return named(new QGroupBox(caption, parent), name);
+    return widgets::named(new QGroupBox(caption, parent), name);
 }
 } // namespace
 
@@ -39,16 +34,16 @@ frmVariableSettings::frmVariableSettings(QWidget* parent) : QDialog(parent)
                                       QStringLiteral("Never ask for displays, use the last selection"),
                                       QStringLiteral("Prompt for displays every time")};
     for (int i = 0; i < 3; ++i) {
-        m_display[i] = named(new QRadioButton(displayCaptions[i], display),
-                             QStringLiteral("optChooseDisplay_") + QString::number(i));
+        m_display[i] = widgets::named(new QRadioButton(displayCaptions[i], display),
+                                      QStringLiteral("optChooseDisplay_") + QString::number(i));
         displayLayout->addWidget(m_display[i]);
     }
 
     QGroupBox* variables = frame(this, QStringLiteral("fraVariables"), QStringLiteral("Choose Variables"));
     auto* variablesLayout = new QVBoxLayout(variables);
-    m_chooseVar = named(new QRadioButton(QStringLiteral("Prompt for variables every time"), variables),
-                        QStringLiteral("optChooseVar"));
-    m_neverChooseVar = named(
+    m_chooseVar = widgets::named(new QRadioButton(QStringLiteral("Prompt for variables every time"), variables),
+                                 QStringLiteral("optChooseVar"));
+    m_neverChooseVar = widgets::named(
         new QRadioButton(QStringLiteral("Never ask for variables, use the last selected"), variables),
         QStringLiteral("optNeverChooseVar"));
     variablesLayout->addWidget(m_chooseVar);
@@ -56,19 +51,19 @@ frmVariableSettings::frmVariableSettings(QWidget* parent) : QDialog(parent)
 
     QGroupBox* delay = frame(this, QStringLiteral("fraUpdateDelay"), QStringLiteral("Update Delay"));
     auto* delayLayout = new QVBoxLayout(delay);
-    m_delay = named(new QRadioButton(QStringLiteral("Prompt for Delay Setup every time"), delay),
-                    QStringLiteral("optDelay"));
-    m_noDelay = named(new QRadioButton(QStringLiteral("Never ask for Delay Setup"), delay),
-                      QStringLiteral("optNoDelay"));
+    m_delay = widgets::named(new QRadioButton(QStringLiteral("Prompt for Delay Setup every time"), delay),
+                             QStringLiteral("optDelay"));
+    m_noDelay = widgets::named(new QRadioButton(QStringLiteral("Never ask for Delay Setup"), delay),
+                               QStringLiteral("optNoDelay"));
     delayLayout->addWidget(m_delay);
     delayLayout->addWidget(m_noDelay);
 
     QGroupBox* retry = frame(this, QStringLiteral("fraDelay"), QStringLiteral("Retry Interval"));
     auto* retryLayout = new QHBoxLayout(retry);
     auto timeBox = [&](const QString& name, const QString& labelName, const QString& caption) {
-        auto* box = named(new QLineEdit(retry), name);
+        auto* box = widgets::named(new QLineEdit(retry), name);
         box->setMaximumWidth(60);
-        auto* label = named(new QLabel(caption, retry), labelName);
+        auto* label = widgets::named(new QLabel(caption, retry), labelName);
         label->setBuddy(box);
         retryLayout->addWidget(box);
         retryLayout->addWidget(label);
@@ -79,10 +74,9 @@ frmVariableSettings::frmVariableSettings(QWidget* parent) : QDialog(parent)
     m_sec = timeBox(QStringLiteral("txtSec"), QStringLiteral("lblSec"), QStringLiteral("Sec."));
     retryLayout->addStretch(1);
 
-    auto* ok = named(new QPushButton(QStringLiteral("OK"), this), QStringLiteral("cmdOK"));
+    auto* ok = widgets::namedButton(this, "cmdOK", QStringLiteral("OK"));
     ok->setDefault(true);
-    auto* cancel = named(new QPushButton(QStringLiteral("Cancel"), this), QStringLiteral("cmdCancel"));
-    cancel->setAutoDefault(false);
+    auto* cancel = widgets::namedButton(this, "cmdCancel", QStringLiteral("Cancel"));
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);
     buttons->addWidget(ok);

@@ -1,5 +1,7 @@
 #include "propertypage.h"
 
+#include "namedwidgets.h"
+
 #include <QComboBox>
 #include <QScopeGuard>
 #include <QHBoxLayout>
@@ -39,15 +41,9 @@ const Names kCellNames{"cmbCellVars",        "gridCellVars",       "txtCellVarNa
 
 enum Row { NameRow, ColorRow, BlinkRow, InverseRow, DataRow, LinkRow, LengthRow, RowCount };
 
-template <class W> W* named(W* widget, const char* name)
-{
-    widget->setObjectName(QString::fromLatin1(name));
-    return widget;
-}
-
 QComboBox* codeList(QWidget* parent, const char* name, const QStringList& texts)
 {
-    auto* list = named(new QComboBox(parent), name);
+    auto* list = widgets::named(new QComboBox(parent), name);
     for (int i = 0; i < texts.size(); ++i)
         list->addItem(texts[i], i + 1);
     return list;
@@ -71,22 +67,21 @@ PropertyPage::PropertyPage(PageKind kind, QWidget* parent) : QWidget(parent), m_
     const Names& n = kind == PageKind::Text ? kTextNames : kCellNames;
     setObjectName(kind == PageKind::Text ? QStringLiteral("pageText") : QStringLiteral("pageCell"));
 
-    m_selection = named(new QComboBox(this), n.selection);
+    m_selection = widgets::named(new QComboBox(this), n.selection);
     m_selection->setMaxVisibleItems(20);
-    m_grid = named(new QTableWidget(RowCount, 2, this), n.grid);
+    m_grid = widgets::named(new QTableWidget(RowCount, 2, this), n.grid);
 
-    m_name = named(new QLineEdit(QStringLiteral("Variable Name"), this), n.name);
+    m_name = widgets::named(new QLineEdit(QStringLiteral("Variable Name"), this), n.name);
     m_color = codeList(this, n.color,
                        {QStringLiteral("Red"), QStringLiteral("Green"), QStringLiteral("Yellow"),
                         QStringLiteral("Blue"), QStringLiteral("Magenta"), QStringLiteral("Cyan"),
                         QStringLiteral("White")});
     m_blink = codeList(this, n.blink, {QStringLiteral("Yes"), QStringLiteral("No")});
     m_inverse = codeList(this, n.inverse, {QStringLiteral("Yes"), QStringLiteral("No")});
-    m_data = named(new DataBox(this), n.data);
-    m_link = named(new QLineEdit(this), n.link);
-    m_paste = named(new QPushButton(QStringLiteral("Paste"), this), n.paste);
-    m_paste->setAutoDefault(false);
-    m_length = named(new QComboBox(this), n.length);
+    m_data = widgets::named(new DataBox(this), n.data);
+    m_link = widgets::named(new QLineEdit(this), n.link);
+    m_paste = widgets::namedButton(this, n.paste, QStringLiteral("Paste"));
+    m_length = widgets::named(new QComboBox(this), n.length);
     m_length->setMaxVisibleItems(20);
 
     layOutSheet();

@@ -1,6 +1,7 @@
 #include "messagebox.h"
 
 #include "privatelabel.h"
+#include "runtimeerror.h"
 
 #include <QDebug>
 
@@ -40,6 +41,23 @@ Answer show(const QString& text, Buttons buttons, Icon icon, const QString& titl
 Answer showError(const QString& prefix, const QString& description, Icon icon, QWidget* parent)
 {
     return show(prefix + description, OKOnly, icon, {}, parent);
+}
+
+bool guard(const ErrorHandler& handler, const std::function<void()>& work)
+{
+    QString description;
+    try {
+        work();
+        return true;
+    } catch (const RuntimeError& e) {
+        description = e.description();
+    } catch (const std::exception& e) {
+        description = QString::fromLocal8Bit(e.what());
+    }
+    if (handler.note)
+        handler.note(handler.prefix + description);
+    showError(handler.prefix, description, handler.icon, handler.parent);
+    return false;
 }
 
 void setService(Service* service) { g_service = service; }

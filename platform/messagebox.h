@@ -5,6 +5,8 @@
 
 #include <QString>
 
+#include <functional>
+
 class QWidget;
 
 namespace msgbox {
@@ -33,6 +35,18 @@ Answer show(const QString& text, Buttons buttons = OKOnly, Icon icon = NoIcon, c
 // The error handlers' message: a fixed prefix ending in a blank, then the error's
 // description ("Error Occurred " + "Overflow"), with an OK button.
 Answer showError(const QString& prefix, const QString& description, Icon icon = Critical, QWidget* parent = nullptr);
+
+// An error handler: what it shows, and who else hears of it.
+struct ErrorHandler {
+    QString prefix; // ends in a blank: "Error Occurred "
+    Icon icon = NoIcon;
+    QWidget* parent = nullptr;
+    std::function<void(const QString& message)> note = {}; // hears the message before it is shown (a log)
+};
+// Runs `work` under the handler: an error it raises (a run-time error's
+// description, another error's text) is shown as prefix + description with an
+// OK button and ends the work. False when it ended so.
+bool guard(const ErrorHandler& handler, const std::function<void()>& work);
 
 // Replaces the service (tests); null restores the real message box.
 void setService(Service* service);

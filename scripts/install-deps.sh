@@ -8,6 +8,8 @@ packages=(
   libbenchmark-dev
   liborcus-dev libfreexl-dev libgsf-1-dev zlib1g-dev python3-xlwt
   xvfb xauth
+  # programs the scripts call that a minimal system may lack (check-format.sh: git; check-layers.sh: python3)
+  git python3
   # the message bus: the MQTT client library, and a broker with its command-line clients for the tests
   libmosquitto-dev mosquitto mosquitto-clients
   qt6-httpserver-dev qt6-websockets-dev libsodium-dev        # qmdvars serve: HTTP API, WebSocket, Argon2id

@@ -1,15 +1,18 @@
 #!/usr/bin/env bash
-# The demo: builds the host and the display emulator, starts two emulated LED
-# displays and the Lumarex host with a display list that points at them.
+# The demo: builds the host, the display emulator and qmdvars, starts two
+# emulated LED displays and the Lumarex host with a display list that points at them.
 #
 #   display 1 "Lobby sign"   one unit at address 1, TCP port P
 #   display 2 "Gate signs"   a group of four units (addresses 1 to 4), port P+1
 #
-# The emulators stop when the host exits.
+# With a screen the emulators stop when the host exits. Without one the host
+# only checks itself, and the emulators keep running headless for qmdvars
+# until `scripts/run-demo.sh --stop`.
 #
 #   scripts/run-demo.sh                   optimised build (build/release)
 #   scripts/run-demo.sh --dev             debug build (build/dev)
-#   scripts/run-demo.sh --fresh           forget the demo's settings, variables and display list first
+#   scripts/run-demo.sh --fresh           forget everything the demo wrote first (settings, variables, display list)
+#   scripts/run-demo.sh --stop            stop emulators left running by a run without a screen
 #   scripts/run-demo.sh -- ARGS...        extra arguments for Lumarex
 #                                         (for example -- --screenshot shot.png)
 #
@@ -17,55 +20,67 @@
 # port; LUMAREX_DEMO_BUILD names an already configured build folder to use
 # instead of a preset's.
 # Everything the demo writes lives in <build>/demo/: the host's folder with its
-# Displays.dat (host/), both settings stores (settings/) and the logs, so the
-# demo never needs root and never touches this machine's real settings.
+# Displays.dat (host/), both settings stores (settings/), the variable file
+# (QMDvarinfo.vls), the logs and `env`, which points qmdvars at all of these
+# (`. <build>/demo/env`), so the demo never needs root and never touches this
+# machine's real settings.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 preset=release
 fresh=0
+stop=0
 lumarex_args=()
 while [ $# -gt 0 ]; do
   case "$1" in
     --dev) preset=dev ;;
     --release) preset=release ;;
     --fresh) fresh=1 ;;
+    --stop) stop=1 ;;
     --) shift; lumarex_args=("$@"); break ;;
-    -h|--help) sed -n '2,21p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+    -h|--help) sed -n '2,26p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
     *) echo "run-demo: unknown option $1" >&2; exit 2 ;;
   esac
   shift
 done
 
+# Emulators a run without a screen left running: stopped by --stop, and before
+# every new run (they hold the ports).
+stop_left_running() {
+  local demo_dir="$1"
+  [ -f "$demo_dir/emulators.pid" ] || return 0
+  while read -r pid; do
+    kill "$pid" 2>/dev/null || true
+  done <"$demo_dir/emulators.pid"
+  rm -f "$demo_dir/emulators.pid"
+}
+if [ "$stop" = 1 ]; then
+  for d in build/*/demo; do [ -d "$d" ] && stop_left_running "$d"; done
+  echo "run-demo: stopped the demo's emulators"
+  exit 0
+fi
+
 have_screen=0
 if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
   have_screen=1
-fi
-if [ "$have_screen" = 0 ] && [ ${#lumarex_args[@]} -eq 0 ]; then
-  cat >&2 <<'EOF'
-run-demo: there is no screen here (neither DISPLAY nor WAYLAND_DISPLAY is set).
-The demo shows windows: run it on a virtual screen instead, for example
-    xvfb-run -a -s "-screen 0 1600x1000x24" bash scripts/run-demo.sh
-and look at it through a VNC server on that screen, or take screenshots with
-    bash scripts/run-demo.sh -- --screenshot lumarex.png
-Checking the build meanwhile with the host's self-test.
-EOF
 fi
 
 if ! scripts/install-deps.sh; then
   echo "run-demo: could not install the packages (run scripts/install-deps.sh as root once)" >&2
 fi
 
+targets=(Lumarex lumarex-emulator qmdvars)
 if [ -n "${LUMAREX_DEMO_BUILD:-}" ]; then
   build="${LUMAREX_DEMO_BUILD%/}"
-  cmake --build "$build" -j2 --target Lumarex lumarex-emulator qmdvars
+  cmake --build "$build" -j2 --target "${targets[@]}"
 else
   build="build/$preset"
   cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset" --target Lumarex lumarex-emulator qmdvars
+  cmake --build --preset "$preset" --target "${targets[@]}"
 fi
 bin="$(cd "$build/bin" && pwd)"
 demo="$build/demo"
+stop_left_running "$demo"
 [ "$fresh" = 1 ] && rm -rf "$demo"
 mkdir -p "$demo/host" "$demo/settings"
 demo="$(cd "$demo" && pwd)"
@@ -74,15 +89,40 @@ export ZOL_USER_STORE="$demo/settings/user.ini"
 port="${LUMAREX_DEMO_PORT:-47010}"
 port2=$((port + 1))
 
+# The demo's own variable file, named in its own settings (the value the
+# plug-in reads as "QMDVarFileLoc"), so that --fresh forgets the variables too.
+if ! grep -qs 'QMDVarFileLoc' "$ZOL_MACHINE_STORE"; then
+  python3 - "$ZOL_MACHINE_STORE" "$demo/QMDvarinfo.vls" <<'PYTHON'
+import sys
+store, vls = sys.argv[1], sys.argv[2]
+line = 'Morvel\\Lumarex3\\VariablePlugin\\QMDVarFileLoc="%s"\n' % vls.replace('\\', '\\\\').replace('"', '\\"')
+try:
+    lines = open(store).readlines()
+except FileNotFoundError:
+    lines = []
+if '[Software]\n' in lines:
+    lines.insert(lines.index('[Software]\n') + 1, line)
+else:
+    lines += (['\n'] if lines else []) + ['[Software]\n', line]
+open(store, 'w').writelines(lines)
+PYTHON
+fi
+cat >"$demo/env" <<ENV
+# Source this (. $demo/env) to work on the demo with qmdvars: its settings,
+# display list ($demo/host/Displays.dat) and variable file ($demo/QMDvarinfo.vls).
+export ZOL_MACHINE_STORE="$ZOL_MACHINE_STORE"
+export ZOL_USER_STORE="$ZOL_USER_STORE"
+export PATH="$bin:\$PATH"
+ENV
+
 # The host's folder: its display list, written once; the host's display list
 # editor may change it afterwards.
 if [ ! -f "$demo/host/Displays.dat" ]; then
-  cat >"$demo/host/Displays.dat" <<EOF
+  cat >"$demo/host/Displays.dat" <<LIST
 # Lumarex display list: number|name|kind|link target|serial parameters|TCP port|dial number|addresses
 1|Lobby sign|3|127.0.0.1||$port||1
 2|Gate signs|3|127.0.0.1||$port2||1
-EOF
-  echo "run-demo: wrote $demo/host/Displays.dat (display 1 at 127.0.0.1:$port, display 2 at 127.0.0.1:$port2)"
+LIST
 fi
 if [ ! -f "$bin/BadWords.txt" ]; then
   printf '# Words the bad-word checker masks, one a line.\ndarn\nheck\n' >"$bin/BadWords.txt"
@@ -120,10 +160,11 @@ start_emulator() {
     echo "run-demo: an emulator is not listening after 10 s (log: $log)" >&2
     exit 1
   fi
-  echo "run-demo: emulator $(grep '^LISTENING tcp' "$log" | head -n1) (log: $log)"
 }
-start_emulator "$demo/emulator-1.log" --tcp "127.0.0.1:$port" --demo --label "display 1 Lobby sign"
-start_emulator "$demo/emulator-2.log" --tcp "127.0.0.1:$port2" --group 1:1,1,b --label "display 2 Gate signs (group of 4)"
+# One above the other, so that neither window covers the other.
+start_emulator "$demo/emulator-1.log" --tcp "127.0.0.1:$port" --demo --label "display 1 Lobby sign" --geometry +0+0
+start_emulator "$demo/emulator-2.log" --tcp "127.0.0.1:$port2" --group 1:1,1,b \
+  --label "display 2 Gate signs (group of 4)" --geometry +0+360
 
 # The web console over the same displays and variables (scripts/demo-serve.sh).
 source scripts/demo-serve.sh
@@ -135,24 +176,48 @@ if [ ${#lumarex_args[@]} -eq 0 ] || ! printf '%s\n' "${lumarex_args[@]}" | grep 
   host_args+=(--playfile 'WELCOME VBL001')
 fi
 
+# What runs now and what to do next: always the last lines the script prints.
+cli_steps() {
+  echo "  On the command line (in another terminal), with the demo's settings:"
+  echo "      . $demo/env"
+  echo "      qmdvars set 1 --data \"TERMINAL B\" && qmdvars update --displays 1 --vars 1"
+  echo "      qmdvars history --display 1"
+}
+
 if [ "$have_screen" = 1 ]; then
-  cat <<EOF
-run-demo: starting the host; the web console is $web_url (account $web_account, password $web_password). First steps:
-  1. Plug-ins > Variable Access/QMD opens the variable manager; type a text for Text Var 1.
-  2. Press "Update Display", tick display 1 or 2 and the variable, and watch the emulator's sign.
-  3. Back in the host, press Transmit: the playfile "WELCOME VBL001" shows with your text.
-EOF
-  "$bin/Lumarex" "${host_args[@]}" "${lumarex_args[@]}"
+  echo
+  echo "run-demo: now running: two emulated signs (display 1 at 127.0.0.1:$port, display 2 at 127.0.0.1:$port2)"
+  echo "  and the Lumarex host (its log: $demo/lumarex.log). Closing the host stops them all."
+  echo "  Next, in the host's window:"
+  echo "    1. Plug-ins > Variable Access/QMD opens the variable manager; type a text for Text Var 1."
+  echo "    2. Press \"Update Display\", tick Text Var 1, OK, then Select All, OK: the signs show it."
+  echo "    3. Press \"Done\", then Transmit: the playfile \"WELCOME VBL001\" shows with your text."
+  cli_steps
+  echo "  The web console, in a browser on this machine:"
+  print_web
+  "$bin/Lumarex" "${host_args[@]}" "${lumarex_args[@]}" >"$demo/lumarex.log" 2>&1
 elif [ ${#lumarex_args[@]} -gt 0 ] && command -v xvfb-run >/dev/null; then
   # No screen: the host runs on a virtual one (for screenshots and checks).
   xvfb-run -a "$bin/Lumarex" "${host_args[@]}" "${lumarex_args[@]}"
 else
-  if ! QT_QPA_PLATFORM=offscreen "$bin/Lumarex" --app-path "$demo/host" --self-test; then
-    echo "run-demo: the host's self-test failed" >&2
+  if ! QT_QPA_PLATFORM=offscreen "$bin/Lumarex" --app-path "$demo/host" --self-test >"$demo/self-test.log" 2>&1; then
+    cat "$demo/self-test.log" >&2
+    echo "run-demo: the host's self-test FAILED (its output is above and in $demo/self-test.log)" >&2
     exit 1
   fi
-  # No screen: the displays and the web console keep running until Ctrl-C.
-  echo "run-demo: the emulated displays and the web console run until Ctrl-C; log in from a browser:"
+  # The signs stay on for qmdvars; --stop (or the next run) ends them.
+  printf '%s\n' "${pids[@]}" >"$demo/emulators.pid"
+  pids=()
+  echo
+  echo "run-demo: the build works (the host's self-test passed: $demo/self-test.log)."
+  echo "  There is no screen here (neither DISPLAY nor WAYLAND_DISPLAY is set), so no window opened."
+  echo "  Now running, headless: qmdvars serve (the web console) and display 1 at 127.0.0.1:$port and display 2 at 127.0.0.1:$port2;"
+  echo "  what each sign shows is logged as SHOW lines in $demo/emulator-1.log and emulator-2.log."
+  cli_steps
+  echo "      grep SHOW $demo/emulator-1.log | tail -n 1"
+  echo "  The windows, on a virtual screen (look at it through a VNC server, or take screenshots):"
+  echo "      xvfb-run -a -s \"-screen 0 1600x1000x24\" bash scripts/run-demo.sh"
+  echo "  Stop the signs and the console with: bash scripts/run-demo.sh --stop"
+  echo "  Log in from a browser:"
   print_web
-  wait
 fi

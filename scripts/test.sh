@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is needed, builds incrementally and runs every test.
-#   scripts/test.sh          debug build (build/dev)
+#   scripts/test.sh          debug build (build/dev), then the count of test lines
 #   scripts/test.sh --asan   with AddressSanitizer and UndefinedBehaviorSanitizer (build/asan)
 #   scripts/test.sh --all    both, then a few seconds of every fuzz target on its corpus (what CI runs)
 set -euo pipefail
@@ -23,3 +23,7 @@ scripts/check-layers.sh
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset"
 ctest --preset "$preset"
+# The tests stay at most a third of the C++ lines.
+if [ "$preset" = dev ]; then
+  scripts/count-test-lines.sh
+fi

@@ -3,6 +3,7 @@
 #include "clsVariableAccess.h"
 #include "filedialog.h"
 #include "messagebox.h"
+#include "namedwidgets.h"
 #include "runtimeerror.h"
 #include "settingsstore.h"
 
@@ -19,18 +20,9 @@
 static void initSpreadsheetResource() { Q_INIT_RESOURCE(spreadsheet); }
 
 namespace {
-QPushButton* button(const QString& caption, const char* name, QWidget* parent)
-{
-    auto* b = new QPushButton(caption, parent);
-    b->setObjectName(QString::fromLatin1(name));
-    b->setAutoDefault(false);
-    return b;
-}
-
 QLineEdit* pathBox(const char* name, QWidget* parent)
 {
-    auto* box = new QLineEdit(parent);
-    box->setObjectName(QString::fromLatin1(name));
+    auto* box = widgets::named(new QLineEdit(parent), name);
     box->setMinimumWidth(320);
     return box;
 }
@@ -44,7 +36,7 @@ dlgAddSpreadSheet::dlgAddSpreadSheet(QWidget* parent) : QDialog(parent)
     auto* sheetFrame = new QGroupBox(QStringLiteral("Excel Spread Sheet"), this);
     sheetFrame->setObjectName(QStringLiteral("fraSpreadSheet"));
     m_spreadsheet = pathBox("txtSpreadSheetlocation", sheetFrame);
-    auto* browseSheet = button(QStringLiteral("Browse..."), "cmdBrowseSpreadsheet", sheetFrame);
+    auto* browseSheet = widgets::namedButton(sheetFrame, "cmdBrowseSpreadsheet", QStringLiteral("Browse..."));
     auto* sheetInfo = new QLabel(QStringLiteral("Choose where to have your spreadsheet placed. The spreadsheet MUST "
                                                 "NOT be moved after its creation!"),
                                  sheetFrame);
@@ -58,7 +50,7 @@ dlgAddSpreadSheet::dlgAddSpreadSheet(QWidget* parent) : QDialog(parent)
     auto* fileFrame = new QGroupBox(QStringLiteral("Variable File"), this);
     fileFrame->setObjectName(QStringLiteral("fraVariableFile"));
     m_playfile = pathBox("txtPlayfileLocation", fileFrame);
-    auto* browseFile = button(QStringLiteral("Browse..."), "cmdBrowsePlayfile", fileFrame);
+    auto* browseFile = widgets::namedButton(fileFrame, "cmdBrowsePlayfile", QStringLiteral("Browse..."));
     auto* fileInfo = new QLabel(QStringLiteral("Please choose where you would like to have the variable file created."),
                                 fileFrame);
     fileInfo->setObjectName(QStringLiteral("lblVarInfo"));
@@ -68,8 +60,8 @@ dlgAddSpreadSheet::dlgAddSpreadSheet(QWidget* parent) : QDialog(parent)
     fileLayout->addWidget(m_playfile, 1, 0);
     fileLayout->addWidget(browseFile, 1, 1);
 
-    auto* create = button(QStringLiteral("Create"), "cmdCreate", this);
-    auto* cancel = button(QStringLiteral("Cancel"), "cmdCancel", this);
+    auto* create = widgets::namedButton(this, "cmdCreate", QStringLiteral("Create"));
+    auto* cancel = widgets::namedButton(this, "cmdCancel", QStringLiteral("Cancel"));
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);
     buttons->addWidget(create);

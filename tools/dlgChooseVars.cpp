@@ -2,6 +2,7 @@
 
 #include "clsVariableAccess.h"
 #include "messagebox.h"
+#include "namedwidgets.h"
 #include "runtimeerror.h"
 #include "settingsstore.h"
 #include "varrange.h"
@@ -18,14 +19,6 @@
 namespace {
 constexpr int kFirstCellVariable = 257;
 constexpr int kObjectNotSet = 91;
-
-QPushButton* makeButton(QWidget* parent, const char* name, const QString& caption)
-{
-    auto* button = new QPushButton(caption, parent);
-    button->setObjectName(QString::fromLatin1(name));
-    button->setAutoDefault(false);
-    return button;
-}
 
 int tagOf(const QTreeWidgetItem* item) { return item->data(0, Qt::UserRole).toInt(); }
 } // namespace
@@ -45,11 +38,11 @@ dlgChooseVars::dlgChooseVars(QWidget* parent) : QDialog(parent)
     m_list->header()->resizeSection(0, 110);
     m_list->header()->setStretchLastSection(true);
 
-    auto* selectAll = makeButton(this, "cmdSelectAll", QStringLiteral("Select All"));
-    auto* unselectAll = makeButton(this, "cmdUnSelectAll", QStringLiteral("Unselect All"));
-    auto* selectTexts = makeButton(this, "cmdSelectTexts", QStringLiteral("Select All Texts"));
-    auto* selectCells = makeButton(this, "cmdSelectCells", QStringLiteral("Select All Cells"));
-    m_useLast = makeButton(this, "cmdUseLastSelected", QStringLiteral("Select Last Used"));
+    auto* selectAll = widgets::namedButton(this, "cmdSelectAll", QStringLiteral("Select All"));
+    auto* unselectAll = widgets::namedButton(this, "cmdUnSelectAll", QStringLiteral("Unselect All"));
+    auto* selectTexts = widgets::namedButton(this, "cmdSelectTexts", QStringLiteral("Select All Texts"));
+    auto* selectCells = widgets::namedButton(this, "cmdSelectCells", QStringLiteral("Select All Cells"));
+    m_useLast = widgets::namedButton(this, "cmdUseLastSelected", QStringLiteral("Select Last Used"));
     m_useLast->setEnabled(false);
 
     auto* rangeLabel = new QLabel(QStringLiteral("Variables Range:"), this);
@@ -57,7 +50,7 @@ dlgChooseVars::dlgChooseVars(QWidget* parent) : QDialog(parent)
     m_range = new QLineEdit(this);
     m_range->setObjectName(QStringLiteral("txtVarRange"));
     rangeLabel->setBuddy(m_range);
-    auto* selectRangeButton = makeButton(this, "cmdSelectVarRange", QStringLiteral("Select Range"));
+    auto* selectRangeButton = widgets::namedButton(this, "cmdSelectVarRange", QStringLiteral("Select Range"));
     auto* hint = new QLabel(QStringLiteral("Enter variable number and/or variable ranges separated by commas. "
                                            "For example 1,3,5-12"),
                             this);
@@ -65,8 +58,8 @@ dlgChooseVars::dlgChooseVars(QWidget* parent) : QDialog(parent)
     hint->setWordWrap(true);
 
     // No default button: Enter in the range box confirms nothing.
-    auto* ok = makeButton(this, "cmdOK", QStringLiteral("OK"));
-    auto* cancel = makeButton(this, "cmdCancel", QStringLiteral("Cancel"));
+    auto* ok = widgets::namedButton(this, "cmdOK", QStringLiteral("OK"));
+    auto* cancel = widgets::namedButton(this, "cmdCancel", QStringLiteral("Cancel"));
 
     auto* side = new QVBoxLayout;
     for (QPushButton* b : {selectAll, unselectAll, selectTexts, selectCells, m_useLast})
@@ -141,7 +134,7 @@ void dlgChooseVars::prepare()
 
 void dlgChooseVars::InitList()
 {
-    try {
+    msgbox::guard({QStringLiteral("Error Initializing Variables "), msgbox::Critical, this}, [this] {
         m_list->clear();
         for (int n = 1; n <= clsVariableAccess::kVariableCount; ++n) {
             auto* item = new QTreeWidgetItem(m_list);
@@ -157,9 +150,7 @@ void dlgChooseVars::InitList()
         const QString lastUsed = settings::read(settings::kLastUsed);
         m_lastUsed = varrange::splitLastUsed(lastUsed);
         m_useLast->setEnabled(!lastUsed.isEmpty());
-    } catch (const RuntimeError& e) {
-        msgbox::showError(QStringLiteral("Error Initializing Variables "), e.description(), msgbox::Critical, this);
-    }
+    });
 }
 
 void dlgChooseVars::SelectLastUsed()
@@ -174,22 +165,20 @@ void dlgChooseVars::SelectLastUsed()
 
 bool dlgChooseVars::BuildChosen()
 {
-    try {
+    bool built = false;
+    msgbox::guard({QStringLiteral("Error Building Variables Collection"), msgbox::Critical, this}, [&] {
         m_chosen.clear();
         const QList<int> numbers = tickedNumbers();
         m_chosen = varrange::selectionOf(numbers);
         if (numbers.isEmpty()) {
             msgbox::show(QStringLiteral("You didn't select anything"), msgbox::OKOnly, msgbox::Critical,
                          QStringLiteral("Selection Error"), this);
-            return false;
+            return;
         }
         settings::write(settings::kLastUsed, varrange::joinLastUsed(numbers));
-        return true;
-    } catch (const RuntimeError& e) {
-        msgbox::showError(QStringLiteral("Error Building Variables Collection"), e.description(), msgbox::Critical,
-                          this);
-        return false;
-    }
+        built = true;
+    });
+    return built;
 }
 
 void dlgChooseVars::setAllChecked(bool checked, int from, int to)
@@ -208,12 +197,8 @@ void dlgChooseVars::selectRange()
     for (int i = 0; i < count; ++i)
         m_list->topLevelItem(i)->setCheckState(0, Qt::Unchecked);
     QList<int> rows;
-    try {
-        rows = varrange::parse(m_range->text(), count, &rows);
-    } catch (const RuntimeError& e) {
-        // A number too large for the range rules: the rows of the elements before it stay ticked.
-        msgbox::show(e.description(), msgbox::OKOnly, msgbox::Critical, {}, this);
-    }
+    // A number too large for the range rules: the rows of the elements before it stay ticked.
+    msgbox::guard({QString(), msgbox::Critical, this}, [&] { rows = varrange::parse(m_range->text(), count, &rows); });
     for (int row : rows)
         m_list->topLevelItem(row - 1)->setCheckState(0, Qt::Checked);
 }

@@ -4,6 +4,7 @@
 #include "hostobjects.h"
 #include "linkcontainer.h"
 #include "messagebox.h"
+#include "namedwidgets.h"
 #include "runtimeerror.h"
 #include "varcommand.h"
 
@@ -15,14 +16,6 @@
 namespace {
 const QString kErrorLoading = QStringLiteral("Error Loading Variables ");
 const QString kErrorOccurred = QStringLiteral("Error Occurred ");
-
-QPushButton* button(QWidget* parent, const char* name, const QString& caption)
-{
-    auto* b = new QPushButton(caption, parent);
-    b->setObjectName(QString::fromLatin1(name));
-    b->setAutoDefault(false);
-    return b;
-}
 } // namespace
 
 dlgVarCmdInserter::dlgVarCmdInserter(QWidget* parent)
@@ -32,9 +25,9 @@ dlgVarCmdInserter::dlgVarCmdInserter(QWidget* parent)
     setWindowTitle(QStringLiteral("Insert Variable Command"));
     m_cmbVar->setObjectName(QStringLiteral("cmbVar"));
     m_cmbVar->setMinimumWidth(320);
-    auto* value = button(this, "cmdGetCurrentValue", QStringLiteral("Get Current Value"));
-    auto* insert = button(this, "cmdVarInserter", QStringLiteral("Insert Variable"));
-    auto* close = button(this, "cmdClose", QStringLiteral("Close"));
+    auto* value = widgets::namedButton(this, "cmdGetCurrentValue", QStringLiteral("Get Current Value"));
+    auto* insert = widgets::namedButton(this, "cmdVarInserter", QStringLiteral("Insert Variable"));
+    auto* close = widgets::namedButton(this, "cmdClose", QStringLiteral("Close"));
 
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(value);
@@ -72,15 +65,13 @@ void dlgVarCmdInserter::showEvent(QShowEvent* event)
 
 void dlgVarCmdInserter::fillList()
 {
-    try {
+    // On an error the list keeps the entries filled so far.
+    msgbox::guard({kErrorLoading, msgbox::Critical, this}, [this] {
         clsVariableAccess& set = variables();
         for (int16_t n = 1; n <= clsVariableAccess::kVariableCount; ++n)
             m_cmbVar->addItem(varcommand::entryText(n, set.VariableName(n)), int(n));
         m_cmbVar->setCurrentIndex(0);
-    } catch (const RuntimeError& e) {
-        // The list keeps the entries filled so far.
-        msgbox::show(kErrorLoading + e.description(), msgbox::OKOnly, msgbox::Critical, {}, this);
-    }
+    });
 }
 
 int16_t dlgVarCmdInserter::selectedNumber() const
@@ -96,9 +87,6 @@ void dlgVarCmdInserter::onGetCurrentValue()
 
 void dlgVarCmdInserter::onInsert()
 {
-    try {
-        hostobjects::addTextToCurrentLine(m_frame, varcommand::token(selectedNumber()));
-    } catch (const RuntimeError& e) {
-        msgbox::show(kErrorOccurred + e.description(), msgbox::OKOnly, msgbox::Critical, {}, this);
-    }
+    msgbox::guard({kErrorOccurred, msgbox::Critical, this},
+                  [this] { hostobjects::addTextToCurrentLine(m_frame, varcommand::token(selectedNumber())); });
 }

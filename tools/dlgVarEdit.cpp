@@ -1,6 +1,7 @@
 #include "dlgVarEdit.h"
 
 #include "codepage.h"
+#include "namedwidgets.h"
 #include "richtextdocument.h"
 #include "typinglimit.h"
 
@@ -91,12 +92,8 @@ dlgVarEdit::dlgVarEdit(QWidget* parent) : QDialog(parent)
     m_box->setMinimumWidth(m_box->fontMetrics().horizontalAdvance(QString(40, u'W')));
     m_box->installEventFilter(this);
 
-    auto* ok = new QPushButton(QStringLiteral("OK"), this);
-    ok->setObjectName(QStringLiteral("OKButton"));
-    auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
-    cancel->setObjectName(QStringLiteral("cmdCancel"));
-    for (QPushButton* b : {ok, cancel})
-        b->setAutoDefault(false);
+    auto* ok = widgets::namedButton(this, "OKButton", QStringLiteral("OK"));
+    auto* cancel = widgets::namedButton(this, "cmdCancel", QStringLiteral("Cancel"));
 
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);

@@ -88,6 +88,7 @@ SendResult DisplaySender::send(const QString& displayEntry, const SendRequest& r
     m_unitOrder.clear();
     m_units.clear();
     m_currentUnit.reset();
+    m_displayName.clear();
     bool ok = false;
     bool raised = false;
     auto fail = [&](const QString& description) {
@@ -180,6 +181,9 @@ void DisplaySender::record(const QString& display, const SendRequest& request, c
         entry.sentTexts.append({it.key(), it.value()});
     entry.result = result.ok ? QStringLiteral("Updated") : QStringLiteral("FAILED");
     entry.error = result.ok ? QString() : result.error;
+    entry.displayName = m_displayName;
+    for (const UnitResult& unit : result.unitResults)
+        entry.unitResults.append({unit.address, unit.sent, unit.error});
     history::recordQuietly(entry);
 }
 
@@ -189,6 +193,7 @@ bool DisplaySender::open(const QString& display, SendResult& result)
     disptrans::IDisplayList& list = displayList();
     list.setListFile(kDisplayListFile);
     list.setCurrentRecord(list.FindDisplay(display));
+    m_displayName = list.DisplayName();
     // The whole address list converted as one number, as the connection has always been given it.
     disptrans::ConnectionSettings settings = disptrans::connectionSettingsFor(
         list.ConnectionKind(), list.LinkTarget(), list.Kind1Param(), list.OtherKindParam(), list.Kind3Param(),

@@ -135,4 +135,5 @@ private:
     QList<int16_t> m_unitOrder;
     QMap<int16_t, UnitState> m_units;
     std::optional<int16_t> m_currentUnit; // while a unit is being sent
+    QString m_displayName;                // of the send under way, for the history
 };

@@ -6,6 +6,7 @@
 #include "disptrans.h"
 #include "legacy.h"
 #include "messagebox.h"
+#include "namedwidgets.h"
 #include "runtimeerror.h"
 #include "statusicons.h"
 
@@ -42,8 +43,7 @@ const QString kScheduled = QStringLiteral("Scheduled");
 
 QComboBox* delayCombo(QWidget* parent, const char* name)
 {
-    auto* combo = new QComboBox(parent);
-    combo->setObjectName(QString::fromLatin1(name));
+    auto* combo = widgets::named(new QComboBox(parent), name);
     for (const DelayChoice& choice : delayChoices())
         combo->addItem(choice.text, choice.minutes);
     combo->setCurrentIndex(0);
@@ -79,12 +79,9 @@ dlgUpdateDelay::dlgUpdateDelay(std::function<QString()> displaySelection, QWidge
     m_allLabel = new QLabel(QStringLiteral("Set for All"), this);
     m_allLabel->setObjectName(QStringLiteral("Label1"));
     m_allLabel->setBuddy(m_delayAll);
-    m_start = new QPushButton(QStringLiteral("Start Update"), this);
-    m_start->setObjectName(QStringLiteral("cmdClose"));
+    m_start = widgets::namedButton(this, "cmdClose", QStringLiteral("Start Update"));
     m_start->setDefault(true);
-    m_cancel = new QPushButton(QStringLiteral("Cancel"), this);
-    m_cancel->setObjectName(QStringLiteral("Command1"));
-    m_cancel->setAutoDefault(false);
+    m_cancel = widgets::namedButton(this, "Command1", QStringLiteral("Cancel"));
 
     auto* bottom = new QHBoxLayout;
     bottom->addWidget(m_allLabel);
@@ -148,7 +145,7 @@ QHash<QString, QString> dlgUpdateDelay::displayNames(const QStringList& entries)
 
 void dlgUpdateDelay::fillList(const std::function<QString()>& displaySelection)
 {
-    try {
+    msgbox::guard({QStringLiteral("Error Selecting Last Used Variables "), msgbox::Critical, this}, [&] {
         const QString selection = displaySelection ? displaySelection() : QString();
         if (selection.isEmpty())
             return;
@@ -164,10 +161,7 @@ void dlgUpdateDelay::fillList(const std::function<QString()>& displaySelection)
             m_displays << name;
         }
         m_list->setCurrentItem(m_list->topLevelItem(0));
-    } catch (const RuntimeError& e) {
-        msgbox::showError(QStringLiteral("Error Selecting Last Used Variables "), e.description(), msgbox::Critical,
-                          this);
-    }
+    });
     placeDelayCombo();
 }
 

@@ -2,23 +2,19 @@
 
 #include "linkcontainer.h"
 
-#include "clock.h"
 #include "dlgUpdateDelay.h"
-#include "datetimetext.h"
-#include "filedialog.h"
 #include "messagebox.h"
-#include "richtextdocument.h"
+#include "namedwidgets.h"
+#include "reportfile.h"
 #include "statusicons.h"
 #include "updaterun.h"
 
-#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QSaveFile>
 #include <QShowEvent>
 #include <QTextEdit>
 #include <QTimer>
@@ -28,14 +24,6 @@
 namespace {
 const QString kShowDetails = QStringLiteral(">> Show Details");
 const QString kHideDetails = QStringLiteral("<< Hide Details");
-
-QPushButton* button(QWidget* parent, const char* name, const QString& caption)
-{
-    auto* b = new QPushButton(caption, parent);
-    b->setObjectName(QString::fromLatin1(name));
-    b->setAutoDefault(false);
-    return b;
-}
 
 QTextCharFormat formatOf(ReportStyle style)
 {
@@ -145,19 +133,19 @@ void dlgVariableUpdate::buildUi()
 
     m_retryLabel = new QLabel(this);
     m_retryLabel->setObjectName(QStringLiteral("lblRetry"));
-    m_stopRetry = button(this, "cmdStopRetry", QStringLiteral("Stop Retry"));
+    m_stopRetry = widgets::namedButton(this, "cmdStopRetry", QStringLiteral("Stop Retry"));
     for (QWidget* w : {static_cast<QWidget*>(m_retryLabel), static_cast<QWidget*>(m_stopRetry)}) {
         QSizePolicy policy = w->sizePolicy();
         policy.setRetainSizeWhenHidden(true); // the countdown row keeps its place
         w->setSizePolicy(policy);
     }
 
-    m_cancel = button(this, "cmdCancel", QStringLiteral("Cancel"));
-    m_cancelAll = button(this, "cmdCancelAll", QStringLiteral("Cancel All"));
-    m_retry = button(this, "cmdRetry", QStringLiteral("Retry Now"));
-    m_details = button(this, "cmdDetails", kShowDetails);
-    m_save = button(this, "cmdSaveToFile", QStringLiteral("Save To File"));
-    m_close = button(this, "cmdClose", QStringLiteral("Close"));
+    m_cancel = widgets::namedButton(this, "cmdCancel", QStringLiteral("Cancel"));
+    m_cancelAll = widgets::namedButton(this, "cmdCancelAll", QStringLiteral("Cancel All"));
+    m_retry = widgets::namedButton(this, "cmdRetry", QStringLiteral("Retry Now"));
+    m_details = widgets::namedButton(this, "cmdDetails", kShowDetails);
+    m_save = widgets::namedButton(this, "cmdSaveToFile", QStringLiteral("Save To File"));
+    m_close = widgets::namedButton(this, "cmdClose", QStringLiteral("Close"));
 
     m_report = new QTextEdit(this);
     m_report->setObjectName(QStringLiteral("rtxtUpdateReport"));
@@ -371,19 +359,11 @@ void dlgVariableUpdate::toggleDetails()
 
 void dlgVariableUpdate::saveReport()
 {
-    const QString proposed = QStringLiteral("Var Log ") + datetimetext::fileDate(Clock::now().date())
-                             + QStringLiteral(".doc");
-    const QString fileName = filedialog::getSaveFileName(
-        QStringLiteral("Choose where to save log file - This File is viewable in WordPad!"),
-        QStringLiteral("Log Files (*.doc)|*.doc"), QString(), proposed, this);
-    if (fileName.isEmpty())
-        return;
-    if (QFileInfo::exists(fileName)
-        && msgbox::show(QStringLiteral("File already exists, Do You Wish to Overwrite it?"), msgbox::YesNoCancel,
-                        msgbox::NoIcon, QString(), this)
-               != msgbox::Yes)
-        return;
-    QSaveFile file(fileName);
-    if (!file.open(QIODevice::WriteOnly) || file.write(rtf::write(*m_report->document())) < 0 || !file.commit())
-        msgbox::showError(QStringLiteral("Error Saving Log File "), file.errorString(), msgbox::Critical, this);
+    reportfile::SaveRequest request;
+    request.namePrefix = QStringLiteral("Var Log ");
+    request.title = QStringLiteral("Choose where to save log file - This File is viewable in WordPad!");
+    request.filter = QStringLiteral("Log Files (*.doc)|*.doc");
+    request.askOverwrite = true;
+    request.errorPrefix = QStringLiteral("Error Saving Log File ");
+    reportfile::save(*m_report->document(), request, this);
 }

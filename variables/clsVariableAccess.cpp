@@ -6,6 +6,10 @@
 #include "runtimeerror.h"
 #include "settingsstore.h"
 #include "variablefile.h"
+#include "variablestore.h"
+
+#include <QBuffer>
+#include <QFile>
 
 #include <algorithm>
 #include <type_traits>
@@ -35,8 +39,18 @@ clsVariableAccess::clsVariableAccess(QObject* parent)
     LoadVariables(QString());
 }
 
+clsVariableAccess::clsVariableAccess(const std::array<Record, kVariableCount>& records, QObject* parent)
+    : QObject(parent), m_records(records), m_fieldSeparator(QChar(VariableFile::kFieldSeparator)), m_detached(true)
+{
+    for (Record& record : m_records)
+        for (QString& field : record)
+            field = VariableFile::carriable(field);
+}
+
 clsVariableAccess::~clsVariableAccess()
 {
+    if (m_detached)
+        return;
     try {
         SaveVariables();
     } catch (...) {
@@ -102,28 +116,37 @@ void clsVariableAccess::setVariableMaxLength(int16_t n, const QString& value) { 
 
 QString clsVariableAccess::GetDisplayableData(int16_t n, ILinkContainer* container) const
 {
-    // Every failure, a bad number included, ends here with an empty text: the
-    // caller sends what it gets.
+    const links::LinkReading reading = DisplayableReading(n, container);
+    return reading.hasValue() ? reading.value : QString();
+}
+
+links::LinkReading clsVariableAccess::DisplayableReading(int16_t n, ILinkContainer* container) const
+{
+    // Every failure, a bad number included, ends here with an empty text and
+    // its reason: GetDisplayableData's caller sends what it gets.
     try {
         const QString link = VariableOLELink(n);
-        QString text;
+        links::LinkReading reading;
         if (!link.isEmpty()) {
             if (!container)
-                return QString();
+                return links::LinkReading::failed(QStringLiteral("no link container to read %1").arg(link));
             container->setDataFormat(QStringLiteral("CF_TEXT"));
             if (container->sourceDoc() != link)
                 container->createLink(link);
-            text = container->dataText();
-            text.remove(QStringLiteral("\r\n"));
+            reading = container->reading();
+            reading.value.remove(QStringLiteral("\r\n"));
         } else {
-            text = VariableData(n);
+            reading.value = VariableData(n);
         }
         const int32_t maxLength = legacy::textToInt32(VariableMaxLength(n));
         if (maxLength < 0)
-            return QString(); // the platform rejects a negative length
-        return text.left(maxLength);
+            return links::LinkReading::failed(QStringLiteral("variable %1 has a negative maximum length").arg(n));
+        reading.value = reading.value.left(maxLength);
+        return reading;
+    } catch (const std::exception& e) {
+        return links::LinkReading::failed(QString::fromUtf8(e.what()));
     } catch (...) {
-        return QString();
+        return links::LinkReading::failed(QStringLiteral("variable %1 cannot be read").arg(n));
     }
 }
 
@@ -131,7 +154,14 @@ void clsVariableAccess::LoadVariables(const QString& path)
 {
     ResetVariables();
     const QString used = path.isEmpty() ? settings::read(settings::kVarFileLoc, defaultFilePath()) : path;
-    const VariableFile::ReadResult result = VariableFile::read(used, m_records);
+    // Read once, so that what is remembered of the file is what was read.
+    QFile file(VariableFile::nativePath(used));
+    const bool opened = !used.isEmpty() && file.open(QIODevice::ReadOnly);
+    const QByteArray bytes = opened ? file.readAll() : QByteArray();
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    const VariableFile::ReadResult result = opened ? VariableFile::read(buffer, m_records) : VariableFile::ReadResult{};
     // A file whose first line could not be read is not taken as the current
     // one; a file with a readable header is, even a wrong or cut-short one,
     // so that the next save completes the file that was read.
@@ -142,6 +172,9 @@ void clsVariableAccess::LoadVariables(const QString& path)
                      msgbox::NoIcon);
     recordFileLocation(used);
     m_currentPath = used;
+    m_knownPath = used;
+    m_knownFingerprint = VariableStore::fingerprintOf(&bytes);
+    m_knownRecords = m_records;
 }
 
 void clsVariableAccess::NewConfiguration(const QString& path)
@@ -149,22 +182,31 @@ void clsVariableAccess::NewConfiguration(const QString& path)
     ResetVariables();
     recordFileLocation(path);
     m_currentPath = path;
+    // What is there now is meant to be replaced by the new set.
+    m_knownPath = path;
+    m_knownFingerprint = VariableStore::fingerprintOnDisk(path);
+    m_knownRecords = m_records;
 }
 
 void clsVariableAccess::SaveVariables()
 {
+    if (m_detached)
+        return;
     const QString path = settings::read(settings::kVarFileLoc, defaultFilePath());
     recordFileLocation(path); // so that the value exists after the first save
-    if (!VariableFile::write(path, m_records))
+    // A set that never read this file writes over it as the original did (a
+    // failed load keeps the previous file current); one that did keeps what
+    // another program wrote there since.
+    const bool known = path == m_knownPath;
+    VariableStore store(path);
+    const VariableStore::SaveOutcome saved = store.save(
+        m_records, known ? m_knownFingerprint : VariableStore::fingerprintOnDisk(path),
+        known ? m_knownRecords : std::array<Record, kVariableCount>{});
+    if (!saved.written)
         return;
-    // The host reads the data by token; copied only once the file is safe, so
-    // both always hold the same set.
-    QList<std::pair<QString, QString>> values;
-    values.reserve(kVariableCount);
-    for (int n = 1; n <= kVariableCount; ++n)
-        values.append({QStringLiteral("VBL") + legacy::formatZeros(n, 3), m_records[n - 1][Data]});
-    settings::WriteMachineSettings(QString::fromLatin1(settings::kVariablesApplication),
-                                   QString::fromLatin1(settings::kVariablesSection), values);
+    m_knownPath = path;
+    m_knownFingerprint = saved.fingerprint;
+    m_knownRecords = m_records;
 }
 
 QString clsVariableAccess::CurrFileName() const

@@ -19,6 +19,37 @@ const QCommandLineOption kCompare(QStringLiteral("compare"),
                                   QStringLiteral("Print only what differs from what an update would send now, "
                                                  "one line each."));
 
+// The report as plain text and as coloured runs.
+class ReportText final : public audit::ReportSink {
+public:
+    void append(const QString& text, quint32 colour, bool heading) override
+    {
+        // A display that could not be reached: its reason, and no unit block.
+        if (m_skipping && !text.startsWith(QStringLiteral("Closing Connection")))
+            return;
+        m_skipping = false;
+        m_text += text;
+        rtf::CharFormat format;
+        // The report's colour words are blue-green-red.
+        format.color = rtf::rgb(int(colour & 0xFF), int(colour >> 8 & 0xFF), int(colour >> 16 & 0xFF));
+        format.pointSize = heading ? audit::kHeadingPoints : audit::kNormalPoints;
+        m_runs.append({QString(text).remove(u'\r'), format});
+    }
+    int endLine() override { return int(m_text.count(QStringLiteral("\r\n"))); }
+    QString plain() const { return QString(m_text).remove(u'\r'); }
+    const QList<rtf::Run>& runs() const { return m_runs; }
+    void unreachable(const QString& reason)
+    {
+        append(QStringLiteral("Cannot reach the display: %1\r\n").arg(reason), 255, false);
+        m_skipping = true;
+    }
+
+private:
+    bool m_skipping = false;
+    QString m_text;
+    QList<rtf::Run> m_runs;
+};
+
 // The name the audit looks a display up by: its name when that finds it and no
 // other, else its number.
 QString auditName(const displays::Entry& entry, const QList<displays::Entry>& all)
@@ -58,7 +89,7 @@ int run(Context& c)
     auto master = createComponent<pluginmaster::IPluginMaster>(pluginmaster::kPluginMasterProgId);
     compare::Expectations expectations(engine->get(), master.get(), link.get());
 
-    audit::TextReport report;
+    ReportText report;
     bool failed = false;
     QStringList differences;
     audit::AuditRun run;
@@ -71,7 +102,9 @@ int run(Context& c)
         if (opened)
             return;
         failed = true;
-        differences.append(QStringLiteral("display %1: FAILED %2").arg(numberOf.value(name), control->LastErrorText()));
+        const QString reason = control->LastErrorText();
+        differences.append(QStringLiteral("display %1: FAILED %2").arg(numberOf.value(name), reason));
+        report.unreachable(reason);
     });
     run.setReadObserver([&](const QString& name, int16_t unit, const clsVarSetupInfo& var, bool succeeded,
                             const disptrans::VarReadReply& reply) {

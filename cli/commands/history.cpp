@@ -2,6 +2,8 @@
 
 #include "commandtable.h"
 
+#include <QFileInfo>
+
 #include "historyview.h"
 #include "recorder.h"
 #include "sendhistory.h"
@@ -46,7 +48,13 @@ int run(Context& c)
     const bool csvFile = csvFormat(c);
 
     ::history::SendHistory history;
-    if (!history.open())
+    // Reading never makes a history (nor its folder) where there is none.
+    if (!QFileInfo::exists(::history::SendHistory::defaultPath())) {
+        c.console.err << "qmdvars: " << ::history::SendHistory::defaultPath()
+                      << " does not exist: nothing was sent yet\n";
+        return AllDone;
+    }
+    if (!history.openExisting())
         throw Failure{BadInputFile, QStringLiteral("cannot open the send history: ") + history.errorText()};
     if (c.parser.isSet(kPrune)) {
         const int removed = history.pruneOlderThan(::history::keepDays());

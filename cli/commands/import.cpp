@@ -20,11 +20,11 @@ int run(Context& c)
     const varcsv::ImportResult imported = varcsv::parse(file.readAll(), encoding);
     if (imported.error)
         throw Failure{BadInputFile, path + QStringLiteral(" ") + varcsv::describe(*imported.error)};
-    VarStore store = loadedStore(c);
-    for (const varcsv::Change& change : imported.changes)
-        store.records()[change.varNum - 1] = change.record;
-    saveStore(store);
-    c.console.err << "imported " << imported.changes.size() << " variable(s) into " << store.path() << '\n';
+    modifyStore(c, [&imported](vls::RecordSet& records) {
+        for (const varcsv::Change& change : imported.changes)
+            records[change.varNum - 1] = change.record;
+    });
+    c.console.err << "imported " << imported.changes.size() << " variable(s) into " << VarStore(c.file).path() << '\n';
     return AllDone;
 }
 

@@ -3,6 +3,7 @@
 #include "commandtable.h"
 
 #include "clsVariableAccess.h"
+#include "linkcontainer.h"
 #include "varfields.h"
 
 #include <array>
@@ -68,12 +69,19 @@ int run(Context& c)
     if (std::none_of(fields.begin(), fields.end(), [](const auto& f) { return f.has_value(); }))
         throw Failure{BadArguments, QStringLiteral("nothing to change: give at least one of the options")};
 
-    VarStore store = loadedStore(c);
-    vls::Record& record = store.records()[*number - 1];
-    for (int f = 0; f < clsVariableAccess::kFieldCount; ++f)
-        if (fields[f])
-            record[f] = *fields[f];
-    saveStore(store);
+    modifyStore(c, [&](vls::RecordSet& records) {
+        for (int f = 0; f < clsVariableAccess::kFieldCount; ++f)
+            if (fields[f])
+                records[*number - 1][f] = *fields[f];
+    });
+    // The link is stored either way; a source that cannot be read now is said.
+    if (link && *link) {
+        const std::unique_ptr<ILinkContainer> container = links::create();
+        container->createLink(*fields[clsVariableAccess::OLELink]);
+        if (const links::LinkReading reading = container->reading(); !reading.readable())
+            c.console.err << "qmdvars: warning: the link of variable " << *number
+                          << " cannot be read now: " << reading.error << '\n';
+    }
     return AllDone;
 }
 

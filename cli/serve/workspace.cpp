@@ -62,7 +62,7 @@ Snapshot Workspace::read()
 Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& ifMatch)
 {
     QMutexLocker lock(&m_mutex);
-    QLockFile fileLock(m_path + QStringLiteral(".lock"));
+    QLockFile fileLock(VariableStore::lockPath(m_path));
     fileLock.setStaleLockTime(30000);
     if (!fileLock.tryLock(10000))
         throw HttpError{503, QStringLiteral("the variable file is locked by another program; try again")};
@@ -79,7 +79,7 @@ Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& i
         if (fields[f])
             record[f] = *fields[f];
     if (!store.save(&error))
-        throw HttpError{500, QStringLiteral("cannot write %1: %2").arg(store.path(), error)};
+        throw HttpError{500, error};
     m_cached.reset();
     m_cachedSize = -1;
     return Snapshot{store.records(), etagOf(fileBytes(m_path))};

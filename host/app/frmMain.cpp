@@ -13,6 +13,7 @@
 #include "rtf.h"
 #include "latebound.h"
 #include "messagebox.h"
+#include "namedwidgets.h"
 #include "runtimeerror.h"
 #include "hostsettings.h"
 #include "transmitter.h"
@@ -128,8 +129,8 @@ void frmMain::buildMenus()
     auto* file = menuBar()->addMenu(QStringLiteral("&File"));
     file->setObjectName(QStringLiteral("mnuFile"));
     auto addFileAction = [&](const char* name, const QString& text, QKeySequence::StandardKey key, auto slot) {
-        QAction* action = file->addAction(text, this, slot);
-        action->setObjectName(QString::fromLatin1(name));
+        QAction* action = widgets::namedAction(file, name, text);
+        connect(action, &QAction::triggered, this, slot);
         action->setShortcut(key);
     };
     addFileAction("mnuFileNew", QStringLiteral("&New"), QKeySequence::New, [this] { newPlayfile(); });
@@ -197,10 +198,10 @@ void frmMain::rebuildPluginMenus()
     }
 }
 
-void frmMain::setPlayfileText(const QString& text)
+void frmMain::setPlayfileText(const QString& text, bool modified)
 {
     m_playfile->setPlainText(text);
-    m_playfile->document()->setModified(true);
+    m_playfile->document()->setModified(modified);
     m_playfile->moveCursor(QTextCursor::End);
 }
 
@@ -209,12 +210,9 @@ void frmMain::log(const QString& line)
     m_log->appendPlainText(QDateTime::currentDateTime().toString(QStringLiteral("hh:mm:ss ")) + line);
 }
 
-void frmMain::reportError(const QString& prefix, const std::exception& e)
+bool frmMain::guarded(const QString& prefix, const std::function<void()>& work)
 {
-    const auto* runtime = dynamic_cast<const RuntimeError*>(&e);
-    const QString text = prefix + u' ' + (runtime ? runtime->description() : QString::fromLocal8Bit(e.what()));
-    log(text);
-    msgbox::show(text, msgbox::OKOnly, msgbox::Exclamation, {}, this);
+    return msgbox::guard({prefix, msgbox::Exclamation, this, [this](const QString& text) { log(text); }}, work);
 }
 
 void frmMain::loadPlugins(const QString& folder)
@@ -271,25 +269,21 @@ QObject* frmMain::pluginObject(const QString& progId)
 
 void frmMain::startPlugin(const QString& progId)
 {
-    try {
+    guarded(QStringLiteral("Plug-in failed: "), [&] {
         latebound::callMethod(pluginObject(progId), "StartPlugin", QVariantList{QVariant::fromValue<QObject*>(this)});
-    } catch (const std::exception& e) {
-        reportError(QStringLiteral("Plug-in failed:"), e);
-    }
+    });
 }
 
 void frmMain::startFrameFeature(const QString& progId)
 {
-    try {
+    guarded(QStringLiteral("Frame feature failed: "), [&] {
         QObject* plugin = pluginObject(progId);
         if (!latebound::callMethod(plugin, "DoesFrameEdit").toBool()) {
             log(progId + QStringLiteral(" offers no frame feature"));
             return;
         }
         latebound::callMethod(plugin, "StartFrameFeature", QVariantList{QVariant::fromValue<QObject*>(m_frameEditor)});
-    } catch (const std::exception& e) {
-        reportError(QStringLiteral("Frame feature failed:"), e);
-    }
+    });
 }
 
 bool frmMain::transmit()
@@ -300,7 +294,8 @@ bool frmMain::transmit()
                      msgbox::OKOnly, msgbox::NoIcon, {}, this);
         return false;
     }
-    try {
+    bool sent = false;
+    guarded(QStringLiteral("Transmit failed: "), [&] {
         DisplayList list;
         list.setListFile(DisplayList::kDefaultListFile);
         const DisplayRecord record = list.records().at(list.FindDisplay(number) - 1);
@@ -317,31 +312,27 @@ bool frmMain::transmit()
             transmitter.setTokenLookup([master, table](const QString& token) { return table->GetTokenText(token); });
         else
             log(QStringLiteral("No token table: variable tokens are sent as typed"));
-        const bool sent = transmitter.transmit(record, m_playfile->toPlainText(), hooks);
+        const bool ok = transmitter.transmit(record, m_playfile->toPlainText(), hooks);
         // Remembered where the plug-in reads it, only once the display was really reached.
         if (transmitter.opened())
             settings::write(hostsettings::kLastOpenedDisplay, number);
-        m_status->setText(sent ? QStringLiteral("Transmitted to display %1").arg(number)
-                               : QStringLiteral("Transmission to display %1 FAILED").arg(number));
-        return sent;
-    } catch (const std::exception& e) {
-        reportError(QStringLiteral("Transmit failed:"), e);
-        return false;
-    }
+        m_status->setText(ok ? QStringLiteral("Transmitted to display %1").arg(number)
+                             : QStringLiteral("Transmission to display %1 FAILED").arg(number));
+        sent = ok;
+    });
+    return sent;
 }
 
 void frmMain::chooseDisplays()
 {
-    try {
+    guarded(QStringLiteral("Display choice failed: "), [&] {
         std::unique_ptr<QObject> chooser(ComponentLoader::create(hostobjects::kDisplayChooserProgId));
         const QString chosen = latebound::callMethod(chooser.get(), "SelectDisplays").toString();
         log(chosen.isEmpty() ? QStringLiteral("No displays chosen") : QStringLiteral("Chosen displays: ") + chosen);
         const int index = m_display->findData(chosen.section(u',', 0, 0));
         if (index >= 0)
             m_display->setCurrentIndex(index);
-    } catch (const std::exception& e) {
-        reportError(QStringLiteral("Display choice failed:"), e);
-    }
+    });
 }
 
 void frmMain::showDisplayList()
@@ -356,7 +347,7 @@ void frmMain::showDisplayList()
 
 void frmMain::editCurrentLineText()
 {
-    try {
+    guarded(QStringLiteral("Variable text editor failed: "), [&] {
         std::unique_ptr<QObject> editor(ComponentLoader::create(QString::fromLatin1(progid::kVarEditor)));
         QTextCursor line = m_playfile->textCursor();
         line.movePosition(QTextCursor::StartOfBlock);
@@ -375,9 +366,7 @@ void frmMain::editCurrentLineText()
         }
         line.insertText(result);
         log(QStringLiteral("Line text edited"));
-    } catch (const std::exception& e) {
-        reportError(QStringLiteral("Variable text editor failed:"), e);
-    }
+    });
 }
 
 void frmMain::updateTitle()
@@ -436,12 +425,14 @@ bool frmMain::savePlayfile() { return m_playfilePath.isEmpty() ? savePlayfileAs(
 
 bool frmMain::savePlayfileAs(const QString& path)
 {
-    const QString chosen = path.isEmpty()
-                               ? filedialog::getSaveFileName(QStringLiteral("Save Playfile As"), kPlayfileFilter, {},
-                                                             QStringLiteral("Playfile.lpf"), this)
-                               : path;
+    QString chosen = path.isEmpty() ? filedialog::getSaveFileName(QStringLiteral("Save Playfile As"), kPlayfileFilter,
+                                                                  {}, QStringLiteral("Playfile.lpf"), this)
+                                    : path;
     if (chosen.isEmpty())
         return false;
+    // A name without an extension gets the playfile's, so that Open lists it.
+    if (QFileInfo(chosen).suffix().isEmpty())
+        chosen += QStringLiteral(".lpf");
     if (chosen != m_playfilePath && QFileInfo::exists(chosen)
         && msgbox::show(QStringLiteral("%1 already exists. Do you want to replace it?").arg(chosen), msgbox::YesNo,
                         msgbox::Exclamation, QStringLiteral("Lumarex"), this)

@@ -4,6 +4,7 @@
 
 #include <QMainWindow>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -54,7 +55,8 @@ public:
     QString playfilePath() const { return m_playfilePath; }
 
     FrameEditor* frameEditor() const { return m_frameEditor; }
-    void setPlayfileText(const QString& text);
+    // `modified` false: the text is where the window starts (nothing to save yet).
+    void setPlayfileText(const QString& text, bool modified = true);
     void log(const QString& line);
 
     // Makes the window fit the screen it is on, entirely visible.
@@ -66,7 +68,8 @@ protected:
 private:
     void buildMenus();
     void rebuildPluginMenus();
-    void reportError(const QString& prefix, const std::exception& e);
+    // Runs `work`; an error shows "prefix description" in a message box and in the log.
+    bool guarded(const QString& prefix, const std::function<void()>& work);
     bool writePlayfile(const QString& path);
     void updateTitle();
 

@@ -62,6 +62,39 @@ int selfTest(frmMain& window)
     std::printf("SELF-TEST OK: %d plug-in(s)\n", int(plugins.size()));
     return 0;
 }
+// While it lives, warnings go to the window's log as well as where they went.
+class LogWarnings final {
+public:
+    explicit LogWarnings(frmMain* window)
+    {
+        s_window = window;
+        s_previous = qInstallMessageHandler(&LogWarnings::handle);
+    }
+    ~LogWarnings()
+    {
+        qInstallMessageHandler(s_previous);
+        s_window = nullptr;
+    }
+    LogWarnings(const LogWarnings&) = delete;
+    LogWarnings& operator=(const LogWarnings&) = delete;
+
+private:
+    static void handle(QtMsgType type, const QMessageLogContext& context, const QString& text)
+    {
+        if (s_previous)
+            s_previous(type, context, text);
+        if ((type == QtWarningMsg || type == QtCriticalMsg) && s_window)
+            QMetaObject::invokeMethod(
+                s_window,
+                [text] {
+                    if (s_window)
+                        s_window->log(QStringLiteral("Warning: ") + text);
+                },
+                Qt::QueuedConnection);
+    }
+    static inline frmMain* s_window = nullptr;
+    static inline QtMessageHandler s_previous = nullptr;
+};
 } // namespace
 
 int main(int argc, char* argv[])
@@ -111,7 +144,11 @@ int main(int argc, char* argv[])
         return selfTest(window);
 
     if (parser.isSet(playfileOption))
-        window.setPlayfileText(parser.value(playfileOption).replace(QStringLiteral("\\n"), QStringLiteral("\n")));
+        window.setPlayfileText(parser.value(playfileOption).replace(QStringLiteral("\\n"), QStringLiteral("\n")),
+                               false);
+    // Warnings of the plug-ins (a variable file another program changed, a
+    // link that cannot be read) show in the window's log as well.
+    const LogWarnings warnings(&window);
     window.show();
     window.fitOnScreen();
     const bool transmitAndQuit = parser.isSet(transmitOption);

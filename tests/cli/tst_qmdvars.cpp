@@ -6,7 +6,9 @@
 #include "loopbackrig.h"
 #include "settingsstore.h"
 
+#include <QFileInfo>
 #include <QMap>
+#include <QRegularExpression>
 
 #include <optional>
 
@@ -75,7 +77,9 @@ private slots:
         addRow("missing display list", "--displays-file none.dat update --displays 1 --vars 1", 3,
                "cannot read the display list");
         addRow("missing CSV file", "import none.csv", 3, "cannot read");
-        addRow("missing --file", "--file none.vls set 1 --data x", 3, "cannot read");
+        addRow("missing --file", "--file none.vls show", 3, "no such file");
+        addRow("display list with a bad line", "--displays-file badlist.dat update --displays 1 --vars 1", 3,
+               "lines that are not displays: line 2");
         addRow("not a variable file", "--file bad.vls show", 3, "not a variable file");
         // A bad row after a good one: neither is applied.
         addRow("bad CSV row", "import rows.csv", 3, "line 3, field 4");
@@ -85,6 +89,7 @@ private slots:
         QFETCH(QString, args);
         QFETCH(int, code);
         QFETCH(QString, message);
+        writeFile(path(u"badlist.dat"_s), "1|Lobby|3|127.0.0.1||1||1\nnot a display\n");
         writeFile(path(u"rows.csv"_s), "number,name,data,color,blink,inverse,max_length,link\r\n"
                                        "3,changed,changed,green,yes,yes,5,\r\n7,n,d,purple,no,no,5,\r\n");
         const QByteArray before = readFile(m_vls);
@@ -97,19 +102,49 @@ private slots:
         QCOMPARE(readFile(m_vls), before);
     }
 
-    // Reading another file must not let the engine's set replace a damaged current one.
-    void damagedCurrentFileIsKept()
+    // A command that reads writes nothing: not a damaged current file, not the
+    // settings' folder, not a history. One that writes a missing file makes it.
+    void readsWriteNothingWritesMakeFiles()
     {
         const QString other = path(u"other.vls"_s);
         writeFile(other, readFile(m_vls));
         const QByteArray damaged = readFile(m_vls).left(500);
         writeFile(m_vls, damaged);
-        const ProgramRun r = tool(QStringList{u"--file"_s, other} + words(u"show 3"_s));
-        QCOMPARE(r.code, 3);
-        QVERIFY2(r.err.contains(u"current variable file is damaged"_s), qPrintable(r.err));
-        QCOMPARE(readFile(m_vls), damaged);
         QCOMPARE(tool(QStringList{u"--file"_s, other} + words(u"show --format csv 3"_s)).out.section(u'\n', 1),
                  u"3,Text Var 3,three,red,no,no,250,\r\n"_s);
+        QCOMPARE(readFile(m_vls), damaged);
+        const QByteArray store = qgetenv("ZOL_MACHINE_STORE");
+        qputenv("ZOL_MACHINE_STORE", path(u"nowhere/machine.ini"_s).toLocal8Bit());
+        const ProgramRun shown = tool(u"show 1"_s), listed = tool(u"history"_s);
+        qputenv("ZOL_MACHINE_STORE", store);
+        QCOMPARE(shown.code + listed.code, 0);
+        QVERIFY(!QFileInfo::exists(path(u"nowhere"_s)));
+
+        ProgramRun r = tool(u"--file new.vls set 2 --data made"_s);
+        QCOMPARE(r.code, 0);
+        QVERIFY2(r.err.contains(u"did not exist: made it from the default set"_s), qPrintable(r.err));
+        QCOMPARE(tool(u"--file new.vls show --format csv 2"_s).out.section(u'\n', 1),
+                 u"2,Text Var 2,made,red,no,no,250,\r\n"_s);
+        r = tool(QStringList{u"--file"_s, other, u"set"_s, u"5"_s, u"--link"_s, path(u"gone.csv"_s) + u"!gone!R1C2"_s});
+        QCOMPARE(r.code, 0);
+        QVERIFY2(r.err.contains(u"cannot be read now: no such file: "_s), qPrintable(r.err));
+        QVERIFY(readFile(other).contains("gone.csv"));
+    }
+
+    // An unreachable display: the audit gives the connection's reason and no
+    // unit block; a retry says how long it waits and until when.
+    void unreachableDisplaySaysWhy()
+    {
+        const QString list = u"--displays-file "_s + path(u"Displays.dat"_s);
+        ProgramRun r = tool(list + u" audit --displays 3 --vars 1"_s);
+        QCOMPARE(r.code, 1);
+        QVERIFY2(r.out.contains(u"Cannot reach the display: cannot connect"_s) && !r.out.contains(u"ID="_s),
+                 qPrintable(r.out));
+        r = tool(list + u" update --displays 3 --vars 1 --retries 1 --retry-interval 1"_s);
+        QCOMPARE(r.code, 1);
+        QVERIFY2(r.err.contains(QRegularExpression(u"display 3: FAILED cannot connect.*; next try in 1 s, at "
+                                                   "\\d\\d:\\d\\d:\\d\\d\n"_s)),
+                 qPrintable(r.err));
     }
 
     void helpListsExitCodes_data()

@@ -16,15 +16,19 @@ private slots:
         const QString file = env.path(QStringLiteral("sign.png"));
         const ProgramRun r = runProgram(
             QStringLiteral(EMULATOR_PATH),
-            words("--tcp 127.0.0.1:0 --pty --modem-pty --demo --quit-after 8000 --screenshot") << file, {}, 10000);
+            words("--tcp 127.0.0.1:0 --pty --modem-pty --demo --quit-after 8000 --geometry 940x280+30+40 --screenshot")
+                << file,
+            {}, 10000);
         QCOMPARE(r.code, 0);
         const QString out = r.out + r.err;
         QVERIFY2(out.contains(QStringLiteral("SHOW 1 TEMP 21\u00B0C  SHOP OPEN|COFFEE $4.99|FLIGHT GATE 7 ON TIME")),
                  qPrintable(out));
         QVERIFY2(out.contains(QStringLiteral("SCREENSHOT ") + file), qPrintable(out));
+        QVERIFY2(out.contains(QStringLiteral("WINDOW 940x280+30+40")), qPrintable(out));
         // Lit dots in the demo's colours (amber, red, white, blue, green, cyan, magenta) on a dark sign.
         const QImage shot(file);
         QVERIFY(!shot.isNull());
+        QCOMPARE(shot.size() / shot.devicePixelRatio(), QSize(940, 280));
         QSet<int> hues;
         int lit = 0, dark = 0;
         for (int y = 0; y < shot.height(); y += 2) {

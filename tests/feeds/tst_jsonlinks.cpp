@@ -11,6 +11,7 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -18,7 +19,7 @@ using namespace Qt::StringLiterals;
 // body, fails with 503, or holds requests until released.
 class FeedServer final : public QTcpServer {
 public:
-    enum Mode { Serve, Fail, Hold } mode = Serve;
+    enum Mode { Serve, Fail, Hold, Endless, Trickle } mode = Serve;
     QByteArray body;
     int requests = 0;
     QList<QTcpSocket*> held;
@@ -33,9 +34,20 @@ public:
                     return;
                 socket->setProperty("asked", true);
                 ++requests;
-                mode == Hold ? held.append(socket) : answer(socket);
+                mode == Hold                         ? held.append(socket)
+                : mode == Endless || mode == Trickle ? stream(socket)
+                                                     : answer(socket);
             });
         });
+    }
+    // A body without an end: fast (MiBs a second) or a byte at a time.
+    void stream(QTcpSocket* socket)
+    {
+        socket->write("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n[");
+        auto* more = new QTimer(socket);
+        connect(more, &QTimer::timeout, socket,
+                [this, socket] { socket->write(mode == Endless ? QByteArray(256 * 1024, ' ') : " "_ba); });
+        more->start(mode == Endless ? 5 : 100);
     }
     QString url() const { return u"http://127.0.0.1:%1/feed.json"_s.arg(serverPort()); }
     void answer(QTcpSocket* socket)
@@ -153,6 +165,38 @@ private slots:
         server.body = R"({"t": "back"})";
         QTRY_COMPARE(cache.read(source).value, u"back"_s);
         QCOMPARE(cache.read(source).error, QString());
+    }
+
+    // A source that cannot be read says why, and memory does not fill with a
+    // document that is too large or never ends.
+    void unreadableFeedsSayWhy_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("missing file") << -1 << u"no such file: "_s;
+        QTest::newRow("file over the limit") << -2 << u" is larger than 4 MiB"_s;
+        QTest::newRow("endless body") << int(FeedServer::Endless) << u" is larger than 4 MiB"_s;
+        QTest::newRow("body that trickles") << int(FeedServer::Trickle) << u" did not finish within 1 s"_s;
+    }
+    void unreadableFeedsSayWhy()
+    {
+        QFETCH(int, mode);
+        QFETCH(QString, reason);
+        QTemporaryDir dir;
+        FeedServer server;
+        server.mode = FeedServer::Mode(std::max(mode, 0));
+        QString source = server.url() + u"!/t"_s;
+        if (mode < 0) {
+            source = dir.filePath(u"feed.json"_s) + u"!/t"_s;
+            QFile big(dir.filePath(u"feed.json"_s));
+            QVERIFY(mode == -1 || (big.open(QIODevice::WriteOnly) && big.resize(5 << 20)));
+        }
+        links::FeedCache cache;
+        cache.setWaitMs(0);
+        cache.setFetchTimeoutMs(1000);
+        QTRY_VERIFY_WITH_TIMEOUT(cache.read(source).error.contains(reason), 10000);
+        const links::LinkReading reading = cache.read(source);
+        QVERIFY(!reading.hasValue() && reading.value.isEmpty());
     }
 
     // A feed that does not answer: the reader goes on without it, and gets the

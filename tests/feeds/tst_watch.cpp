@@ -6,6 +6,7 @@
 #include "loopbackrig.h"
 #include "settingsstore.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 
@@ -99,6 +100,50 @@ private slots:
         QCOMPARE(sends(u"1"_s).size(), 2);
         QCOMPARE(readBack(m_first->tcpPort()), u"110"_s);
         QCOMPARE(readBack(m_secondPort), u"110"_s);
+    }
+
+    // Rewritten every 300 ms with a debounce of 1000 ms: a send within five
+    // seconds while the writes go on, and one send with the last value after.
+    void neverRestingSourceStillGoesOut()
+    {
+        startSecond();
+        startWatch(u"--debounce 1000"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(sends(u"2"_s).size(), 1, 10000);
+        QElapsedTimer writing;
+        writing.start();
+        qint64 firstSend = -1;
+        int atLastWrite = 0;
+        QByteArray last;
+        for (int i = 1; writing.elapsed() < 6000; ++i) {
+            writeCsv(last = QByteArray::number(200 + i));
+            atLastWrite = sends(u"2"_s).size();
+            if (firstSend < 0 && atLastWrite > 1)
+                firstSend = writing.elapsed();
+            QTest::qWait(300);
+        }
+        QVERIFY2(firstSend >= 0 && firstSend < 5000, qPrintable(QString::number(firstSend)));
+        QTest::qWait(3500);
+        QCOMPARE(sends(u"2"_s).size(), atLastWrite + 1);
+        QCOMPARE(readBack(m_secondPort), QString::fromLatin1(last));
+    }
+
+    // A source that goes away: the signs keep its last good text, the log says
+    // why, and the new value goes out once it is back.
+    void sourceThatGoesAwayBlanksNothing()
+    {
+        startSecond();
+        startWatch(u"--debounce 100"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(readBack(m_secondPort), u"10"_s, 10000);
+        QVERIFY(QFile::remove(m_csv));
+        auto logged = [this](const QString& text) { return QString::fromUtf8(m_watch.peek(1 << 20)).count(text); };
+        QTRY_COMPARE_WITH_TIMEOUT(logged(u"variable 5: cannot read its source: no such file: "_s), 1, 10000);
+        QVERIFY(logged(u"the signs keep \"10\""_s) == 1);
+        QTest::qWait(500);
+        QCOMPARE(readBack(m_first->tcpPort()), u"10"_s);
+        writeCsv("11");
+        QTRY_COMPARE_WITH_TIMEOUT(readBack(m_secondPort), u"11"_s, 10000);
+        QCOMPARE(logged(u"variable 5: its source can be read again"_s), 1);
+        QCOMPARE(logged(u"cannot read its source"_s), 1);
     }
 
     void displayThatWasDownGetsTheChange()

@@ -69,17 +69,25 @@ private slots:
         // Newest first: the audit, then the tool's two updates (in either order), then the dialog's.
         const QStringList lines = tool({u"history"_s, u"--format"_s, u"csv"_s}).split(u"\r\n"_s, Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), 5);
-        QCOMPARE(lines[0], u"when,kind,display,units,mode,result,error,variable,text"_s);
-        QVERIFY2(lines[1].contains(u",audit,Lobby,1,audit,Audited,,3,"_s), qPrintable(lines[1]));
+        QCOMPARE(lines[0],
+                 u"when,kind,display,units,mode,result,error,variable,text,display name,account,failed units"_s);
+        // Every row by number and name, with who sent it.
+        const QString me = u","_s + history::systemAccount() + u","_s;
+        QVERIFY2(lines[1].contains(u",audit,1,1,audit,Audited,,3,,Lobby"_s + me), qPrintable(lines[1]));
         const QStringList tools = lines.mid(2, 2);
-        QVERIFY2(tools.filter(u",update,1,1,data,Updated,,3,from the tool"_s).size() == 1,
+        QVERIFY2(tools.filter(u",update,1,1,data,Updated,,3,from the tool,Lobby"_s + me).size() == 1,
                  qPrintable(tools.join(u'\n')));
         QVERIFY2(tools.filter(u",update,2,1,data,FAILED,cannot connect"_s).size() == 1, qPrintable(tools.join(u'\n')));
-        QVERIFY2(lines[4].contains(u",update,1,1,data,Updated,,3,from the dialog"_s), qPrintable(lines[4]));
+        QVERIFY2(lines[4].contains(u",update,1,1,data,Updated,,3,from the dialog,Lobby"_s + me), qPrintable(lines[4]));
 
         // "When was display 1 last updated, and with what?"
         const QString last = tool({u"history"_s, u"--display"_s, u"1"_s, u"--var"_s, u"3"_s});
-        QVERIFY2(last.section(u'\n', 0, 1).contains(u"Updated\n    3: \"from the tool\""_s), qPrintable(last));
+        // The audit of display 1 is listed by its number too, first, without the text.
+        QVERIFY2(last.section(u'\n', 0, 0).contains(u"display 1 \"Lobby\"  audit (audit) of 3  Audited"_s),
+                 qPrintable(last));
+        QVERIFY2(last.section(u'\n', 1, 2)
+                     .contains(u"Updated  by "_s + history::systemAccount() + u"\n    3: \"from the tool\""_s),
+                 qPrintable(last));
         QVERIFY2(last.contains(u"    3: \"from the dialog\""_s), qPrintable(last));
     }
 

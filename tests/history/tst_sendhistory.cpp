@@ -5,6 +5,9 @@
 #include "sendhistory.h"
 #include "testenvironment.h"
 
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
 #include <QTest>
 
 #include <thread>
@@ -84,15 +87,64 @@ private slots:
         Entry sent = update("12", 5, {1, 2, 300}, QStringLiteral("Café €"));
         sent.error = QStringLiteral("no answer from display 12 within 2 s");
         sent.result = QStringLiteral("FAILED");
+        sent.displayName = QStringLiteral("Gate signs");
+        sent.unitResults = {{1, true, {}}, {2, false, QStringLiteral("no answer")}};
+        QVERIFY(h.record(sent));
+        sent.account = QStringLiteral("web:alice");
         QVERIFY(h.record(sent));
         const QList<Entry> got = h.entries();
-        QCOMPARE(got.size(), 1);
-        const Entry& e = got[0];
+        QCOMPARE(got.size(), 2);
+        const Entry& e = got[1];
         QCOMPARE(e.when, sent.when);
-        QCOMPARE((QStringList{e.kind, e.display, e.units, e.mode, e.result, e.error}),
-                 (QStringList{sent.kind, sent.display, sent.units, sent.mode, sent.result, sent.error}));
+        QCOMPARE(
+            (QStringList{e.kind, e.display, e.displayName, e.units, e.mode, e.result, e.error}),
+            (QStringList{sent.kind, sent.display, sent.displayName, sent.units, sent.mode, sent.result, sent.error}));
+        QCOMPARE(e.account, history::systemAccount());
+        QVERIFY(!e.account.isEmpty());
+        QCOMPARE(got[0].account, sent.account);
         QCOMPARE(e.variables, sent.variables);
         QCOMPARE(e.sentTexts, sent.sentTexts);
+        QCOMPARE(e.unitResults, sent.unitResults);
+        // By name as by number; a variable's filter gives only its own row.
+        const QList<Entry> one = h.entries({QStringLiteral("Gate signs"), 2, {}});
+        QCOMPARE(one.size(), 2);
+        QCOMPARE(one[0].variables, QList<int>{2});
+        QCOMPARE(one[0].sentTexts, (QList<std::pair<int, QString>>{{2, QStringLiteral("Café €2")}}));
+    }
+
+    // A file of the first version, as programs before the per-unit results
+    // wrote it, keeps its rows and takes the new ones.
+    void oldFileIsBroughtUpToDate()
+    {
+        const QString path = env.path("old.sqlite");
+        {
+            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("old"));
+            db.setDatabaseName(path);
+            QVERIFY(db.open());
+            QSqlQuery q(db);
+            for (const char* sql :
+                 {"CREATE TABLE sends (id INTEGER PRIMARY KEY, at TEXT NOT NULL, kind TEXT NOT NULL,"
+                  " display TEXT NOT NULL, units TEXT, mode TEXT, result TEXT, error TEXT)",
+                  "CREATE TABLE send_variables (send_id INTEGER NOT NULL REFERENCES sends(id) ON DELETE CASCADE,"
+                  " variable INTEGER NOT NULL, text TEXT)",
+                  "INSERT INTO sends VALUES (1, '%1', 'audit', 'Lobby sign', '1', 'audit', 'Audited', '')",
+                  "INSERT INTO send_variables VALUES (1, 7, NULL)"})
+                QVERIFY2(q.exec(QString::fromLatin1(sql).replace(
+                             "%1", kNoon.addSecs(-3600).toUTC().toString(Qt::ISODateWithMs))),
+                         qPrintable(q.lastError().text()));
+        }
+        QSqlDatabase::removeDatabase(QStringLiteral("old"));
+        SendHistory h;
+        QVERIFY2(h.open(path), qPrintable(h.errorText()));
+        Entry now = update("1", 0, {7}, "x");
+        now.unitResults = {{1, true, {}}};
+        QVERIFY2(h.record(now), qPrintable(h.errorText()));
+        const QList<Entry> got = h.entries({{}, 7, {}});
+        QCOMPARE(summary(got), (QStringList{"1@0", "Lobby sign@-60"}));
+        QCOMPARE(got[0].unitResults.size(), 1);
+        QVERIFY(got[1].account.isEmpty() && got[1].unitResults.isEmpty());
+        SendHistory again; // opened once more: nothing to migrate
+        QVERIFY2(again.open(path), qPrintable(again.errorText()));
     }
 
     void pruneRemovesOnlyOldRows()

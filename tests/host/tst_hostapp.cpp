@@ -410,14 +410,17 @@ private slots:
         frmMain window;
         auto* editor = window.findChild<QPlainTextEdit*>(QStringLiteral("txtPlayfile"));
         auto trigger = [&](const char* name) { window.findChild<QAction*>(QString::fromLatin1(name))->trigger(); };
+        window.setPlayfileText(QStringLiteral("WELCOME VBL001"), false); // as the host starts with --playfile
+        QCOMPARE(window.windowTitle(), QStringLiteral("Lumarex - Untitled"));
+        editor->clear();
         QTest::keyClicks(editor, "SALE VBL003");
         QCOMPARE(window.windowTitle(), QStringLiteral("Lumarex - Untitled*"));
         // New asks first; Cancel keeps the text, No drops it.
         boxes.answerNext(msgbox::Cancel);
         trigger("mnuFileNew");
         QCOMPARE(editor->toPlainText(), QStringLiteral("SALE VBL003"));
-        files.answerNext(env.path("sale.lpf"));
-        trigger("mnuFileSave"); // no name yet: Save asks for one
+        files.answerNext(env.path("sale")); // the playfile's extension is added
+        trigger("mnuFileSave");             // no name yet: Save asks for one
         QCOMPARE(window.windowTitle(), QStringLiteral("Lumarex - sale.lpf"));
         boxes.answerNext(msgbox::No);
         QTest::keyClicks(editor, "!");

@@ -268,11 +268,14 @@ private slots:
         const QByteArray whole = fixtureBytes(u"cells.xlsx"_s);
         writeFile(xlsx, whole.left(whole.size() / 2));
         QCOMPARE(links::readLinkedValue(xlsx + u"!Data!A2"_s, cache), QString());
+        QVERIFY(links::readLink(xlsx + u"!Data!A2"_s, cache).error.startsWith(u"cannot read "_s + xlsx + u": "_s));
         writeFile(xlsx, whole);
         QCOMPARE(links::readLinkedValue(xlsx + u"!Data!A2"_s, cache), u"42"_s);
 
+        QCOMPARE(links::readLink(xlsx + u"!Nope!A2"_s, cache).error, u"%1 has no sheet \"Nope\""_s.arg(xlsx));
         QVERIFY(QFile::remove(path));
         QCOMPARE(links::readLinkedValue(source, cache), QString());
+        QCOMPARE(links::readLink(source, cache).error, u"no such file: "_s + path);
     }
 };
 

@@ -9,6 +9,7 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QThread>
+#include <QTimer>
 
 #include <chrono>
 
@@ -61,17 +62,35 @@ class FeedCache::Fetcher final : public QObject {
 public:
     explicit Fetcher(FeedCache& cache) : m_cache(cache) {}
 
-    void fetch(const QString& url)
+    void fetch(const QString& url, int timeoutMs)
     {
         if (!m_network)
             m_network = new QNetworkAccessManager(this);
         QNetworkRequest request{QUrl(url)};
-        request.setTransferTimeout(kFetchTimeoutMs);
+        request.setTransferTimeout(timeoutMs);
         QNetworkReply* reply = m_network->get(request);
-        connect(reply, &QNetworkReply::finished, this, [this, reply, url] {
+        // A body past the limit, or one that is still coming when the time is
+        // up, is refused; the reason is what the reader gets.
+        auto refused = std::make_shared<QString>();
+        connect(reply, &QNetworkReply::downloadProgress, this, [reply, url, refused](qint64 received, qint64 total) {
+            if (refused->isEmpty() && std::max(received, total) > kMaxDocumentBytes) {
+                *refused = QStringLiteral("%1 is larger than %2 MiB").arg(url).arg(kMaxDocumentBytes >> 20);
+                reply->abort();
+            }
+        });
+        auto* deadline = new QTimer(reply);
+        deadline->setSingleShot(true);
+        connect(deadline, &QTimer::timeout, this, [reply, url, refused, timeoutMs] {
+            if (refused->isEmpty())
+                *refused = QStringLiteral("%1 did not finish within %2 s").arg(url).arg(timeoutMs / 1000.0);
+            reply->abort();
+        });
+        deadline->start(timeoutMs);
+        connect(reply, &QNetworkReply::finished, this, [this, reply, url, refused] {
             reply->deleteLater();
-            const bool ok = reply->error() == QNetworkReply::NoError;
-            m_cache.finishFetch(url, ok ? reply->readAll() : QByteArray(), ok ? QString() : reply->errorString());
+            const bool ok = refused->isEmpty() && reply->error() == QNetworkReply::NoError;
+            const QString error = !refused->isEmpty() ? *refused : ok ? QString() : reply->errorString();
+            m_cache.finishFetch(url, ok ? reply->readAll() : QByteArray(), error);
         });
     }
 
@@ -137,6 +156,12 @@ void FeedCache::setWaitMs(int ms)
     m_waitMs = std::max(0, ms);
 }
 
+void FeedCache::setFetchTimeoutMs(int ms)
+{
+    std::lock_guard lock(m_mutex);
+    m_fetchTimeoutMs = std::max(1, ms);
+}
+
 int FeedCache::waitMs() const
 {
     std::lock_guard lock(m_mutex);
@@ -162,11 +187,20 @@ static QString documentProblem(const QByteArray& bytes)
 void FeedCache::refreshFile(Document& doc, const QString& path)
 {
     QFile file(path);
+    if (!file.exists()) {
+        doc.error = QStringLiteral("no such file: %1").arg(path);
+        return;
+    }
     if (!file.open(QIODevice::ReadOnly)) {
         doc.error = QStringLiteral("cannot read %1: %2").arg(path, file.errorString());
         return;
     }
-    const QByteArray bytes = file.readAll();
+    // At most one byte past the limit: a device or pipe that never ends stops there.
+    const QByteArray bytes = file.read(kMaxDocumentBytes + 1);
+    if (bytes.size() > kMaxDocumentBytes) {
+        doc.error = QStringLiteral("%1 is larger than %2 MiB").arg(path).arg(kMaxDocumentBytes >> 20);
+        return;
+    }
     if (const QString problem = documentProblem(bytes); !problem.isEmpty()) {
         doc.error = path + QStringLiteral(" is ") + problem;
         return;
@@ -176,7 +210,7 @@ void FeedCache::refreshFile(Document& doc, const QString& path)
     doc.error.clear();
 }
 
-void FeedCache::startFetch(const QString& url)
+void FeedCache::startFetch(const QString& url, int timeoutMs)
 {
     // Called with the lock held.
     if (!m_thread) {
@@ -188,7 +222,7 @@ void FeedCache::startFetch(const QString& url)
         m_thread->start();
     }
     QMetaObject::invokeMethod(
-        m_fetcher, [fetcher = m_fetcher, url] { fetcher->fetch(url); }, Qt::QueuedConnection);
+        m_fetcher, [fetcher = m_fetcher, url, timeoutMs] { fetcher->fetch(url, timeoutMs); }, Qt::QueuedConnection);
 }
 
 void FeedCache::finishFetch(const QString& url, const QByteArray& bytes, const QString& error)
@@ -213,7 +247,7 @@ FeedReading FeedCache::read(const QString& source)
 {
     const std::optional<JsonLink> link = parseJsonLinkSource(source);
     if (!link)
-        return {QString(), QStringLiteral("not a JSON link: ") + source, false};
+        return LinkReading::failed(QStringLiteral("not a JSON link: ") + source);
     return read(*link);
 }
 
@@ -233,7 +267,7 @@ FeedReading FeedCache::read(const JsonLink& link)
                 doc->fetching = true;
                 doc->attempted = true;
                 doc->sinceAttempt.start();
-                startFetch(link.document);
+                startFetch(link.document, m_fetchTimeoutMs);
             }
             if (doc->fetching)
                 m_fetched.wait_for(lock, std::chrono::milliseconds(m_waitMs), [&doc] { return !doc->fetching; });

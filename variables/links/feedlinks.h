@@ -8,6 +8,7 @@
 // feed that fails keeps its last good document, and the reading says it is
 // stale and why.
 
+#include "linkcontainer.h"
 #include "machinesettings.h"
 
 #include <QByteArray>
@@ -33,11 +34,7 @@ struct JsonLink {
 // http(s) URL; nothing for any other source (a spreadsheet link, say).
 std::optional<JsonLink> parseJsonLinkSource(const QString& source);
 
-struct FeedReading {
-    QString value;
-    QString error;      // why the value is empty or stale; empty when all is well
-    bool stale = false; // the value is the last good one of a feed that now fails
-};
+using FeedReading = LinkReading;
 
 // The shared cache's refresh interval and wait limit, when set (otherwise the
 // defaults below); a program may still change them, as qmdvars does for
@@ -50,6 +47,9 @@ public:
     static constexpr int kDefaultRefreshSeconds = 60;
     static constexpr int kDefaultWaitMs = 1000;
     static constexpr int kFetchTimeoutMs = 30000;
+    // A document larger than this is refused with its reason (a file, or a
+    // body that never ends), instead of filling memory.
+    static constexpr qint64 kMaxDocumentBytes = 4 * 1024 * 1024;
 
     // The one every link container reads through; it stops its network thread
     // when the application object goes.
@@ -64,6 +64,8 @@ public:
     int refreshSeconds() const;
     void setWaitMs(int ms);
     int waitMs() const;
+    // How long a fetch may take in all, the body included (default kFetchTimeoutMs).
+    void setFetchTimeoutMs(int ms);
 
     FeedReading read(const QString& source);
     FeedReading read(const JsonLink& link);
@@ -75,7 +77,7 @@ private:
     struct Document;
     std::shared_ptr<Document> document(const QString& name);
     void refreshFile(Document& doc, const QString& path);
-    void startFetch(const QString& url);
+    void startFetch(const QString& url, int timeoutMs);
     void finishFetch(const QString& url, const QByteArray& bytes, const QString& error);
 
     mutable std::mutex m_mutex;
@@ -83,6 +85,7 @@ private:
     QHash<QString, std::shared_ptr<Document>> m_documents;
     int m_refreshSeconds = kDefaultRefreshSeconds;
     int m_waitMs = kDefaultWaitMs;
+    int m_fetchTimeoutMs = kFetchTimeoutMs;
     QThread* m_thread = nullptr;
     class Fetcher;
     Fetcher* m_fetcher = nullptr; // lives in m_thread

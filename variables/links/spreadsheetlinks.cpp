@@ -34,20 +34,33 @@ void SpreadsheetLinkContainer::paste() { m_source = linkSourceFromClipboard(clip
 
 QString SpreadsheetLinkContainer::dataText() { return readLinkedValue(m_source, m_cache); }
 
-QString readLinkedValue(const QString& source, WorkbookCache& cache)
+LinkReading SpreadsheetLinkContainer::reading() { return readLink(m_source, m_cache); }
+
+LinkReading readLink(const QString& source, WorkbookCache& cache)
 {
     if (mqtt::isTopicSource(source))
-        return readTopicLink(source).value;
+        return readTopicLink(source);
     if (parseJsonLinkSource(source))
-        return readJsonLink(source).value;
+        return readJsonLink(source);
     const std::optional<CellLink> link = parseLinkSource(source);
     if (!link)
-        return {};
-    const std::shared_ptr<const Workbook> book = cache.workbook(link->document);
-    if (!book || book->sheets.empty())
-        return {};
+        return LinkReading::failed(QStringLiteral("not a link to a cell: %1").arg(source));
+    QString error;
+    const std::shared_ptr<const Workbook> book = cache.workbook(link->document, &error);
+    if (!book)
+        return LinkReading::failed(error);
+    if (book->sheets.empty())
+        return LinkReading::failed(QStringLiteral("%1 has no sheets").arg(link->document));
     const Sheet* sheet = link->sheet.isEmpty() ? &book->sheets.front() : book->sheet(link->sheet);
-    return sheet ? sheet->cell(link->row, link->column) : QString();
+    if (!sheet)
+        return LinkReading::failed(QStringLiteral("%1 has no sheet \"%2\"").arg(link->document, link->sheet));
+    return {sheet->cell(link->row, link->column), QString(), false};
+}
+
+QString readLinkedValue(const QString& source, WorkbookCache& cache)
+{
+    const LinkReading reading = readLink(source, cache);
+    return reading.hasValue() ? reading.value : QString();
 }
 
 void installSpreadsheetLinks()

@@ -10,8 +10,8 @@ class WorkbookCache;
 
 // A link container over spreadsheet files: it takes links from the clipboard's
 // link flavour and reads a linked cell's shown text from the document on disk,
-// through a cache shared by all containers. Reading never fails loudly: a
-// missing file, sheet or cell reads as empty text.
+// through a cache shared by all containers. dataText() never fails loudly: a
+// missing file, sheet or cell reads as empty text; reading() says why.
 class SpreadsheetLinkContainer final : public ILinkContainer {
 public:
     explicit SpreadsheetLinkContainer(WorkbookCache* cache = nullptr);
@@ -24,13 +24,17 @@ public:
     void setDataFormat(const QString&) override {} // always text
     void createLink(const QString& source) override { m_source = source; }
     QString dataText() override;
+    LinkReading reading() override;
 
 private:
     WorkbookCache& m_cache;
     QString m_source;
 };
 
-// The shown text of the cell a link source names; empty when it cannot be read.
+// The shown text of the cell (or JSON value) a link source names, or why it
+// cannot be read: no such file, not a document, no such sheet, a document too large.
+LinkReading readLink(const QString& source, WorkbookCache& cache);
+// The same, empty when it cannot be read (a stale feed gives its last value).
 QString readLinkedValue(const QString& source, WorkbookCache& cache);
 
 // Makes links::create() give spreadsheet link containers.

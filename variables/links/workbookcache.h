@@ -20,8 +20,12 @@ namespace links {
 // parallel); a document is parsed by one of them while the others wait.
 class WorkbookCache {
 public:
-    // The document at `path`; null when it is missing or cannot be read.
-    std::shared_ptr<const Workbook> workbook(const QString& path);
+    // A larger document is refused rather than read into memory.
+    static constexpr qint64 kMaxDocumentBytes = 64 * 1024 * 1024;
+
+    // The document at `path`; null when it is missing or cannot be read, with
+    // the reason in `error`.
+    std::shared_ptr<const Workbook> workbook(const QString& path, QString* error = nullptr);
     // How many times a document was parsed (for tests and measurements).
     int parseCount() const;
     void clear();
@@ -40,6 +44,7 @@ private:
         QString path;
         Stamp stamp;
         std::shared_ptr<const Workbook> workbook;
+        QString error; // why workbook is null
     };
     static std::optional<Stamp> stampOf(const QString& path);
 
