@@ -68,8 +68,11 @@ bool Runs::busy() const
     return std::any_of(m_threads.begin(), m_threads.end(), [](QThread* t) { return t->isRunning(); });
 }
 
-void Runs::publish(const QString& kind, const QString& id, const QJsonObject& run)
+void Runs::publish(const QString& kind, const QString& id, const QJsonObject& given)
 {
+    // Each state of a run has a higher number, so a page can drop one that comes late.
+    QJsonObject run = given;
+    run.insert(QStringLiteral("seq"), run.value(u"seq").toInt() + 1);
     (kind == u"updates" ? m_updates : m_audits).insert(id, run);
     QJsonObject message = run;
     message.insert(QStringLiteral("type"), kind == u"updates" ? QStringLiteral("update") : QStringLiteral("audit"));

@@ -232,8 +232,15 @@ function runHead(run, title) {
       run.state));
 }
 
+// A state older than the one shown (a reply that crossed a pushed message) is dropped.
+function newer(run, key) {
+  if (state[key] && state[key].id === run.id && state[key].seq >= run.seq) return false;
+  state[key] = { id: run.id, seq: run.seq };
+  return true;
+}
+
 function showUpdate(run) {
-  if (run.id !== state.sendId) return;
+  if (run.id !== state.sendId || !newer(run, 'sendShown')) return;
   const box = el('div', { class: 'run', dataset: { run: run.id } },
     runHead(run, `Update ${run.id}: variables ${run.variables}, ${run.mode}`));
   for (const d of run.displays) {
@@ -266,7 +273,7 @@ $('#audit-form').addEventListener('submit', async (event) => {
 });
 
 function showAudit(run) {
-  if (run.id !== state.auditId) return;
+  if (run.id !== state.auditId || !newer(run, 'auditShown')) return;
   const box = el('div', { class: 'run', dataset: { run: run.id } }, runHead({ ...run, type: 'audit' }, `Audit ${run.id}: variables ${run.variables}`));
   const expected = run.expected_reads || 1;
   for (const d of run.displays) {
