@@ -125,6 +125,7 @@ QString Runs::startUpdate(const UpdateRequest& request, const Snapshot& snapshot
     options.retries = request.retries;
     options.retryIntervalSeconds = request.retryIntervalSeconds;
     options.jobs = m_jobs;
+    options.account = request.account;
     const QList<displays::Entry> chosen = request.displays;
     const vls::RecordSet records = snapshot.records;
 
@@ -256,6 +257,7 @@ QString Runs::startAudit(const AuditRequest& request, const Snapshot& snapshot)
         run.setDisplaySelection([names] { return names.join(u','); });
         run.setSink(&report);
         run.setControl(control.get());
+        run.setAccount(request.account);
         run.setOpenObserver([&](const QString& name, bool opened) {
             const QString number = numberOf.value(name);
             const QString error = opened ? QString() : control->LastErrorText();

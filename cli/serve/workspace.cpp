@@ -5,6 +5,7 @@
 #include "runtimeerror.h"
 #include "varfields.h"
 #include "options.h"
+#include "recorder.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -24,6 +25,21 @@ QByteArray fileBytes(const QString& path)
 {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<none>");
+}
+// A change in the send history: the variable, the fields given (as the mode),
+// the new data as its text, and who made it.
+void recordChange(int number, const Fields& fields, const QString& account)
+{
+    history::Entry entry;
+    entry.when = QDateTime::currentDateTime();
+    entry.kind = QStringLiteral("change");
+    entry.mode = fieldNames(fields).join(u',');
+    entry.variables = {number};
+    if (const auto& data = fields[clsVariableAccess::Data])
+        entry.sentTexts = {{number, *data}};
+    entry.result = QStringLiteral("Changed");
+    entry.account = account;
+    history::recordQuietly(entry);
 }
 } // namespace
 
@@ -59,7 +75,7 @@ Snapshot Workspace::read()
     return *m_cached;
 }
 
-Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& ifMatch)
+Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& ifMatch, const QString& account)
 {
     QMutexLocker lock(&m_mutex);
     QLockFile fileLock(VariableStore::lockPath(m_path));
@@ -82,6 +98,7 @@ Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& i
         throw HttpError{500, error};
     m_cached.reset();
     m_cachedSize = -1;
+    recordChange(number, fields, account);
     return Snapshot{store.records(), etagOf(fileBytes(m_path))};
 }
 
@@ -176,6 +193,17 @@ Fields fieldsOf(const QJsonObject& change, int number)
     if (std::none_of(fields.begin(), fields.end(), [](const auto& f) { return f.has_value(); }))
         throw HttpError{400, QStringLiteral("nothing to change: give at least one of the fields")};
     return fields;
+}
+
+QStringList fieldNames(const Fields& fields)
+{
+    static const char* const names[] = {"name", "color", "blink", "inverse", "data", "link", "max_length"};
+    static_assert(std::size(names) == vls::kFieldCount);
+    QStringList given;
+    for (int f = 0; f < vls::kFieldCount; ++f)
+        if (fields[f])
+            given.append(QString::fromLatin1(names[f]));
+    return given;
 }
 
 } // namespace serve

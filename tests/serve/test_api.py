@@ -146,6 +146,9 @@ class Api(unittest.TestCase):
         self.assertEqual(self.rig.vls_bytes(), before)
         # A script may leave If-Match out.
         self.assertEqual(self.req('PATCH', V + '/variables/7', {'data': 'third'}, token=self.rig.token).status, 200)
+        changes = self.req('GET', V + '/history?var=7', token=self.rig.token).json['entries']
+        self.assertEqual([(e['kind'], e['sent'][0]['text'], e['account']) for e in changes],
+                         [('change', 'third', 'script'), ('change', 'first', 'operator')])
 
     def test_displays(self):
         r = self.req('GET', V + '/displays', token=self.rig.token)
@@ -198,9 +201,15 @@ class Api(unittest.TestCase):
         self.assertFalse(audit['ok'])
         self.assertIn('NOT SENT', audit['displays'][0]['differences'][0])
 
-        entries = self.req('GET', V + '/history?display=1&var=1&since=1d', token=self.rig.token).json['entries']
-        self.assertIn(('update', 'Updated', [{'variable': 1, 'text': 'HELLO WEB'}]),
-                      [(e['kind'], e['result'], e['sent']) for e in entries])
+        # Every send, audit and change made through the API is recorded with the account behind it.
+        entries = self.req('GET', V + '/history?var=1&since=1d', token=self.rig.token).json['entries']
+        rows = [(e['kind'], e['display'], e['result'], e['sent'], e['account']) for e in entries]
+        for row in [('update', '1', 'Updated', [{'variable': 1, 'text': 'HELLO WEB'}], 'script'),
+                    ('update', '2', 'FAILED', [], 'script'), ('audit', '1', 'Audited', [], 'script'),
+                    ('change', '', 'Changed', [{'variable': 1, 'text': 'HELLO WEB'}], 'script')]:
+            self.assertIn(row, rows)
+        shown = self.rig.tool('history', '--var', '2').stdout
+        self.assertRegex(shown, r'\d  change \(data\) of 2  Changed  by script\n    2: "NOT SENT"\n')
         self.assertRegex(self.rig.log_text(), rf'script POST /api/v1/updates 202 update {run_id} of variables 1')
 
     def test_run_refusals(self):
