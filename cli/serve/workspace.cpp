@@ -3,6 +3,7 @@
 #include "clsVariableAccess.h"
 #include "httperror.h"
 #include "runtimeerror.h"
+#include "variablefile.h"
 #include "varfields.h"
 #include "options.h"
 #include "recorder.h"
@@ -11,7 +12,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QLockFile>
 
 namespace serve {
 
@@ -78,28 +78,30 @@ Snapshot Workspace::read()
 Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& ifMatch, const QString& account)
 {
     QMutexLocker lock(&m_mutex);
-    QLockFile fileLock(VariableStore::lockPath(m_path));
-    fileLock.setStaleLockTime(30000);
-    if (!fileLock.tryLock(10000))
-        throw HttpError{503, QStringLiteral("the variable file is locked by another program; try again")};
-    const Snapshot now = load();
-    if (!ifMatch.isEmpty() && ifMatch != "*" && ifMatch != now.etag)
-        throw HttpError{412, QStringLiteral("the variables were changed since you read them: reload and apply "
-                                            "your change again")};
-    VarStore store(m_fileOption);
+    VariableStore store(m_path);
+    vls::RecordSet written;
     QString error;
-    if (!store.load(&error))
-        throw HttpError{500, QStringLiteral("the variable file cannot be read: ") + error};
-    vls::Record& record = store.records()[number - 1];
-    for (int f = 0; f < vls::kFieldCount; ++f)
-        if (fields[f])
-            record[f] = *fields[f];
-    if (!store.save(&error))
+    const bool changed = store.modifyRecords(
+        [&](vls::RecordSet& records) {
+            // Under the lock, before anything is written: the file must still be the one the client read.
+            if (!ifMatch.isEmpty() && ifMatch != "*" && ifMatch != etagOf(fileBytes(m_path)))
+                throw HttpError{412, QStringLiteral("the variables were changed since you read them: reload and "
+                                                    "apply your change again")};
+            vls::Record& record = records[number - 1];
+            for (int f = 0; f < vls::kFieldCount; ++f)
+                if (fields[f])
+                    record[f] = *fields[f];
+            written = records;
+        },
+        &error);
+    if (!changed && store.lockTimedOut())
+        throw HttpError{503, QStringLiteral("the variable file is locked by another program; try again")};
+    if (!changed)
         throw HttpError{500, error};
     m_cached.reset();
     m_cachedSize = -1;
     recordChange(number, fields, account);
-    return Snapshot{store.records(), etagOf(fileBytes(m_path))};
+    return Snapshot{written, etagOf(VariableFile::encode(written))};
 }
 
 QList<displays::Entry> Workspace::displays(const QString& range) const

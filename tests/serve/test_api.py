@@ -1,5 +1,6 @@
 """Every endpoint of qmdvars serve and every refusal, black-box over HTTP."""
 
+import os
 import time
 import unittest
 
@@ -146,6 +147,15 @@ class Api(unittest.TestCase):
         self.assertEqual(self.rig.vls_bytes(), before)
         # A script may leave If-Match out.
         self.assertEqual(self.req('PATCH', V + '/variables/7', {'data': 'third'}, token=self.rig.token).status, 200)
+        # Another program holding the file's lock: 503 after the wait, nothing written.
+        with open(self.rig.vls + '.lock', 'w') as lock:
+            lock.write('1\nother-program\nanother-host\n')
+        try:
+            r = self.req('PATCH', V + '/variables/7', {'data': 'locked out'}, token=self.rig.token)
+        finally:
+            os.remove(self.rig.vls + '.lock')
+        self.assertEqual((r.status, r.json['error']), (503, 'the variable file is locked by another program; try again'))
+        self.assertIn(b'third', self.rig.vls_bytes())
         changes = self.req('GET', V + '/history?var=7', token=self.rig.token).json['entries']
         self.assertEqual([(e['kind'], e['sent'][0]['text'], e['account']) for e in changes],
                          [('change', 'third', 'script'), ('change', 'first', 'operator')])
