@@ -4,7 +4,7 @@ import os
 import time
 import unittest
 
-from rig import Rig, WebSocket
+from rig import Rig, WebSocket, start_emulator
 
 V = '/api/v1'
 
@@ -157,8 +157,8 @@ class Api(unittest.TestCase):
         self.assertEqual((r.status, r.json['error']), (503, 'the variable file is locked by another program; try again'))
         self.assertIn(b'third', self.rig.vls_bytes())
         changes = self.req('GET', V + '/history?var=7', token=self.rig.token).json['entries']
-        self.assertEqual([(e['kind'], e['sent'][0]['text'], e['account']) for e in changes],
-                         [('change', 'third', 'script'), ('change', 'first', 'operator')])
+        self.assertEqual([(e['sent'][0]['text'], e['account']) for e in changes if e['kind'] == 'change'],
+                         [('third', 'script'), ('first', 'operator')])
 
     def test_displays(self):
         r = self.req('GET', V + '/displays', token=self.rig.token)
@@ -221,6 +221,33 @@ class Api(unittest.TestCase):
         shown = self.rig.tool('history', '--var', '2').stdout
         self.assertRegex(shown, r'\d  change \(data\) of 2  Changed  by script\n    2: "NOT SENT"\n')
         self.assertRegex(self.rig.log_text(), rf'script POST /api/v1/updates 202 update {run_id} of variables 1')
+
+    def test_change_during_a_slow_send_stays(self):
+        slow, port = start_emulator(['--delay', '150'])
+        with open(self.rig.path('Displays.dat')) as f:
+            listed = f.read()
+        try:
+            with open(self.rig.path('Displays.dat'), 'a') as f:
+                f.write(f'3|Slow|3|127.0.0.1||{port}||1\n')
+            r = self.req('POST', V + '/updates', {'displays': '3', 'variables': '1-20', 'mode': 'data'},
+                         token=self.rig.token)
+            deadline = time.time() + 30
+            while self.req('GET', r.json['url'], token=self.rig.token).json['displays'][0]['phase'] != 'sending':
+                self.assertLess(time.time(), deadline)
+                time.sleep(0.05)
+            self.assertEqual(self.req('PATCH', V + '/variables/9', {'data': 'CHANGED WHILE SENDING'},
+                                      token=self.rig.token).status, 200)
+            changed = os.stat(self.rig.vls).st_mtime_ns
+            self.assertEqual(self.rig.wait_run('updates', r.json['id'], self.rig.token)['displays'][0]['result'],
+                             'Updated')
+            # The run wrote nothing back, not even the same bytes.
+            self.assertEqual(os.stat(self.rig.vls).st_mtime_ns, changed)
+        finally:
+            with open(self.rig.path('Displays.dat'), 'w') as f:
+                f.write(listed)
+            slow.kill()
+            slow.wait()
+        self.assertIn('CHANGED WHILE SENDING', self.rig.tool('show', '9').stdout)
 
     def test_run_refusals(self):
         for path, body, status, text in [
