@@ -144,6 +144,14 @@ QList<int> variablesOf(const QString& range)
     }
 }
 
+namespace {
+// The fields as the API names them, in the record's order.
+const varfields::Spelling kSpelling{{QStringLiteral("name"), QStringLiteral("color"), QStringLiteral("blink"),
+                                     QStringLiteral("inverse"), QStringLiteral("data"), QStringLiteral("link"),
+                                     QStringLiteral("max_length")},
+                                    QStringLiteral("fields")};
+} // namespace
+
 Fields fieldsOf(const QJsonObject& change, int number)
 {
     static const QStringList known{QStringLiteral("name"),  QStringLiteral("data"),    QStringLiteral("color"),
@@ -154,57 +162,35 @@ Fields fieldsOf(const QJsonObject& change, int number)
             throw HttpError{400, QStringLiteral("unknown field \"%1\" (the fields are %2)")
                                      .arg(it.key(), known.join(QStringLiteral(", ")))};
     // Every value as text: numbers and true/false are taken as `set` takes their spelling.
-    auto textOf = [&](const QString& key) -> std::optional<QString> {
+    Fields given;
+    for (int f = 0; f < vls::kFieldCount; ++f) {
+        const QString& key = kSpelling.names[f];
         if (!change.contains(key))
-            return std::nullopt;
+            continue;
         const QJsonValue v = change.value(key);
         if (v.isString())
-            return v.toString();
-        if (v.isDouble() && v.toDouble() == double(v.toInteger()))
-            return QString::number(v.toInteger());
-        if (v.isBool())
-            return v.toBool() ? QStringLiteral("yes") : QStringLiteral("no");
-        throw HttpError{400, QStringLiteral("\"%1\" takes a text, not %2")
-                                 .arg(key, v.isNull() ? QStringLiteral("null") : QStringLiteral("that value"))};
-    };
-    auto storable = [&](const QString& key) -> std::optional<QString> {
-        const auto text = textOf(key);
-        if (text && !varfields::storable(*text))
-            throw HttpError{400, QStringLiteral("%1 cannot hold a line break or control character").arg(key)};
-        return text;
-    };
-    Fields fields;
-    fields[clsVariableAccess::Name] = storable(QStringLiteral("name"));
-    fields[clsVariableAccess::Data] = storable(QStringLiteral("data"));
-    if (const auto c = textOf(QStringLiteral("color")))
-        if (!(fields[clsVariableAccess::Color] = varfields::colourCode(*c)))
-            throw HttpError{400, QStringLiteral("unknown colour \"%1\"").arg(*c)};
-    if (const auto b = textOf(QStringLiteral("blink")))
-        if (!(fields[clsVariableAccess::Blink] = varfields::yesNoCode(*b)))
-            throw HttpError{400, QStringLiteral("blink takes yes or no")};
-    if (const auto i = textOf(QStringLiteral("inverse")))
-        if (!(fields[clsVariableAccess::Inverse] = varfields::yesNoCode(*i)))
-            throw HttpError{400, QStringLiteral("inverse takes yes or no")};
-    if (const auto m = textOf(QStringLiteral("max_length")))
-        if (!(fields[clsVariableAccess::MaxLength] = varfields::maxLength(*m, number)))
-            throw HttpError{400, QStringLiteral("max_length of variable %1 takes 1 to %2")
-                                     .arg(number)
-                                     .arg(varfields::longestLength(number))};
-    if (const auto l = storable(QStringLiteral("link")))
-        fields[clsVariableAccess::OLELink] = l->trimmed();
-    if (std::none_of(fields.begin(), fields.end(), [](const auto& f) { return f.has_value(); }))
-        throw HttpError{400, QStringLiteral("nothing to change: give at least one of the fields")};
-    return fields;
+            given[f] = v.toString();
+        else if (v.isDouble() && v.toDouble() == double(v.toInteger()))
+            given[f] = QString::number(v.toInteger());
+        else if (v.isBool())
+            given[f] = v.toBool() ? QStringLiteral("yes") : QStringLiteral("no");
+        else
+            throw HttpError{400, QStringLiteral("\"%1\" takes a text, not %2")
+                                     .arg(key, v.isNull() ? QStringLiteral("null") : QStringLiteral("that value"))};
+    }
+    QString error;
+    const std::optional<Fields> fields = varfields::checkedFields(number, given, kSpelling, &error);
+    if (!fields)
+        throw HttpError{400, error};
+    return *fields;
 }
 
 QStringList fieldNames(const Fields& fields)
 {
-    static const char* const names[] = {"name", "color", "blink", "inverse", "data", "link", "max_length"};
-    static_assert(std::size(names) == vls::kFieldCount);
     QStringList given;
     for (int f = 0; f < vls::kFieldCount; ++f)
         if (fields[f])
-            given.append(QString::fromLatin1(names[f]));
+            given.append(kSpelling.names[f]);
     return given;
 }
 

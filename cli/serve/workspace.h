@@ -5,6 +5,7 @@
 // display list.
 
 #include "displays.h"
+#include "varfields.h"
 #include "varstore.h"
 
 #include <QByteArray>
@@ -23,7 +24,7 @@ struct Snapshot {
 };
 
 // One variable's change: the new text of each field given (the record's field order).
-using Fields = std::array<std::optional<QString>, vls::kFieldCount>;
+using Fields = varfields::Fields;
 
 class Workspace final {
 public:

@@ -118,6 +118,14 @@ class Api(unittest.TestCase):
                 r = self.req('PATCH', f'{V}/variables/{number}', change, token=self.rig.token)
                 self.assertEqual(r.status, 400, r)
                 self.assertIn(text, r.json['error'])
+                # qmdvars set says the same, naming its option where the API names the field.
+                if 'colour' in change or None in change.values():
+                    continue
+                args = [f'--{k.replace("_", "-")}={v}' for k, v in change.items()]
+                told = r.json['error'].replace('fields', 'options')
+                for k in change:
+                    told = told.replace(k, '--' + k.replace('_', '-'))
+                self.assertEqual(self.rig.tool('set', str(number), *args).stderr.splitlines()[0], 'qmdvars: ' + told)
         self.assertEqual(self.rig.vls_bytes(), before)
         r = self.req('PATCH', V + '/variables/6', {'data': 'GATE 12', 'color': 'green', 'blink': True,
                                                     'max_length': 40, 'name': 'Gate'}, token=self.rig.token)
