@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QHash>
 #include <QHostAddress>
 #include <QPoint>
 #include <QSize>
@@ -331,11 +332,22 @@ int main(int argc, char** argv)
     setUpModel(parser, core.model());
 
     QObject::connect(&core, &EmulatorCore::logLine, &core, say);
-    QObject::connect(&core, &EmulatorCore::messageShown, &core, [&core](quint16 address) {
+    // A SHOW line for every new message, and for every variable write that
+    // changes what a shown message reads (the headless sign's only view).
+    QHash<quint16, QString> shown;
+    auto sayShown = [&core, &shown](quint16 address, bool onlyWhenChanged) {
         const DisplayUnit* unit = core.model().existingUnit(address);
-        const QString text = plainText(layoutMessage(unit ? unit->message : QString(), unit));
-        say(QStringLiteral("SHOW %1 %2").arg(address).arg(QString(text).replace(QLatin1Char('\n'), QLatin1Char('|'))));
-    });
+        if (onlyWhenChanged && (!unit || unit->message.isEmpty()))
+            return;
+        QString text = plainText(layoutMessage(unit ? unit->message : QString(), unit));
+        text.replace(QLatin1Char('\n'), QLatin1Char('|'));
+        if (onlyWhenChanged && shown.value(address) == text)
+            return;
+        shown.insert(address, text);
+        say(QStringLiteral("SHOW %1 %2").arg(address).arg(text));
+    };
+    QObject::connect(&core, &EmulatorCore::messageShown, &core, [sayShown](quint16 a) { sayShown(a, false); });
+    QObject::connect(&core, &EmulatorCore::variablesWritten, &core, [sayShown](quint16 a) { sayShown(a, true); });
 
     EmulatorServer server(core);
     const QStringList listening = openLinks(parser, server, core.faults());
