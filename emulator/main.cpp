@@ -7,15 +7,14 @@
 #include "emulatorcore.h"
 #include "emulatorserver.h"
 #include "emulatorwindow.h"
+#include "windowgeometry.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QHash>
 #include <QHostAddress>
-#include <QPoint>
 #include <QSize>
-#include <QRegularExpression>
 #include <QTextStream>
 #include <QTimer>
 
@@ -161,25 +160,6 @@ double numberOf(const QCommandLineParser& parser, const QString& name, double lo
     return v;
 }
 
-// "[WxH][+X+Y]" as X11 programs take it: a size, a position, or both.
-struct Geometry {
-    std::optional<QSize> size;
-    std::optional<QPoint> position;
-};
-std::optional<Geometry> parseGeometry(const QString& text)
-{
-    static const QRegularExpression form(QStringLiteral("^(?:(\\d+)x(\\d+))?(?:([+-]\\d+)([+-]\\d+))?$"));
-    const QRegularExpressionMatch m = form.match(text.trimmed());
-    if (!m.hasMatch() || text.trimmed().isEmpty())
-        return std::nullopt;
-    Geometry g;
-    if (m.hasCaptured(1))
-        g.size = QSize(m.captured(1).toInt(), m.captured(2).toInt());
-    if (m.hasCaptured(3))
-        g.position = QPoint(m.captured(3).toInt(), m.captured(4).toInt());
-    return g;
-}
-
 void setUpModel(const QCommandLineParser& parser, DisplayModel& model)
 {
     if (parser.isSet(QStringLiteral("units")))
@@ -239,9 +219,9 @@ QStringList openLinks(const QCommandLineParser& parser, EmulatorServer& server, 
 
 void showWindow(EmulatorWindow& window, const QCommandLineParser& parser, const QStringList& listening)
 {
-    Geometry geometry;
+    WindowGeometry geometry;
     if (parser.isSet(QStringLiteral("geometry"))) {
-        const auto asked = parseGeometry(parser.value(QStringLiteral("geometry")));
+        const auto asked = WindowGeometry::parse(parser.value(QStringLiteral("geometry")));
         if (!asked)
             usageError(QStringLiteral("bad --geometry \"%1\" (expected WxH+X+Y, WxH or +X+Y)")
                            .arg(parser.value(QStringLiteral("geometry"))));

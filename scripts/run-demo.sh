@@ -166,17 +166,19 @@ start_emulator() {
   pids+=($!)
   wait_listening "$log" "an emulator" LUMAREX_DEMO_PORT
 }
-# One above the other, so that neither window covers the other.
-start_emulator "$demo/emulator-1.log" --tcp "127.0.0.1:$port" --demo --label "display 1 Lobby sign" --geometry +0+0
+# The signs one above the other and the host to their right (--geometry), so
+# that no window covers another on a screen of 1600 x 1000 or more.
+start_emulator "$demo/emulator-1.log" --tcp "127.0.0.1:$port" --demo --label "display 1 Lobby sign" \
+  --geometry 760x240+0+0
 start_emulator "$demo/emulator-2.log" --tcp "127.0.0.1:$port2" --group 1:1,1,b \
-  --label "display 2 Gate signs (group of 4)" --geometry +0+360
+  --label "display 2 Gate signs (group of 4)" --geometry 760x240+0+300
 
 # The web console over the same displays and variables (scripts/demo-serve.sh).
 source scripts/demo-serve.sh
 start_web "$demo" "$bin"
 
 # A first playfile with a variable token, so Transmit shows a variable at once.
-host_args=(--app-path "$demo/host")
+host_args=(--app-path "$demo/host" --geometry +780+0)
 if [ ${#lumarex_args[@]} -eq 0 ] || ! printf '%s\n' "${lumarex_args[@]}" | grep -qx -- '--playfile'; then
   host_args+=(--playfile 'WELCOME VBL001')
 fi
