@@ -2,7 +2,7 @@
 // docs/mqtt.md), against emulated displays: linked topics reach a sign (a
 // retained value at start, a publish, a JSON pointer), a broker that restarts
 // blanks nothing and the link comes back, commands are ignored without
-// --accept-commands; and a fleet of three site agents on one broker: a
+// --accept-commands, over mqtt:// and over mqtts://; and a fleet of three site agents on one broker: a
 // fleet-wide command reaches every site, a site's command only that site, an
 // agent cut off gets what it missed once it is back, and the retained state
 // topics hold each display's last result.
@@ -48,6 +48,7 @@ class tst_MqttWatch final : public QObject {
         QString file, displays;
     };
     std::map<QString, Site> m_sites;
+    bool m_tls = false;
 
     QString log(const QString& site) { return QString::fromUtf8(m_sites[site].agent.peek(1 << 20)); }
     int qmdvars(const QString& site, const QStringList& args, QString* out = nullptr)
@@ -74,7 +75,7 @@ class tst_MqttWatch final : public QObject {
         s.agent.start(QStringLiteral(QMDVARS_PATH),
                       QStringList{u"--file"_s, s.file, u"--displays-file"_s, s.displays, u"watch"_s, u"--displays"_s,
                                   u"1"_s, u"--vars"_s, u"1-10"_s, u"--debounce"_s, u"100"_s, u"--keepalive"_s, u"5"_s,
-                                  u"--publish"_s, m_broker->url(name) + u"/signs"_s, u"--site"_s, name}
+                                  u"--publish"_s, m_broker->url(name, m_tls) + u"/signs"_s, u"--site"_s, name}
                           + extra);
         QVERIFY(s.agent.waitForStarted());
         QTRY_VERIFY_WITH_TIMEOUT(
@@ -95,13 +96,15 @@ private slots:
         QStringList creds;
         for (const QString& user : kSites + QStringList{u"dashboard"_s, u"feeder"_s}) {
             m_broker->addUser(user, user + u"-pw"_s);
-            creds << u"127.0.0.1:%1 %2 %2-pw"_s.arg(m_broker->port()).arg(user);
+            creds << u"127.0.0.1 %1 %1-pw"_s.arg(user);
         }
         creds << u"127.0.0.1 intruder wrong"_s;
         m_broker->setAcl(kAcl);
-        QVERIFY2(m_broker->start(), qPrintable(m_broker->error()));
+        m_tls = QTest::currentDataTag() == "mqtts"_L1;
+        QVERIFY2(m_broker->makeCertificates() && m_broker->start(), qPrintable(m_broker->error()));
         writeFile(m_rig->path(u"credentials"_s), creds.join(u'\n').toUtf8());
         qputenv("QMDVARS_MQTT_CREDENTIALS", m_rig->path(u"credentials"_s).toUtf8());
+        qputenv("QMDVARS_MQTT_CAFILE", m_broker->caFile().toUtf8());
     }
     void cleanup()
     {
@@ -121,22 +124,29 @@ private slots:
         m_rig.reset();
     }
 
+    void linkedTopics_data()
+    {
+        QTest::addColumn<bool>("tls"); // read by init()
+        QTest::newRow("mqtt") << false;
+        QTest::newRow("mqtts") << true;
+    }
     void linkedTopics()
     {
         addSite(u"north"_s);
-        const QString feeds = m_broker->url(u"north"_s) + u"/feeds/"_s;
+        const QString feeds = m_broker->url(u"north"_s, m_tls) + u"/feeds/"_s;
         QVERIFY(m_broker->publish(u"feeder"_s, u"feeds/temp"_s, "10", true));
         QVERIFY(m_broker->publish(u"feeder"_s, u"feeds/now"_s, R"({"w":{"t":1.50}})", true));
         QCOMPARE(qmdvars(u"north"_s, {u"set"_s, u"5"_s, u"--link"_s, feeds + u"temp"_s}), 0);
         QCOMPARE(qmdvars(u"north"_s, {u"set"_s, u"6"_s, u"--link"_s, feeds + u"now!/w/t"_s}), 0);
-        QCOMPARE(qmdvars(u"north"_s, {u"set"_s, u"8"_s, u"--link"_s, m_broker->url(u"intruder"_s) + u"/feeds/temp"_s}),
+        QCOMPARE(qmdvars(u"north"_s,
+                         {u"set"_s, u"8"_s, u"--link"_s, m_broker->url(u"intruder"_s, m_tls) + u"/feeds/temp"_s}),
                  0);
         QCOMPARE(qmdvars(u"north"_s, {u"set"_s, u"9"_s, u"--link"_s, feeds.chopped(6) + u"signs/secret"_s}), 0);
         QString shown;
         qmdvars(u"north"_s, {u"show"_s, u"5-9"_s}, &shown);
         QVERIFY2(shown.contains(u"\t10\n"_s) && shown.contains(u"\t1.5\n"_s), qPrintable(shown));
         QVERIFY2(shown.contains(u"error: broker 127.0.0.1:%1 unreachable: the broker refused the connection"_s.arg(
-                     m_broker->port())),
+                     m_broker->port(m_tls))),
                  qPrintable(shown));
         QVERIFY2(shown.contains(u"error: no message on signs/secret yet (or the broker's access control"_s),
                  qPrintable(shown));
