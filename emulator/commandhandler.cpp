@@ -92,6 +92,8 @@ wire::Frame CommandHandler::writeData(const wire::Frame& request, VarKind kind)
     DisplayUnit& unit = *m_model.unit(request.address);
     unit.variable(kind, index)->data = codepage::fromAnsi(text);
     unit.downloaded = Clock::now();
+    if (onVariablesWritten)
+        onVariablesWritten(request.address);
     return wire::ackFrame(request);
 }
 
@@ -123,6 +125,8 @@ wire::Frame CommandHandler::writeAttributes(const wire::Frame& request, VarKind 
         v->inverse = e.inverse;
     }
     unit.downloaded = Clock::now();
+    if (onVariablesWritten)
+        onVariablesWritten(request.address);
     return wire::ackFrame(request);
 }
 

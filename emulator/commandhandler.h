@@ -26,8 +26,10 @@ public:
     // that answers, so the sender resends; otherwise silence.
     std::optional<wire::Frame> handleDamaged(const wire::Decoded& damaged) const;
 
-    // Called after a unit took a message to show.
+    // Called after a unit took a message to show, and after it took variables
+    // (data or attributes) that a shown message may use.
     std::function<void(uint16_t address)> onMessageShown;
+    std::function<void(uint16_t address)> onVariablesWritten;
 
 private:
     wire::Frame writeData(const wire::Frame& request, VarKind kind);

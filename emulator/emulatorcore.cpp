@@ -8,6 +8,7 @@ namespace emulator {
 EmulatorCore::EmulatorCore(QObject* parent) : QObject(parent)
 {
     m_handler.onMessageShown = [this](uint16_t address) { emit messageShown(address); };
+    m_handler.onVariablesWritten = [this](uint16_t address) { emit variablesWritten(address); };
 }
 
 bool EmulatorCore::chance(double fraction)

@@ -61,6 +61,7 @@ public:
 signals:
     void logLine(const QString& line);
     void messageShown(quint16 address);
+    void variablesWritten(quint16 address);
 
 private:
     DisplayModel m_model;

@@ -7,14 +7,14 @@
 #include "emulatorcore.h"
 #include "emulatorserver.h"
 #include "emulatorwindow.h"
+#include "windowgeometry.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QHash>
 #include <QHostAddress>
-#include <QPoint>
 #include <QSize>
-#include <QRegularExpression>
 #include <QTextStream>
 #include <QTimer>
 
@@ -160,25 +160,6 @@ double numberOf(const QCommandLineParser& parser, const QString& name, double lo
     return v;
 }
 
-// "[WxH][+X+Y]" as X11 programs take it: a size, a position, or both.
-struct Geometry {
-    std::optional<QSize> size;
-    std::optional<QPoint> position;
-};
-std::optional<Geometry> parseGeometry(const QString& text)
-{
-    static const QRegularExpression form(QStringLiteral("^(?:(\\d+)x(\\d+))?(?:([+-]\\d+)([+-]\\d+))?$"));
-    const QRegularExpressionMatch m = form.match(text.trimmed());
-    if (!m.hasMatch() || text.trimmed().isEmpty())
-        return std::nullopt;
-    Geometry g;
-    if (m.hasCaptured(1))
-        g.size = QSize(m.captured(1).toInt(), m.captured(2).toInt());
-    if (m.hasCaptured(3))
-        g.position = QPoint(m.captured(3).toInt(), m.captured(4).toInt());
-    return g;
-}
-
 void setUpModel(const QCommandLineParser& parser, DisplayModel& model)
 {
     if (parser.isSet(QStringLiteral("units")))
@@ -238,9 +219,9 @@ QStringList openLinks(const QCommandLineParser& parser, EmulatorServer& server, 
 
 void showWindow(EmulatorWindow& window, const QCommandLineParser& parser, const QStringList& listening)
 {
-    Geometry geometry;
+    WindowGeometry geometry;
     if (parser.isSet(QStringLiteral("geometry"))) {
-        const auto asked = parseGeometry(parser.value(QStringLiteral("geometry")));
+        const auto asked = WindowGeometry::parse(parser.value(QStringLiteral("geometry")));
         if (!asked)
             usageError(QStringLiteral("bad --geometry \"%1\" (expected WxH+X+Y, WxH or +X+Y)")
                            .arg(parser.value(QStringLiteral("geometry"))));
@@ -331,11 +312,22 @@ int main(int argc, char** argv)
     setUpModel(parser, core.model());
 
     QObject::connect(&core, &EmulatorCore::logLine, &core, say);
-    QObject::connect(&core, &EmulatorCore::messageShown, &core, [&core](quint16 address) {
+    // A SHOW line for every new message, and for every variable write that
+    // changes what a shown message reads (the headless sign's only view).
+    QHash<quint16, QString> shown;
+    auto sayShown = [&core, &shown](quint16 address, bool onlyWhenChanged) {
         const DisplayUnit* unit = core.model().existingUnit(address);
-        const QString text = plainText(layoutMessage(unit ? unit->message : QString(), unit));
-        say(QStringLiteral("SHOW %1 %2").arg(address).arg(QString(text).replace(QLatin1Char('\n'), QLatin1Char('|'))));
-    });
+        if (onlyWhenChanged && (!unit || unit->message.isEmpty()))
+            return;
+        QString text = plainText(layoutMessage(unit ? unit->message : QString(), unit));
+        text.replace(QLatin1Char('\n'), QLatin1Char('|'));
+        if (onlyWhenChanged && shown.value(address) == text)
+            return;
+        shown.insert(address, text);
+        say(QStringLiteral("SHOW %1 %2").arg(address).arg(text));
+    };
+    QObject::connect(&core, &EmulatorCore::messageShown, &core, [sayShown](quint16 a) { sayShown(a, false); });
+    QObject::connect(&core, &EmulatorCore::variablesWritten, &core, [sayShown](quint16 a) { sayShown(a, true); });
 
     EmulatorServer server(core);
     const QStringList listening = openLinks(parser, server, core.faults());

@@ -1,4 +1,5 @@
-# Sourced by run-demo.sh: the web console over the demo's displays.
+# Sourced by run-demo.sh (it uses its pids and wait_listening): the web console
+# over the demo's displays.
 # start_web DEMO BIN: a demo operator account (its password generated once and
 # kept in DEMO/web-password), then `qmdvars serve` on 127.0.0.1 (port
 # LUMAREX_DEMO_WEB_PORT, default 47080) over the demo's display list, stopped
@@ -19,15 +20,7 @@ start_web() {
   "$bin/qmdvars" --displays-file "$demo/host/Displays.dat" serve \
     --listen "127.0.0.1:${LUMAREX_DEMO_WEB_PORT:-47080}" --jobs 2 >"$demo/serve.out" 2>"$log" &
   pids+=($!)
-  for _ in $(seq 1 100); do
-    grep -q '^LISTENING ' "$demo/serve.out" 2>/dev/null && break
-    if ! kill -0 "${pids[-1]}" 2>/dev/null; then
-      echo "run-demo: qmdvars serve did not start (is the port taken? set LUMAREX_DEMO_WEB_PORT):" >&2
-      cat "$log" >&2
-      exit 1
-    fi
-    sleep 0.1
-  done
+  wait_listening "$demo/serve.out" "qmdvars serve" LUMAREX_DEMO_WEB_PORT
   web_url="$(awk '/^LISTENING /{print $2; exit}' "$demo/serve.out")"
   echo "run-demo: qmdvars serve on $web_url (log: $log)"
 }

@@ -12,7 +12,7 @@
 #   scripts/run-demo.sh                   optimised build (build/release)
 #   scripts/run-demo.sh --dev             debug build (build/dev)
 #   scripts/run-demo.sh --fresh           forget everything the demo wrote first (settings, variables, display list)
-#   scripts/run-demo.sh --stop            stop emulators left running by a run without a screen
+#   scripts/run-demo.sh --stop            stop the signs and console left running by a run without a screen
 #   scripts/run-demo.sh -- ARGS...        extra arguments for Lumarex
 #                                         (for example -- --screenshot shot.png)
 #
@@ -56,7 +56,7 @@ stop_left_running() {
 }
 if [ "$stop" = 1 ]; then
   for d in build/*/demo; do [ -d "$d" ] && stop_left_running "$d"; done
-  echo "run-demo: stopped the demo's emulators"
+  echo "run-demo: stopped the demo's signs and web console"
   exit 0
 fi
 
@@ -139,6 +139,23 @@ stop_emulators() {
 }
 trap stop_emulators EXIT INT TERM
 
+# wait_listening LOG WHAT PORT_VARIABLE: waits until the program started last
+# writes its LISTENING line to LOG; stops the demo when it exits or takes 10 s.
+wait_listening() {
+  local log="$1" what="$2" port_variable="$3"
+  for _ in $(seq 1 100); do
+    grep -q '^LISTENING ' "$log" 2>/dev/null && return 0
+    if ! kill -0 "${pids[-1]}" 2>/dev/null; then
+      echo "run-demo: $what did not start (is the port taken? set $port_variable):" >&2
+      cat "$log" >&2
+      exit 1
+    fi
+    sleep 0.1
+  done
+  echo "run-demo: $what is not listening after 10 s (log: $log)" >&2
+  exit 1
+}
+
 # start_emulator LOG ARGS...: starts one and waits until it listens.
 start_emulator() {
   local log="$1"
@@ -147,31 +164,21 @@ start_emulator() {
   [ "$have_screen" = 1 ] || args+=(--headless)
   "$bin/lumarex-emulator" "${args[@]}" >"$log" 2>&1 &
   pids+=($!)
-  for _ in $(seq 1 100); do
-    grep -q '^LISTENING tcp' "$log" 2>/dev/null && break
-    if ! kill -0 "${pids[-1]}" 2>/dev/null; then
-      echo "run-demo: an emulator did not start (is the port taken? set LUMAREX_DEMO_PORT):" >&2
-      cat "$log" >&2
-      exit 1
-    fi
-    sleep 0.1
-  done
-  if ! grep -q '^LISTENING tcp' "$log"; then
-    echo "run-demo: an emulator is not listening after 10 s (log: $log)" >&2
-    exit 1
-  fi
+  wait_listening "$log" "an emulator" LUMAREX_DEMO_PORT
 }
-# One above the other, so that neither window covers the other.
-start_emulator "$demo/emulator-1.log" --tcp "127.0.0.1:$port" --demo --label "display 1 Lobby sign" --geometry +0+0
+# The signs one above the other and the host to their right (--geometry), so
+# that no window covers another on a screen of 1600 x 1000 or more.
+start_emulator "$demo/emulator-1.log" --tcp "127.0.0.1:$port" --demo --label "display 1 Lobby sign" \
+  --geometry 760x240+0+0
 start_emulator "$demo/emulator-2.log" --tcp "127.0.0.1:$port2" --group 1:1,1,b \
-  --label "display 2 Gate signs (group of 4)" --geometry +0+360
+  --label "display 2 Gate signs (group of 4)" --geometry 760x240+0+300
 
 # The web console over the same displays and variables (scripts/demo-serve.sh).
 source scripts/demo-serve.sh
 start_web "$demo" "$bin"
 
 # A first playfile with a variable token, so Transmit shows a variable at once.
-host_args=(--app-path "$demo/host")
+host_args=(--app-path "$demo/host" --geometry +780+0)
 if [ ${#lumarex_args[@]} -eq 0 ] || ! printf '%s\n' "${lumarex_args[@]}" | grep -qx -- '--playfile'; then
   host_args+=(--playfile 'WELCOME VBL001')
 fi

@@ -112,6 +112,9 @@ void frmMain::fitOnScreen()
     const QSize room = available.size() - QSize(qMax(frame.width(), 16), qMax(frame.height(), 40));
     resize(size().boundedTo(room));
     QRect placed = frameGeometry();
+    // A place given on the command line or chosen by the window manager stays.
+    if (available.contains(placed))
+        return;
     placed.moveCenter(available.center());
     move(placed.topLeft().x() < available.left() ? available.left() : placed.left(),
          placed.top() < available.top() ? available.top() : placed.top());

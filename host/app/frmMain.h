@@ -59,7 +59,8 @@ public:
     void setPlayfileText(const QString& text, bool modified = true);
     void log(const QString& line);
 
-    // Makes the window fit the screen it is on, entirely visible.
+    // Makes the window fit the screen it is on, and centres it there when it
+    // is partly off it.
     void fitOnScreen();
 
 protected:

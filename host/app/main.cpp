@@ -21,6 +21,7 @@
 #include "messageboxwidget.h"
 #include "hostsettings.h"
 #include "installlayout.h"
+#include "windowgeometry.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -29,6 +30,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 namespace {
 class PrintedMessages final : public msgbox::Service {
@@ -118,12 +120,25 @@ int main(int argc, char* argv[])
                                      QStringLiteral("The host's folder for its files (default: the program's folder, "
                                                     "or the operators' shared folder when installed)."),
                                      QStringLiteral("folder"));
+    QCommandLineOption geometryOption(QStringLiteral("geometry"),
+                                      QStringLiteral("The window's size and place: WxH+X+Y, WxH or +X+Y "
+                                                     "(default: centred on the screen)."),
+                                      QStringLiteral("geometry"));
     parser.addOption(appPathOption);
+    parser.addOption(geometryOption);
     parser.addOption(selfTestOption);
     parser.addOption(screenshotOption);
     parser.addOption(playfileOption);
     parser.addOption(transmitOption);
     parser.process(app);
+    // On X11 Qt itself takes -geometry/--geometry for the first window; other
+    // platforms leave it to this parser.
+    std::optional<WindowGeometry> geometry;
+    if (parser.isSet(geometryOption) && !(geometry = WindowGeometry::parse(parser.value(geometryOption)))) {
+        std::fprintf(stderr, "Lumarex: bad --geometry \"%s\" (expected WxH+X+Y, WxH or +X+Y)\n",
+                     qPrintable(parser.value(geometryOption)));
+        return 2;
+    }
 
     // The plug-ins find the host's files (Displays.dat, Extended\) through this.
     // Installed, they are the operators' shared files and the component libraries
@@ -151,6 +166,10 @@ int main(int argc, char* argv[])
     const LogWarnings warnings(&window);
     window.show();
     window.fitOnScreen();
+    if (geometry && geometry->size)
+        window.resize(*geometry->size);
+    if (geometry && geometry->position)
+        window.move(*geometry->position);
     const bool transmitAndQuit = parser.isSet(transmitOption);
     const QString screenshot = parser.value(screenshotOption);
     if (transmitAndQuit || !screenshot.isEmpty()) {

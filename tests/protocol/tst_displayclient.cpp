@@ -137,6 +137,9 @@ private slots:
         QVERIFY2(client.showMessage(QStringLiteral("Temp 21\u00B0C ") + rs + "A000\r\n" + rs + "V000" + rs + "V160!"),
                  qPrintable(client.errorText()));
         QCOMPARE(emu.waitForLine(QStringLiteral("SHOW 1 ")), QStringLiteral("SHOW 1 Temp 21\u00B0C Hello|12.5!"));
+        // A variable the shown message reads changes what the sign shows.
+        QVERIFY2(client.writeCellData(0, QStringLiteral("13.0")), qPrintable(client.errorText()));
+        QVERIFY(!emu.waitForLine(QStringLiteral("SHOW 1 Temp 21\u00B0C Hello|13.0!")).isEmpty());
         client.close();
         QVERIFY(!client.isOpen());
         if (Link(link) == Link::Modem) { // the call was made, and ended with escape and hang-up
