@@ -2,17 +2,22 @@
 // docs/mqtt.md), against emulated displays: linked topics reach a sign (a
 // retained value at start, a publish, a JSON pointer), a broker that restarts
 // blanks nothing and the link comes back, commands are ignored without
-// --accept-commands; and a fleet of three site agents on one broker: a
+// --accept-commands, over mqtt:// and over mqtts://; and a fleet of three site agents on one broker: a
 // fleet-wide command reaches every site, a site's command only that site, an
 // agent cut off gets what it missed once it is back, and the retained state
-// topics hold each display's last result.
+// topics hold each display's last result. qmdvars serve --publish: an update
+// started over its API is published as each display's state and a send.
 
 #include "brokerrig.h"
 #include "loopbackrig.h"
+#include "mqttclient.h"
 #include "settingsstore.h"
 
 #include <QDir>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QProcess>
+#include <QRegularExpression>
 
 #include <csignal>
 
@@ -48,6 +53,7 @@ class tst_MqttWatch final : public QObject {
         QString file, displays;
     };
     std::map<QString, Site> m_sites;
+    bool m_tls = false;
 
     QString log(const QString& site) { return QString::fromUtf8(m_sites[site].agent.peek(1 << 20)); }
     int qmdvars(const QString& site, const QStringList& args, QString* out = nullptr)
@@ -67,14 +73,16 @@ class tst_MqttWatch final : public QObject {
         QVERIFY(QFile::copy(m_rig->path(u"set.vls"_s), s.file));
         QVERIFY(QDir().mkpath(m_rig->path(name)) && writeDisplayList(m_rig->path(name), {{name, s.sign->tcpPort()}}));
     }
-    void startAgent(const QString& name, const QStringList& extra)
+    // `command` is watch (with its options) or serve.
+    void startAgent(const QString& name, const QStringList& extra,
+                    const QStringList& command = words(u"watch --displays 1 --vars 1-10 --debounce 100"_s))
     {
         Site& s = m_sites[name];
         s.agent.setProcessChannelMode(QProcess::MergedChannels);
         s.agent.start(QStringLiteral(QMDVARS_PATH),
-                      QStringList{u"--file"_s, s.file, u"--displays-file"_s, s.displays, u"watch"_s, u"--displays"_s,
-                                  u"1"_s, u"--vars"_s, u"1-10"_s, u"--debounce"_s, u"100"_s, u"--keepalive"_s, u"5"_s,
-                                  u"--publish"_s, m_broker->url(name) + u"/signs"_s, u"--site"_s, name}
+                      QStringList{u"--file"_s, s.file, u"--displays-file"_s, s.displays} + command
+                          + QStringList{u"--keepalive"_s, u"5"_s, u"--publish"_s,
+                                        m_broker->url(name, m_tls) + u"/signs"_s, u"--site"_s, name}
                           + extra);
         QVERIFY(s.agent.waitForStarted());
         QTRY_VERIFY_WITH_TIMEOUT(
@@ -95,13 +103,15 @@ private slots:
         QStringList creds;
         for (const QString& user : kSites + QStringList{u"dashboard"_s, u"feeder"_s}) {
             m_broker->addUser(user, user + u"-pw"_s);
-            creds << u"127.0.0.1:%1 %2 %2-pw"_s.arg(m_broker->port()).arg(user);
+            creds << u"127.0.0.1 %1 %1-pw"_s.arg(user);
         }
         creds << u"127.0.0.1 intruder wrong"_s;
         m_broker->setAcl(kAcl);
-        QVERIFY2(m_broker->start(), qPrintable(m_broker->error()));
+        m_tls = QTest::currentDataTag() == "mqtts"_L1;
+        QVERIFY2(m_broker->makeCertificates() && m_broker->start(), qPrintable(m_broker->error()));
         writeFile(m_rig->path(u"credentials"_s), creds.join(u'\n').toUtf8());
         qputenv("QMDVARS_MQTT_CREDENTIALS", m_rig->path(u"credentials"_s).toUtf8());
+        qputenv("QMDVARS_MQTT_CAFILE", m_broker->caFile().toUtf8());
     }
     void cleanup()
     {
@@ -121,22 +131,29 @@ private slots:
         m_rig.reset();
     }
 
+    void linkedTopics_data()
+    {
+        QTest::addColumn<bool>("tls"); // read by init()
+        QTest::newRow("mqtt") << false;
+        QTest::newRow("mqtts") << true;
+    }
     void linkedTopics()
     {
         addSite(u"north"_s);
-        const QString feeds = m_broker->url(u"north"_s) + u"/feeds/"_s;
+        const QString feeds = m_broker->url(u"north"_s, m_tls) + u"/feeds/"_s;
         QVERIFY(m_broker->publish(u"feeder"_s, u"feeds/temp"_s, "10", true));
         QVERIFY(m_broker->publish(u"feeder"_s, u"feeds/now"_s, R"({"w":{"t":1.50}})", true));
         QCOMPARE(qmdvars(u"north"_s, {u"set"_s, u"5"_s, u"--link"_s, feeds + u"temp"_s}), 0);
         QCOMPARE(qmdvars(u"north"_s, {u"set"_s, u"6"_s, u"--link"_s, feeds + u"now!/w/t"_s}), 0);
-        QCOMPARE(qmdvars(u"north"_s, {u"set"_s, u"8"_s, u"--link"_s, m_broker->url(u"intruder"_s) + u"/feeds/temp"_s}),
+        QCOMPARE(qmdvars(u"north"_s,
+                         {u"set"_s, u"8"_s, u"--link"_s, m_broker->url(u"intruder"_s, m_tls) + u"/feeds/temp"_s}),
                  0);
         QCOMPARE(qmdvars(u"north"_s, {u"set"_s, u"9"_s, u"--link"_s, feeds.chopped(6) + u"signs/secret"_s}), 0);
         QString shown;
         qmdvars(u"north"_s, {u"show"_s, u"5-9"_s}, &shown);
         QVERIFY2(shown.contains(u"\t10\n"_s) && shown.contains(u"\t1.5\n"_s), qPrintable(shown));
         QVERIFY2(shown.contains(u"error: broker 127.0.0.1:%1 unreachable: the broker refused the connection"_s.arg(
-                     m_broker->port())),
+                     m_broker->port(m_tls))),
                  qPrintable(shown));
         QVERIFY2(shown.contains(u"error: no message on signs/secret yet (or the broker's access control"_s),
                  qPrintable(shown));
@@ -192,6 +209,45 @@ private slots:
         QString shown;
         qmdvars(u"south"_s, {u"show"_s, u"3-4"_s}, &shown);
         QVERIFY2(shown.contains(u"\tGreen\tno\tno\t250\tSOUTH"_s), qPrintable(shown)); // stored in the site's file
+    }
+
+    void servePublishes()
+    {
+        addSite(u"north"_s);
+        QString token;
+        QCOMPARE(qmdvars(u"north"_s, words(u"token create bus --role operator"_s), &token), 0);
+        startAgent(u"north"_s, {}, words(u"serve --listen 127.0.0.1:0"_s));
+        QTRY_VERIFY(log(u"north"_s).contains(u"LISTENING"_s));
+        const QString url = QRegularExpression(u"LISTENING (\\S+)"_s).match(log(u"north"_s)).captured(1);
+
+        // The dashboard hears the send event, which is not retained.
+        mqtt::ClientOptions options;
+        options.broker = {u"127.0.0.1"_s, m_broker->port(), u"dashboard"_s};
+        options.credentials.user = u"dashboard"_s;
+        options.credentials.password = u"dashboard-pw"_s;
+        mqtt::Client dashboard(options);
+        QByteArray sent;
+        bool listening = false;
+        connect(&dashboard, &mqtt::Client::subscribed, this, [&] { listening = true; });
+        connect(&dashboard, &mqtt::Client::messageReceived, this, [&](const QString& topic, const QByteArray& payload) {
+            if (topic == u"signs/sites/north/sends"_s)
+                sent = payload;
+        });
+        dashboard.subscribe(u"signs/sites/north/sends"_s);
+        dashboard.start();
+        QTRY_VERIFY(listening);
+
+        QNetworkRequest post(QUrl(url + u"api/v1/updates"_s));
+        post.setRawHeader("Authorization", "Bearer " + token.trimmed().toUtf8());
+        post.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
+        QNetworkAccessManager http;
+        std::unique_ptr<QNetworkReply> reply(http.post(post, R"({"displays":"1","variables":"1-2"})"));
+        QTRY_VERIFY(reply->isFinished());
+        QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 202);
+        QTRY_VERIFY_WITH_TIMEOUT(!sent.isEmpty(), 15000);
+        QVERIFY2(sent.contains(R"("cause":"update u)") && sent.contains(R"("result":"Updated")"), sent.constData());
+        const QByteArray state = m_broker->retained(u"dashboard"_s, u"signs/sites/north/displays/1/state"_s);
+        QVERIFY2(state.contains(R"("cause":"update u)") && state.contains(R"("name":"north")"), state.constData());
     }
 };
 

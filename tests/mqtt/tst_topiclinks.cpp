@@ -1,7 +1,9 @@
 // Topics as link sources, against a broker of the test's own with users and an
 // ACL: the link text, a retained value at start, a JSON pointer, a live
 // publish, a refused topic and a wrong password with clear reasons, and a
-// broker that restarts (the value stays, marked stale, and comes back live).
+// broker that restarts (the value stays, marked stale, and comes back live);
+// each over mqtt:// and over mqtts://. A broker whose certificate is not
+// trusted is refused, and says why.
 
 #include "brokerrig.h"
 #include "topiclink.h"
@@ -12,12 +14,21 @@
 
 using namespace Qt::StringLiterals;
 
+// The broker's tests run once over each scheme.
+void schemes()
+{
+    QTest::addColumn<bool>("tls");
+    QTest::newRow("mqtt") << false;
+    QTest::newRow("mqtts") << true;
+}
+
 class tst_TopicLinks final : public QObject {
     Q_OBJECT
     std::unique_ptr<BrokerRig> m_broker;
     QTemporaryDir m_dir;
+    bool m_tls = false;
 
-    QString link(const QString& user, const QString& rest) const { return m_broker->url(user) + u'/' + rest; }
+    QString link(const QString& user, const QString& rest) const { return m_broker->url(user, m_tls) + u'/' + rest; }
     links::FeedReading read(const QString& user, const QString& rest) { return links::readTopicLink(link(user, rest)); }
 
 private slots:
@@ -51,21 +62,28 @@ private slots:
         QCOMPARE(u"%1|%2|%3"_s.arg(l.broker.key(), l.topic, l.hasPointer ? l.pointer : u"-"_s), expected);
     }
 
+    void valuesFromTheBroker_data() { schemes(); }
+    void refusalsSayWhy_data() { schemes(); }
+    void brokerRestartKeepsTheValue_data() { schemes(); }
+
     void init()
     {
         if (QString(QTest::currentTestFunction()) == u"parse"_s)
             return;
+        m_tls = QTest::currentDataTag() != "mqtt"_L1; // the mqtts rows, and the tests without rows
         m_broker = std::make_unique<BrokerRig>();
         m_broker->addUser(u"reader"_s, u"pass-r"_s);
         m_broker->addUser(u"feeder"_s, u"pass-f"_s);
         m_broker->setAcl(u"user reader\ntopic read site/#\nuser feeder\ntopic write site/#\n"_s);
-        QVERIFY2(m_broker->start(), qPrintable(m_broker->error()));
+        QVERIFY2(m_broker->makeCertificates() && m_broker->start(), qPrintable(m_broker->error()));
         // Passwords come from the credentials file, never from the link.
         QFile creds(m_dir.filePath(u"creds"_s));
         QVERIFY(creds.open(QIODevice::WriteOnly));
-        creds.write(u"# test\n127.0.0.1:%1 reader pass-r\n127.0.0.1 intruder wrong\n"_s.arg(m_broker->port()).toUtf8());
+        creds.write(
+            u"# test\n127.0.0.1:%1 reader pass-r\n127.0.0.1 intruder wrong\n"_s.arg(m_broker->port(m_tls)).toUtf8());
         creds.close();
         qputenv("QMDVARS_MQTT_CREDENTIALS", creds.fileName().toUtf8());
+        qputenv("QMDVARS_MQTT_CAFILE", m_broker->caFile().toUtf8());
     }
     void cleanup() { m_broker.reset(); }
 
@@ -108,6 +126,23 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(read(u"reader"_s, u"site/temp"_s).error.isEmpty(), 15000);
         QVERIFY(m_broker->publish(u"feeder"_s, u"site/temp"_s, "8"));
         QTRY_COMPARE(read(u"reader"_s, u"site/temp"_s).value, u"8"_s);
+    }
+
+    void untrustedCertificate()
+    {
+        QVERIFY(m_broker->publish(u"feeder"_s, u"site/temp"_s, "9", true));
+        QCOMPARE(read(u"reader"_s, u"site/temp"_s).value, u"9"_s);
+        // Back with a certificate of an authority the client was not told to trust.
+        const QString trusted = m_broker->caFile();
+        m_broker->stop();
+        QVERIFY2(m_broker->makeCertificates() && m_broker->start(), qPrintable(m_broker->error()));
+        QTRY_VERIFY_WITH_TIMEOUT(read(u"reader"_s, u"site/temp"_s).error.contains(u"certificate"_s), 15000);
+        const links::FeedReading refused = read(u"reader"_s, u"site/temp"_s);
+        QVERIFY(refused.stale);
+        QCOMPARE(refused.value, u"9"_s);
+        QVERIFY2(refused.error.contains(
+                     u"the broker's certificate is not trusted by %1 (certificate verify failed"_s.arg(trusted)),
+                 qPrintable(refused.error));
     }
 };
 

@@ -5,21 +5,55 @@
 #include <QTcpServer>
 #include <QThread>
 
-BrokerRig::BrokerRig()
+namespace {
+quint16 freePort()
 {
     QTcpServer probe;
     probe.listen(QHostAddress::LocalHost, 0);
-    m_port = probe.serverPort();
+    return probe.serverPort();
 }
+} // namespace
+
+BrokerRig::BrokerRig() : m_port(freePort()) {}
 
 BrokerRig::~BrokerRig() { stop(); }
 
 void BrokerRig::addUser(const QString& name, const QString& password) { m_users.insert(name, password); }
 
-QString BrokerRig::url(const QString& user) const
+QString BrokerRig::url(const QString& user, bool tls) const
 {
-    return QStringLiteral("mqtt://") + (user.isEmpty() ? QString() : user + u'@') + QStringLiteral("127.0.0.1:")
-           + QString::number(m_port);
+    return (tls ? QStringLiteral("mqtts://") : QStringLiteral("mqtt://")) + (user.isEmpty() ? QString() : user + u'@')
+           + QStringLiteral("127.0.0.1:") + QString::number(tls ? m_tlsPort : m_port);
+}
+
+QString BrokerRig::caFile() const { return m_dir.filePath(QStringLiteral("ca%1.crt").arg(m_authority)); }
+
+bool BrokerRig::makeCertificates()
+{
+    using namespace Qt::StringLiterals;
+    if (!m_tlsPort)
+        m_tlsPort = freePort();
+    ++m_authority;
+    const QString caKey = m_dir.filePath(u"ca%1.key"_s.arg(m_authority));
+    const QStringList made{u"req"_s,    u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:P-256"_s,
+                           u"-nodes"_s, u"-days"_s, u"2"_s};
+    const QList<QStringList> steps{
+        made + QStringList{u"-subj"_s, u"/CN=test authority"_s, u"-keyout"_s, caKey, u"-out"_s, caFile()},
+        made
+            + QStringList{u"-subj"_s, u"/CN=127.0.0.1"_s, u"-addext"_s, u"subjectAltName=IP:127.0.0.1,DNS:localhost"_s,
+                          u"-addext"_s, u"basicConstraints=CA:FALSE"_s, u"-CA"_s, caFile(), u"-CAkey"_s, caKey,
+                          u"-keyout"_s, m_dir.filePath(u"server.key"_s), u"-out"_s, m_dir.filePath(u"server.crt"_s)}};
+    for (const QStringList& args : steps) {
+        QProcess openssl;
+        openssl.setProcessChannelMode(QProcess::MergedChannels);
+        openssl.start(u"openssl"_s, args);
+        if (!openssl.waitForFinished(30000) || openssl.exitStatus() != QProcess::NormalExit
+            || openssl.exitCode() != 0) {
+            m_error = u"openssl failed: "_s + openssl.errorString() + u' ' + QString::fromUtf8(openssl.readAll());
+            return false;
+        }
+    }
+    return true;
 }
 
 bool BrokerRig::start(int timeoutMs)
@@ -45,6 +79,11 @@ bool BrokerRig::start(int timeoutMs)
                    .arg(m_port)
                    .arg(passwd, acl.fileName(), m_dir.path())
                    .toUtf8());
+    if (m_tlsPort)
+        conf.write(QStringLiteral("listener %1 127.0.0.1\ncertfile %2\nkeyfile %3\n")
+                       .arg(m_tlsPort)
+                       .arg(m_dir.filePath(QStringLiteral("server.crt")), m_dir.filePath(QStringLiteral("server.key")))
+                       .toUtf8());
     conf.close();
     m_log.clear();
     m_process.setProcessChannelMode(QProcess::MergedChannels);

@@ -43,14 +43,17 @@ Client::Client(const ClientOptions& options, QObject* parent)
     mosquitto_connect_callback_set(m_mosq, &Client::onConnect);
     mosquitto_message_callback_set(m_mosq, &Client::onMessage);
     mosquitto_subscribe_callback_set(m_mosq, &Client::onSubscribe);
+    mosquitto_log_callback_set(m_mosq, &Client::onLog);
     const Credentials& c = m_options.credentials;
     if (!c.user.isEmpty())
         mosquitto_username_pw_set(m_mosq, c.user.toUtf8().constData(),
                                   c.password.isEmpty() ? nullptr : c.password.toUtf8().constData());
     if (m_options.broker.tls) {
         const QByteArray caFile = c.caFile.toLocal8Bit();
-        mosquitto_tls_set(m_mosq, caFile.isEmpty() ? nullptr : caFile.constData(),
-                          caFile.isEmpty() ? "/etc/ssl/certs" : nullptr, nullptr, nullptr, nullptr);
+        if (mosquitto_tls_set(m_mosq, caFile.isEmpty() ? nullptr : caFile.constData(),
+                              caFile.isEmpty() ? "/etc/ssl/certs" : nullptr, nullptr, nullptr, nullptr)
+            != MOSQ_ERR_SUCCESS)
+            m_setupProblem = QStringLiteral("cannot read the authorities' file %1 (QMDVARS_MQTT_CAFILE)").arg(c.caFile);
     }
     if (!m_options.willTopic.isEmpty())
         mosquitto_will_set(m_mosq, m_options.willTopic.toUtf8().constData(), int(m_options.willPayload.size()),
@@ -93,12 +96,28 @@ bool Client::check(int rc, const char* what)
 {
     if (rc == MOSQ_ERR_SUCCESS)
         return true;
-    if (rc == MOSQ_ERR_NO_CONN || rc == MOSQ_ERR_CONN_LOST || rc == MOSQ_ERR_ERRNO || rc == MOSQ_ERR_PROTOCOL
-        || rc == MOSQ_ERR_TLS || rc == MOSQ_ERR_KEEPALIVE)
+    if (rc == MOSQ_ERR_TLS)
+        lost(tlsProblem());
+    else if (rc == MOSQ_ERR_NO_CONN || rc == MOSQ_ERR_CONN_LOST || rc == MOSQ_ERR_ERRNO || rc == MOSQ_ERR_PROTOCOL
+             || rc == MOSQ_ERR_KEEPALIVE)
         lost(describe(rc));
     else
         qWarning("mqtt: %s failed: %s", what, qPrintable(describe(rc)));
     return false;
+}
+
+QString Client::tlsProblem() const
+{
+    // The library tells what went wrong only in its log: "OpenSSL Error[0]: error:0A000086:SSL routines::certificate
+    // verify failed".
+    const qsizetype at = m_libraryError.lastIndexOf(QStringLiteral("::"));
+    const QString detail = at < 0 ? describe(MOSQ_ERR_TLS) : m_libraryError.mid(at + 2);
+    if (!detail.contains(QStringLiteral("certificate verify failed")))
+        return QStringLiteral("TLS failed: ") + detail;
+    const QString& ca = m_options.credentials.caFile;
+    return QStringLiteral("the broker's certificate is not trusted by %1 (%2: signed by another authority, made out to "
+                          "another host, or out of date)")
+        .arg(ca.isEmpty() ? QStringLiteral("the system's authorities") : ca, detail);
 }
 
 void Client::connectNow()
@@ -107,10 +126,16 @@ void Client::connectNow()
         return;
     dropSocket();
     const Broker& b = m_options.broker;
+    if (!m_setupProblem.isEmpty()) {
+        lost(m_setupProblem);
+        return;
+    }
     errno = 0;
     const int rc = mosquitto_connect_async(m_mosq, b.host.toUtf8().constData(), b.port, m_options.keepAliveSeconds);
     if (rc != MOSQ_ERR_SUCCESS) {
-        lost(rc == MOSQ_ERR_EAI ? QStringLiteral("cannot find the host %1").arg(b.host) : describe(rc));
+        lost(rc == MOSQ_ERR_EAI   ? QStringLiteral("cannot find the host %1").arg(b.host)
+             : rc == MOSQ_ERR_TLS ? tlsProblem()
+                                  : describe(rc));
         return;
     }
     watchSocket();
@@ -169,12 +194,14 @@ void Client::housekeeping()
 void Client::lost(const QString& reason)
 {
     const bool was = m_connected;
+    const bool news = reason != std::exchange(m_problem, reason);
     m_connected = false;
-    m_problem = reason;
     dropSocket();
     m_misc.stop();
     if (!m_running)
         return;
+    if (news)
+        emit problemChanged(reason);
     if (was || !m_lossReported) {
         m_lossReported = true;
         emit connectionLost(reason);
@@ -211,6 +238,12 @@ void Client::onConnect(mosquitto*, void* self, int rc)
     c->flushPending();
     emit c->connected();
     QMetaObject::invokeMethod(c, &Client::updateWriteInterest, Qt::QueuedConnection);
+}
+
+void Client::onLog(mosquitto*, void* self, int level, const char* text)
+{
+    if (level == MOSQ_LOG_ERR)
+        static_cast<Client*>(self)->m_libraryError = QString::fromUtf8(text);
 }
 
 void Client::onMessage(mosquitto*, void* self, const mosquitto_message* message)

@@ -71,6 +71,9 @@ signals:
     void connected();
     // Once per loss (or per failed attempt before the first connect), with the reason.
     void connectionLost(const QString& reason);
+    // Whenever the reason it is not connected changes (at a loss, and while away:
+    // a broker that went away, then refuses the certificate), before connectionLost.
+    void problemChanged(const QString& reason);
     void messageReceived(const QString& topic, const QByteArray& payload, bool retained);
     // The broker's answer to a subscription: false when its access control refused it.
     void subscribed(const QString& topic, bool granted);
@@ -79,6 +82,7 @@ private:
     static void onConnect(mosquitto*, void* self, int rc);
     static void onMessage(mosquitto*, void* self, const mosquitto_message* message);
     static void onSubscribe(mosquitto*, void* self, int mid, int count, const int* granted);
+    static void onLog(mosquitto*, void* self, int level, const char* text);
 
     void connectNow();
     void lost(const QString& reason);
@@ -90,6 +94,7 @@ private:
     void housekeeping();
     void flushPending();
     bool check(int rc, const char* what);
+    QString tlsProblem() const;
 
     ClientOptions m_options;
     mosquitto* m_mosq = nullptr;
@@ -102,6 +107,8 @@ private:
     bool m_connected = false;
     bool m_lossReported = false;
     QString m_problem;
+    QString m_libraryError; // the library's last error message
+    QString m_setupProblem; // why no connection can be tried (an unreadable authorities' file)
     QStringList m_topics;
     QHash<int, QString> m_pendingSubscriptions; // message id -> topic
     struct Pending {

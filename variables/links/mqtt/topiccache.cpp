@@ -135,7 +135,7 @@ void TopicCache::startClient(const QString& key)
         m_changed.notify_all();
         emit brokerBack(key);
     });
-    connect(client, &Client::connectionLost, client, [this, key](const QString& reason) {
+    connect(client, &Client::problemChanged, client, [this, key](const QString& reason) {
         {
             std::lock_guard lock(m_mutex);
             BrokerState& b = m_brokers[key];
@@ -144,8 +144,9 @@ void TopicCache::startClient(const QString& key)
             b.problem = reason;
         }
         m_changed.notify_all();
-        emit brokerLost(key, reason);
     });
+    connect(client, &Client::connectionLost, client,
+            [this, key](const QString& reason) { emit brokerLost(key, reason); });
     connect(client, &Client::subscribed, client, [this, key](const QString& topic, bool granted) {
         {
             std::lock_guard lock(m_mutex);
