@@ -46,8 +46,8 @@ const QCommandLineOption kProxy(QStringLiteral("trusted-proxy"),
                                 QStringLiteral("A reverse proxy whose X-Forwarded-For is believed; repeatable."),
                                 QStringLiteral("ADDR"));
 const QCommandLineOption kIdle(QStringLiteral("session-idle"),
-                               QStringLiteral("Minutes after which an unused session ends (default 30)."),
-                               QStringLiteral("MIN"));
+                               QStringLiteral("Seconds after which an unused session ends (1 to 86400, default 1800)."),
+                               QStringLiteral("S"));
 const QCommandLineOption kTimeout(QStringLiteral("request-timeout"),
                                   QStringLiteral("Seconds a client has to send a whole request (default 10)."),
                                   QStringLiteral("S"));
@@ -201,7 +201,7 @@ Options serveOptions(const Context& c)
                                                             "--tls-cert and --tls-key to listen on %1")
                                                  .arg(options.address.toString())};
     options.jobs = qmdvars::numberOption(c, kJobs, 1, 64, 1);
-    options.sessionIdleMinutes = qmdvars::numberOption(c, kIdle, 1, 24 * 60, 30);
+    options.sessionIdleSeconds = qmdvars::numberOption(c, kIdle, 1, 24 * 3600, 30 * 60);
     options.limits.requestTimeoutMs = qmdvars::numberOption(c, kTimeout, 1, 600, 10) * 1000;
     options.limits.maxConnectionsPerAddress = qmdvars::numberOption(c, kConnections, 1, 10000, 32);
     options.hosts = c.parser.values(kHost);
@@ -287,7 +287,7 @@ void addCommands()
     qmdvars::commands::add(
         {QStringLiteral("serve"),
          QStringLiteral("serve [--listen ADDR:PORT] [--tls-cert F --tls-key F] [--jobs N] [--host NAME] "
-                        "[--trusted-proxy ADDR] [--session-idle MIN] [--request-timeout S] [--max-connections N]\n"
+                        "[--trusted-proxy ADDR] [--session-idle S] [--request-timeout S] [--max-connections N]\n"
                         "      [--publish mqtt[s]://[USER@]HOST[:PORT]/PREFIX [--site NAME] [--agent NAME] "
                         "[--keepalive S]]"),
          QStringLiteral("Serves the web console and the HTTP API (/api/v1, docs/api.md) on the variable file, the "

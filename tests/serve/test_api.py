@@ -366,5 +366,20 @@ class Api(unittest.TestCase):
         self.assertRegex(self.rig.log_text(), r'198\.51\.100\.7 viewer POST /api/v1/login 401 wrong name or password')
 
 
+class SessionIdle(unittest.TestCase):
+    def test_a_session_unused_past_the_idle_time_ends(self):
+        rig = Rig(serve_args=['--session-idle', '3'], displays=0)
+        try:
+            used, unused = rig.login('viewer'), rig.login('viewer')
+            for _ in range(8):
+                time.sleep(0.5)
+                self.assertEqual(rig.request('GET', V + '/session', session=used).status, 200)
+            r = rig.request('GET', V + '/variables/1', session=unused)
+            self.assertEqual(r.status, 401, r)
+            self.assertEqual(rig.request('GET', V + '/session', session=unused).status, 401)
+        finally:
+            rig.close()
+
+
 if __name__ == '__main__':
     unittest.main()
