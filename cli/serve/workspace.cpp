@@ -26,6 +26,7 @@ QByteArray fileBytes(const QString& path)
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<none>");
 }
+
 // A change in the send history: the variable, the fields given (as the mode),
 // the new data as its text, and who made it.
 void recordChange(int number, const Fields& fields, const QString& account)
