@@ -29,7 +29,7 @@ QByteArray fileBytes(const QString& path)
 
 // A change in the send history: the variable, the fields given (as the mode),
 // the new data as its text, and who made it.
-void recordChange(int number, const Fields& fields, const QString& account)
+history::Entry changeEntry(int number, const Fields& fields, const QString& account)
 {
     history::Entry entry;
     entry.when = QDateTime::currentDateTime();
@@ -40,9 +40,26 @@ void recordChange(int number, const Fields& fields, const QString& account)
         entry.sentTexts = {{number, *data}};
     entry.result = QStringLiteral("Changed");
     entry.account = account;
-    history::recordQuietly(entry);
+    return entry;
 }
 } // namespace
+
+Workspace::~Workspace() = default;
+
+void Workspace::record(const history::Entry& entry)
+{
+    // One connection kept open: closing the last one folds its log back into
+    // the file, with a few disk syncs each time.
+    if (!m_history) {
+        m_history = std::make_unique<history::SendHistory>();
+        if (!m_history->open())
+            m_history.reset();
+    }
+    if (m_history && m_history->record(entry))
+        return;
+    m_history.reset();
+    history::recordQuietly(entry); // says why on the log
+}
 
 Workspace::Workspace(const QString& fileOption, const QString& displaysFile)
     : m_fileOption(fileOption), m_path(VarStore(fileOption).path()), m_displaysFile(displaysFile)
@@ -101,7 +118,7 @@ Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& i
         throw HttpError{500, error};
     m_cached.reset();
     m_cachedSize = -1;
-    recordChange(number, fields, account);
+    record(changeEntry(number, fields, account));
     return Snapshot{written, etagOf(VariableFile::encode(written))};
 }
 

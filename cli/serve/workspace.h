@@ -14,7 +14,13 @@
 #include <QMutex>
 
 #include <array>
+#include <memory>
 #include <optional>
+
+namespace history {
+class SendHistory;
+struct Entry;
+} // namespace history
 
 namespace serve {
 
@@ -29,6 +35,7 @@ using Fields = varfields::Fields;
 class Workspace final {
 public:
     Workspace(const QString& fileOption, const QString& displaysFile);
+    ~Workspace();
 
     QString variableFile() const { return m_path; }
     QString displaysFile() const { return m_displaysFile; }
@@ -45,6 +52,7 @@ public:
 
 private:
     Snapshot load(); // throws
+    void record(const history::Entry& entry);
     QString m_fileOption;
     QString m_path;
     QString m_displaysFile;
@@ -52,6 +60,7 @@ private:
     std::optional<Snapshot> m_cached;
     QDateTime m_cachedModified;
     qint64 m_cachedSize = -1;
+    std::unique_ptr<history::SendHistory> m_history; // changes are recorded on the server's thread only
 };
 
 // A variable as the API shows it, with the CSV export's field names.
