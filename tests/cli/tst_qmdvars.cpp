@@ -74,6 +74,9 @@ private slots:
         addRow("update, no jobs", "--displays-file Displays.dat update --displays 1 --vars 1 --jobs 0", 2, "--jobs");
         addRow("audit, bad range", "--displays-file Displays.dat audit --displays 1 --vars 5-x", 2,
                "bad variable range");
+        addRow("watch, site without a broker", "watch --displays 1 --site north", 2, "--site needs --publish");
+        addRow("watch, not a broker", "watch --displays 1 --publish http://bus/signs", 2, "bad --publish");
+        addRow("watch, keepalive 4", "watch --displays 1 --publish mqtt://bus/s --keepalive 4", 2, "from 5 to 3600");
         addRow("missing display list", "--displays-file none.dat update --displays 1 --vars 1", 3,
                "cannot read the display list");
         addRow("missing CSV file", "import none.csv", 3, "cannot read");
