@@ -221,6 +221,7 @@ void AuditRun::recordAudit(const QString& units, const QString& error)
     const bool ok = m_readOk && !m_cancelRequested;
     entry.result = ok ? QStringLiteral("Audited") : QStringLiteral("FAILED");
     entry.error = ok ? QString() : (m_cancelRequested ? QStringLiteral("User Canceled") : error);
+    entry.account = m_account;
     history::recordQuietly(entry);
 }
 

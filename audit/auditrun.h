@@ -104,6 +104,8 @@ public:
 
     // Whether every audited display goes into the send history (it does unless turned off).
     void setRecordHistory(bool record) { m_recordHistory = record; }
+    // Who asked for the audit, for the history; empty: the system user.
+    void setAccount(const QString& account) { m_account = account; }
 
     Outcome run();
     void requestCancel() { m_cancelRequested = true; }
@@ -140,6 +142,7 @@ private:
     bool m_readOk = false;
     bool m_cancelRequested = false;
     bool m_recordHistory = true;
+    QString m_account;
     QString m_errorText;
 };
 

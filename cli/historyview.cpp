@@ -44,9 +44,12 @@ QString text(const QList<history::Entry>& entries)
 {
     QString out;
     for (const history::Entry& e : entries) {
-        const QString display = e.displayName.isEmpty() ? e.display
-                                                        : QStringLiteral("%1 \"%2\"").arg(e.display, e.displayName);
-        out += QStringLiteral("%1  display %2  %3 (%4) of %5  %6")
+        // A change of the variables (kind "change") names no display.
+        const QString display = e.display.isEmpty() ? QString()
+                                : e.displayName.isEmpty()
+                                    ? QStringLiteral("  display ") + e.display
+                                    : QStringLiteral("  display %1 \"%2\"").arg(e.display, e.displayName);
+        out += QStringLiteral("%1%2  %3 (%4) of %5  %6")
                    .arg(when(e), display, e.kind, e.mode, numbers(e.variables), e.result);
         if (!e.error.isEmpty())
             out += QStringLiteral(": ") + e.error;

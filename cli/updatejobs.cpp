@@ -101,6 +101,7 @@ void Jobs::updateOne(int index, int attempt)
         // creates its own transmission control, display list and plug-in master.
         const std::unique_ptr<ILinkContainer> link = links::create();
         DisplaySender sender(m_set, link.get());
+        sender.setAccount(m_options.account);
         sender.setProgress([this, index](const QString& caption, int percent) {
             change(index, [&](State& s) {
                 s.caption = caption;

@@ -26,6 +26,7 @@ struct Options {
     int retries = 0;         // further passes over the displays that failed
     int retryIntervalSeconds = 0;
     int jobs = 1;
+    QString account; // who asked for the run, for the history; empty: the system user
 };
 
 // Where one display's update stands.

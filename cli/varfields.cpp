@@ -83,4 +83,55 @@ bool storable(const QString& text)
     return true;
 }
 
+std::optional<Fields> checkedFields(int number, const Fields& given, const Spelling& spelling, QString* error)
+{
+    using F = clsVariableAccess::Field;
+    // The order in which a refusal is found when more than one value is bad.
+    static constexpr F kOrder[] = {F::Name, F::Data, F::Color, F::Blink, F::Inverse, F::MaxLength, F::OLELink};
+    Fields fields;
+    for (const F f : kOrder) {
+        if (!given[f])
+            continue;
+        const QString& text = *given[f];
+        const QString& named = spelling.names[f];
+        std::optional<QString> stored;
+        QString refusal;
+        switch (f) {
+        case F::Color:
+            stored = colourCode(text);
+            refusal = QStringLiteral("unknown colour \"%1\"").arg(text);
+            break;
+        case F::Blink:
+        case F::Inverse:
+            stored = yesNoCode(text);
+            refusal = QStringLiteral("%1 takes yes or no").arg(named);
+            break;
+        case F::MaxLength:
+            stored = maxLength(text, number);
+            refusal =
+                QStringLiteral("%1 of variable %2 takes 1 to %3").arg(named).arg(number).arg(longestLength(number));
+            break;
+        case F::Name:
+        case F::Data:
+        case F::OLELink:
+            if (storable(text))
+                stored = f == F::OLELink ? text.trimmed() : text;
+            refusal = QStringLiteral("%1 cannot hold a line break or control character").arg(named);
+            break;
+        }
+        if (!stored) {
+            if (error)
+                *error = refusal;
+            return std::nullopt;
+        }
+        fields[f] = stored;
+    }
+    if (std::none_of(fields.begin(), fields.end(), [](const auto& f) { return f.has_value(); })) {
+        if (error)
+            *error = QStringLiteral("nothing to change: give at least one of the ") + spelling.all;
+        return std::nullopt;
+    }
+    return fields;
+}
+
 } // namespace varfields

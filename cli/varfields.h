@@ -3,8 +3,11 @@
 // How the tool spells a variable's attributes for people and in its CSV files,
 // and the checks a value must pass before it may go into the set.
 
+#include "variablefile.h"
+
 #include <QString>
 
+#include <array>
 #include <optional>
 
 namespace varfields {
@@ -25,5 +28,22 @@ std::optional<int> varNumber(const QString& text);
 // A field the variable file can hold as typed: no line ends nor the file's own
 // separator characters.
 bool storable(const QString& text);
+
+// One variable's change: a text for each field given, nothing for a field left
+// as it is, in the record's order (clsVariableAccess::Field).
+using Fields = std::array<std::optional<QString>, vls::kFieldCount>;
+
+// How the user names the fields: each one in the record's order ("--max-length"
+// for the tool, "max_length" for the API), and all of them ("options", "fields").
+struct Spelling {
+    std::array<QString, vls::kFieldCount> names;
+    QString all;
+};
+
+// The values given for variable `number`, as typed, checked as `qmdvars set`
+// checks them and made what the file stores (colour and yes/no codes, the
+// length as a number, the link trimmed). Nothing when a value is refused or
+// none is given, with the reason in `error` naming the field as `spelling` does.
+std::optional<Fields> checkedFields(int number, const Fields& given, const Spelling& spelling, QString* error);
 
 } // namespace varfields

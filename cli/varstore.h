@@ -28,8 +28,6 @@ public:
     // reason in `error`.
     bool load(QString* error) { return m_store.read(m_records, error); }
     vls::RecordSet& records() { return m_records; }
-    // Writes the records; the caller holds the file's lock (VariableStore::lockPath).
-    bool save(QString* error) { return m_store.writeHoldingLock(m_records, error); }
     const vls::RecordSet& records() const { return m_records; }
 
 private:

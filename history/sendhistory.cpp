@@ -180,7 +180,9 @@ bool SendHistory::record(const Entry& entry)
         QStringLiteral("INSERT INTO sends (at, kind, display, display_name, account, units, mode, result, error)"
                        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"));
     const QString account = entry.account.isEmpty() ? systemAccount() : entry.account;
-    for (const QString& v : {stamp(entry.when), entry.kind, entry.display, entry.displayName, account, entry.units,
+    // A change of the variables names no display; the column takes no NULL.
+    const QString display = entry.display.isNull() ? QStringLiteral("") : entry.display;
+    for (const QString& v : {stamp(entry.when), entry.kind, display, entry.displayName, account, entry.units,
                              entry.mode, entry.result, entry.error})
         send.addBindValue(v);
     bool ok = send.exec();

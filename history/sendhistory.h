@@ -26,12 +26,12 @@ struct UnitEntry {
 
 struct Entry {
     QDateTime when;
-    QString kind;                             // "update" or "audit"
-    QString display;                          // the display's number in the display list, for example "5"
+    QString kind;                             // "update", "audit", "change" (of a variable; mode: its fields)
+    QString display;                          // the display's number in the display list ("5"); empty: a change
     QString units;                            // the unit addresses, "1,2"
     QString mode;                             // "data", "attributes", "data and attributes", "audit"
     QList<int> variables;                     // 1 ... 416
-    QString result;                           // "Updated", "FAILED", "Audited"
+    QString result;                           // "Updated", "FAILED", "Audited", "Changed"
     QString error;                            // the reason the sender gave when it failed
     QList<std::pair<int, QString>> sentTexts; // data sends: variable and the text sent
     QString displayName;                      // the display's name in the display list, for example "Gate signs"

@@ -182,6 +182,7 @@ void DisplaySender::record(const QString& display, const SendRequest& request, c
     entry.result = result.ok ? QStringLiteral("Updated") : QStringLiteral("FAILED");
     entry.error = result.ok ? QString() : result.error;
     entry.displayName = m_displayName;
+    entry.account = m_account;
     for (const UnitResult& unit : result.unitResults)
         entry.unitResults.append({unit.address, unit.sent, unit.error});
     history::recordQuietly(entry);

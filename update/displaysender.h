@@ -91,6 +91,8 @@ public:
     void setCancelFlags(const std::atomic_bool* cancelDisplay, const std::atomic_bool* cancelAll);
     // Whether each send goes into the send history (it does unless turned off).
     void setRecordHistory(bool record) { m_recordHistory = record; }
+    // Who asked for the sends, for the history; empty: the system user.
+    void setAccount(const QString& account) { m_account = account; }
 
     // `displayEntry` is the display's number as Displays.dat has it. Run-time
     // errors of the control end in a failed result with their description.
@@ -125,6 +127,7 @@ private:
     const std::atomic_bool* m_cancelDisplay = nullptr;
     const std::atomic_bool* m_cancelAll = nullptr;
     bool m_recordHistory = true;
+    QString m_account;
 
     Component<disptrans::IDispTrans> m_control;
     Component<disptrans::IDisplayList> m_displayList;

@@ -212,7 +212,8 @@ bool VariableStore::modify(const Change& change, QString* error)
 bool VariableStore::modifyRecords(const RecordChange& change, QString* error)
 {
     Lock lock(m_path, m_lockTimeoutMs);
-    if (!lock.acquire(error))
+    m_lockTimedOut = !lock.acquire(error);
+    if (m_lockTimedOut)
         return false;
     vls::RecordSet records;
     if (!readForChange(records, error))

@@ -79,15 +79,10 @@ public:
     bool modify(const Change& change, QString* error = nullptr);
     using RecordChange = std::function<void(vls::RecordSet&)>;
     bool modifyRecords(const RecordChange& change, QString* error = nullptr);
-    // For a writer that holds the lock itself (a QLockFile on lockPath()) around
-    // its own read and check: writes the whole set as modify() would. Prefer modify().
-    bool writeHoldingLock(const vls::RecordSet& records, QString* error = nullptr)
-    {
-        return writeLocked(records, error);
-    }
-    static QString lockPath(const QString& path) { return path + QStringLiteral(".lock"); }
     // Whether the last modify() started the file from the default set.
     bool createdFile() const { return m_created; }
+    // Whether the last modify() failed because another writer held the lock too long.
+    bool lockTimedOut() const { return m_lockTimedOut; }
 
     // What a writer with its own copy saw of the file when it loaded it: the
     // digest of its bytes, nothing when there was no file.
@@ -117,5 +112,6 @@ private:
     QString m_path;
     bool m_current = false;
     bool m_created = false;
+    bool m_lockTimedOut = false;
     int m_lockTimeoutMs = kDefaultLockTimeoutMs;
 };

@@ -6,7 +6,7 @@
 #include "linkcontainer.h"
 #include "varfields.h"
 
-#include <array>
+#include <iterator>
 
 namespace qmdvars::commands {
 
@@ -27,16 +27,6 @@ const QCommandLineOption kLink = valued("link",
                                         "SOURCE");
 const QCommandLineOption kUnlink = flag("unlink", "Remove the variable's link.");
 
-QString checkedText(const Context& c, const QCommandLineOption& option)
-{
-    const QString text = c.parser.value(option);
-    if (!varfields::storable(text))
-        throw Failure{
-            BadArguments,
-            QStringLiteral("--%1 cannot hold a line break or control character").arg(option.names().constFirst())};
-    return text;
-}
-
 int run(Context& c)
 {
     const QString numberText = positionals(c, 1, 1).first();
@@ -44,28 +34,24 @@ int run(Context& c)
     if (!number)
         throw Failure{BadArguments, QStringLiteral("unknown variable number \"%1\" (1 to 416)").arg(numberText)};
     const std::optional<bool> link = oneOf(c, kLink, kUnlink);
+    // The options of the fields, in the record's order.
+    const QCommandLineOption* const options[] = {&kName, &kColor, &kBlink, &kInverse, &kData, &kLink, &kMaxLength};
+    static_assert(std::size(options) == clsVariableAccess::kFieldCount);
+    varfields::Fields given;
+    varfields::Spelling spelling{{}, QStringLiteral("options")};
+    for (int f = 0; f < clsVariableAccess::kFieldCount; ++f) {
+        spelling.names[f] = QStringLiteral("--") + options[f]->names().constFirst();
+        if (c.parser.isSet(*options[f]))
+            given[f] = c.parser.value(*options[f]);
+    }
+    if (link && !*link)
+        given[clsVariableAccess::OLELink] = QString();
     // Every value is checked before the file is read, so a bad one changes nothing.
-    std::array<std::optional<QString>, clsVariableAccess::kFieldCount> fields;
-    if (c.parser.isSet(kName))
-        fields[clsVariableAccess::Name] = checkedText(c, kName);
-    if (c.parser.isSet(kData))
-        fields[clsVariableAccess::Data] = checkedText(c, kData);
-    if (c.parser.isSet(kColor) && !(fields[clsVariableAccess::Color] = varfields::colourCode(c.parser.value(kColor))))
-        throw Failure{BadArguments, QStringLiteral("unknown colour \"%1\"").arg(c.parser.value(kColor))};
-    if (c.parser.isSet(kBlink) && !(fields[clsVariableAccess::Blink] = varfields::yesNoCode(c.parser.value(kBlink))))
-        throw Failure{BadArguments, QStringLiteral("--blink takes yes or no")};
-    if (c.parser.isSet(kInverse)
-        && !(fields[clsVariableAccess::Inverse] = varfields::yesNoCode(c.parser.value(kInverse))))
-        throw Failure{BadArguments, QStringLiteral("--inverse takes yes or no")};
-    if (c.parser.isSet(kMaxLength)
-        && !(fields[clsVariableAccess::MaxLength] = varfields::maxLength(c.parser.value(kMaxLength), *number)))
-        throw Failure{BadArguments, QStringLiteral("--max-length of variable %1 takes 1 to %2")
-                                        .arg(*number)
-                                        .arg(varfields::longestLength(*number))};
-    if (link)
-        fields[clsVariableAccess::OLELink] = *link ? checkedText(c, kLink).trimmed() : QString();
-    if (std::none_of(fields.begin(), fields.end(), [](const auto& f) { return f.has_value(); }))
-        throw Failure{BadArguments, QStringLiteral("nothing to change: give at least one of the options")};
+    QString error;
+    const std::optional<varfields::Fields> checked = varfields::checkedFields(*number, given, spelling, &error);
+    if (!checked)
+        throw Failure{BadArguments, error};
+    const varfields::Fields& fields = *checked;
 
     modifyStore(c, [&](vls::RecordSet& records) {
         for (int f = 0; f < clsVariableAccess::kFieldCount; ++f)

@@ -45,13 +45,8 @@ void Server::variables(Call& call)
     call.require(accounts::Role::Operator);
     // Every value is checked before the file is touched, so a bad one changes nothing.
     const Fields fields = fieldsOf(call.json(), *number);
-    const Snapshot snapshot = m_workspace->change(*number, fields, call.header("if-match"));
-    QStringList names;
-    static const char* const fieldNames[] = {"name", "color", "blink", "inverse", "data", "link", "max_length"};
-    for (int f = 0; f < vls::kFieldCount; ++f)
-        if (fields[f])
-            names.append(QString::fromLatin1(fieldNames[f]));
-    call.changed = QStringLiteral("changed variable %1 (%2)").arg(*number).arg(names.join(u','));
+    const Snapshot snapshot = m_workspace->change(*number, fields, call.header("if-match"), call.who->name);
+    call.changed = QStringLiteral("changed variable %1 (%2)").arg(*number).arg(fieldNames(fields).join(u','));
     call.headers.append(std::pair<QByteArray, QByteArray>("ETag", snapshot.etag));
     call.reply({{QStringLiteral("etag"), QString::fromLatin1(snapshot.etag)},
                 {QStringLiteral("variable"), variableJson(snapshot.records, *number)}});
@@ -132,12 +127,14 @@ void Server::historyApi(Call& call)
         rows.append(QJsonObject{{QStringLiteral("when"), e.when.toString(Qt::ISODate)},
                                 {QStringLiteral("kind"), e.kind},
                                 {QStringLiteral("display"), e.display},
+                                {QStringLiteral("display_name"), e.displayName},
                                 {QStringLiteral("units"), e.units},
                                 {QStringLiteral("mode"), e.mode},
                                 {QStringLiteral("variables"), vars},
                                 {QStringLiteral("result"), e.result},
                                 {QStringLiteral("error"), e.error},
-                                {QStringLiteral("sent"), sent}});
+                                {QStringLiteral("sent"), sent},
+                                {QStringLiteral("account"), e.account}});
     }
     call.reply({{QStringLiteral("entries"), rows}, {QStringLiteral("total"), int(entries.size())}});
 }

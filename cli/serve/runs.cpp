@@ -96,26 +96,35 @@ QJsonArray Runs::list(const QString& kind) const
     return array;
 }
 
+QJsonObject Runs::newRun(QChar prefix, const QList<displays::Entry>& displays, const QList<int>& variables,
+                         const QString& account, const QJsonObject& row)
+{
+    QJsonArray rows;
+    for (const displays::Entry& d : displays) {
+        QJsonObject r = row;
+        r.insert(QStringLiteral("number"), d.number);
+        r.insert(QStringLiteral("name"), d.name);
+        rows.append(r);
+    }
+    return QJsonObject{{QStringLiteral("id"), QString(prefix + QString::number(++m_counter))},
+                       {QStringLiteral("state"), QStringLiteral("running")},
+                       {QStringLiteral("account"), account},
+                       {QStringLiteral("started"), now()},
+                       {QStringLiteral("variables"), rangeText(variables)},
+                       {QStringLiteral("displays"), rows}};
+}
+
 QString Runs::startUpdate(const UpdateRequest& request, const Snapshot& snapshot)
 {
-    const QString id = QStringLiteral("u%1").arg(++m_counter);
-    QJsonArray displayRows;
-    for (const displays::Entry& d : request.displays)
-        displayRows.append(QJsonObject{{QStringLiteral("number"), d.number},
-                                       {QStringLiteral("name"), d.name},
-                                       {QStringLiteral("phase"), QStringLiteral("queued")},
-                                       {QStringLiteral("percent"), 0},
-                                       {QStringLiteral("units"), QJsonArray()}});
-    const QString mode = request.option == UpdateOption::DataOnly         ? QStringLiteral("data")
-                         : request.option == UpdateOption::AttributesOnly ? QStringLiteral("attributes")
-                                                                          : QStringLiteral("both");
-    const QJsonObject initial{{QStringLiteral("id"), id},
-                              {QStringLiteral("state"), QStringLiteral("running")},
-                              {QStringLiteral("account"), request.account},
-                              {QStringLiteral("started"), now()},
-                              {QStringLiteral("mode"), mode},
-                              {QStringLiteral("variables"), rangeText(request.variables)},
-                              {QStringLiteral("displays"), displayRows}};
+    QJsonObject initial = newRun(u'u', request.displays, request.variables, request.account,
+                                 {{QStringLiteral("phase"), QStringLiteral("queued")},
+                                  {QStringLiteral("percent"), 0},
+                                  {QStringLiteral("units"), QJsonArray()}});
+    const QString id = initial.value(u"id").toString();
+    initial.insert(QStringLiteral("mode"), request.option == UpdateOption::DataOnly ? QStringLiteral("data")
+                                           : request.option == UpdateOption::AttributesOnly
+                                               ? QStringLiteral("attributes")
+                                               : QStringLiteral("both"));
     publish(QStringLiteral("updates"), id, initial);
 
     updatejobs::Options options;
@@ -125,6 +134,7 @@ QString Runs::startUpdate(const UpdateRequest& request, const Snapshot& snapshot
     options.retries = request.retries;
     options.retryIntervalSeconds = request.retryIntervalSeconds;
     options.jobs = m_jobs;
+    options.account = request.account;
     const QList<displays::Entry> chosen = request.displays;
     const vls::RecordSet records = snapshot.records;
 
@@ -189,23 +199,13 @@ QString Runs::startUpdate(const UpdateRequest& request, const Snapshot& snapshot
 
 QString Runs::startAudit(const AuditRequest& request, const Snapshot& snapshot)
 {
-    const QString id = QStringLiteral("a%1").arg(++m_counter);
-    QJsonArray displayRows;
-    for (const displays::Entry& d : request.displays)
-        displayRows.append(QJsonObject{{QStringLiteral("number"), d.number},
-                                       {QStringLiteral("name"), d.name},
-                                       {QStringLiteral("reads"), 0},
-                                       {QStringLiteral("differences"), QJsonArray()}});
-    const int total = int(request.variables.size() * std::max<qsizetype>(1, request.displays.size()));
-    publish(QStringLiteral("audits"), id,
-            QJsonObject{{QStringLiteral("id"), id},
-                        {QStringLiteral("state"), QStringLiteral("running")},
-                        {QStringLiteral("account"), request.account},
-                        {QStringLiteral("started"), now()},
-                        {QStringLiteral("compare"), request.compare},
-                        {QStringLiteral("variables"), rangeText(request.variables)},
-                        {QStringLiteral("expected_reads"), total},
-                        {QStringLiteral("displays"), displayRows}});
+    QJsonObject initial = newRun(u'a', request.displays, request.variables, request.account,
+                                 {{QStringLiteral("reads"), 0}, {QStringLiteral("differences"), QJsonArray()}});
+    const QString id = initial.value(u"id").toString();
+    initial.insert(QStringLiteral("compare"), request.compare);
+    initial.insert(QStringLiteral("expected_reads"),
+                   int(request.variables.size() * std::max<qsizetype>(1, request.displays.size())));
+    publish(QStringLiteral("audits"), id, initial);
 
     // Each step changes the run's JSON on the server's thread.
     auto step = [this, id](std::function<void(QJsonObject&)> change) {
@@ -256,6 +256,7 @@ QString Runs::startAudit(const AuditRequest& request, const Snapshot& snapshot)
         run.setDisplaySelection([names] { return names.join(u','); });
         run.setSink(&report);
         run.setControl(control.get());
+        run.setAccount(request.account);
         run.setOpenObserver([&](const QString& name, bool opened) {
             const QString number = numberOf.value(name);
             const QString error = opened ? QString() : control->LastErrorText();

@@ -56,6 +56,11 @@ signals:
 
 private:
     void publish(const QString& kind, const QString& id, const QJsonObject& run);
+    // A new run as it starts: its id (`prefix` and a number no other run has),
+    // "running", who and when, the variables, and per display `row` with its
+    // number and name.
+    QJsonObject newRun(QChar prefix, const QList<displays::Entry>& displays, const QList<int>& variables,
+                       const QString& account, const QJsonObject& row);
     Workspace* m_workspace;
     int m_jobs;
     QHash<QString, QJsonObject> m_updates;

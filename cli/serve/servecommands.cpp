@@ -26,34 +26,26 @@ namespace {
 using qmdvars::Command;
 using qmdvars::Context;
 using qmdvars::Failure;
+using qmdvars::valued;
 
-const QCommandLineOption kRole(QStringLiteral("role"), QStringLiteral("viewer, operator or admin."),
-                               QStringLiteral("ROLE"));
-const QCommandLineOption kListen(QStringLiteral("listen"),
-                                 QStringLiteral("Address and port (default 127.0.0.1:47080; plain HTTP only on a "
-                                                "loopback address; port 0 picks a free one)."),
-                                 QStringLiteral("ADDR:PORT"));
-const QCommandLineOption kCert(QStringLiteral("tls-cert"), QStringLiteral("PEM certificate for HTTPS."),
-                               QStringLiteral("F"));
-const QCommandLineOption kKey(QStringLiteral("tls-key"), QStringLiteral("PEM private key for HTTPS."),
-                              QStringLiteral("F"));
-const QCommandLineOption kJobs(QStringLiteral("jobs"), QStringLiteral("Update up to N displays at once (default 1)."),
-                               QStringLiteral("N"));
-const QCommandLineOption kHost(QStringLiteral("host"),
-                               QStringLiteral("A further name the server answers to (its Host header); repeatable."),
-                               QStringLiteral("NAME"));
-const QCommandLineOption kProxy(QStringLiteral("trusted-proxy"),
-                                QStringLiteral("A reverse proxy whose X-Forwarded-For is believed; repeatable."),
-                                QStringLiteral("ADDR"));
-const QCommandLineOption kIdle(QStringLiteral("session-idle"),
-                               QStringLiteral("Minutes after which an unused session ends (default 30)."),
-                               QStringLiteral("MIN"));
-const QCommandLineOption kTimeout(QStringLiteral("request-timeout"),
-                                  QStringLiteral("Seconds a client has to send a whole request (default 10)."),
-                                  QStringLiteral("S"));
-const QCommandLineOption kConnections(QStringLiteral("max-connections"),
-                                      QStringLiteral("Connections one address may hold at once (default 32)."),
-                                      QStringLiteral("N"));
+const QCommandLineOption kRole = valued("role", "viewer, operator or admin.", "ROLE");
+const QCommandLineOption kListen = valued("listen",
+                                          "Address and port (default 127.0.0.1:47080; plain HTTP only on a "
+                                          "loopback address; port 0 picks a free one).",
+                                          "ADDR:PORT");
+const QCommandLineOption kCert = valued("tls-cert", "PEM certificate for HTTPS.", "F");
+const QCommandLineOption kKey = valued("tls-key", "PEM private key for HTTPS.", "F");
+const QCommandLineOption kJobs = valued("jobs", "Update up to N displays at once (default 1).", "N");
+const QCommandLineOption kHost = valued("host", "A further name the server answers to (its Host header); repeatable.",
+                                        "NAME");
+const QCommandLineOption kProxy = valued("trusted-proxy",
+                                         "A reverse proxy whose X-Forwarded-For is believed; repeatable.", "ADDR");
+const QCommandLineOption kIdle = valued("session-idle",
+                                        "Seconds after which an unused session ends (1 to 86400, default 1800).", "S");
+const QCommandLineOption kTimeout = valued("request-timeout",
+                                           "Seconds a client has to send a whole request (default 10).", "S");
+const QCommandLineOption kConnections = valued("max-connections",
+                                               "Connections one address may hold at once (default 32).", "N");
 
 // The password from the terminal without echo, or a line of standard input.
 QString readPassword(qmdvars::Console& console, const QString& prompt)
@@ -201,7 +193,7 @@ Options serveOptions(const Context& c)
                                                             "--tls-cert and --tls-key to listen on %1")
                                                  .arg(options.address.toString())};
     options.jobs = qmdvars::numberOption(c, kJobs, 1, 64, 1);
-    options.sessionIdleMinutes = qmdvars::numberOption(c, kIdle, 1, 24 * 60, 30);
+    options.sessionIdleSeconds = qmdvars::numberOption(c, kIdle, 1, 24 * 3600, 30 * 60);
     options.limits.requestTimeoutMs = qmdvars::numberOption(c, kTimeout, 1, 600, 10) * 1000;
     options.limits.maxConnectionsPerAddress = qmdvars::numberOption(c, kConnections, 1, 10000, 32);
     options.hosts = c.parser.values(kHost);
@@ -287,7 +279,7 @@ void addCommands()
     qmdvars::commands::add(
         {QStringLiteral("serve"),
          QStringLiteral("serve [--listen ADDR:PORT] [--tls-cert F --tls-key F] [--jobs N] [--host NAME] "
-                        "[--trusted-proxy ADDR] [--session-idle MIN] [--request-timeout S] [--max-connections N]\n"
+                        "[--trusted-proxy ADDR] [--session-idle S] [--request-timeout S] [--max-connections N]\n"
                         "      [--publish mqtt[s]://[USER@]HOST[:PORT]/PREFIX [--site NAME] [--agent NAME] "
                         "[--keepalive S]]"),
          QStringLiteral("Serves the web console and the HTTP API (/api/v1, docs/api.md) on the variable file, the "

@@ -113,7 +113,7 @@ const accounts::Identity& Call::require(accounts::Role role) const
 
 Server::Server(const Options& options, Workspace* workspace, QTextStream& log, QObject* parent)
     : QAbstractHttpServer(parent), m_options(options), m_workspace(workspace), m_log(log),
-      m_runs(std::make_unique<Runs>(workspace, options.jobs)), m_sessions(qint64(options.sessionIdleMinutes) * 60000),
+      m_runs(std::make_unique<Runs>(workspace, options.jobs)), m_sessions(qint64(options.sessionIdleSeconds) * 1000),
       m_accounts(options.accountsFile)
 {
     connect(m_runs.get(), &Runs::changed, this, &Server::broadcast);

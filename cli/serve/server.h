@@ -37,7 +37,7 @@ struct Options {
     int jobs = 1;
     QStringList hosts;                  // further names the server answers to
     QList<QHostAddress> trustedProxies; // whose X-Forwarded-For is believed
-    int sessionIdleMinutes = 30;
+    int sessionIdleSeconds = 30 * 60;
     QString accountsFile;
     Limits limits;
 };

@@ -3,14 +3,15 @@
 #include "clsVariableAccess.h"
 #include "httperror.h"
 #include "runtimeerror.h"
+#include "variablefile.h"
 #include "varfields.h"
 #include "options.h"
+#include "recorder.h"
 
 #include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QLockFile>
 
 namespace serve {
 
@@ -24,6 +25,21 @@ QByteArray fileBytes(const QString& path)
 {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<none>");
+}
+// A change in the send history: the variable, the fields given (as the mode),
+// the new data as its text, and who made it.
+void recordChange(int number, const Fields& fields, const QString& account)
+{
+    history::Entry entry;
+    entry.when = QDateTime::currentDateTime();
+    entry.kind = QStringLiteral("change");
+    entry.mode = fieldNames(fields).join(u',');
+    entry.variables = {number};
+    if (const auto& data = fields[clsVariableAccess::Data])
+        entry.sentTexts = {{number, *data}};
+    entry.result = QStringLiteral("Changed");
+    entry.account = account;
+    history::recordQuietly(entry);
 }
 } // namespace
 
@@ -59,30 +75,33 @@ Snapshot Workspace::read()
     return *m_cached;
 }
 
-Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& ifMatch)
+Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& ifMatch, const QString& account)
 {
     QMutexLocker lock(&m_mutex);
-    QLockFile fileLock(VariableStore::lockPath(m_path));
-    fileLock.setStaleLockTime(30000);
-    if (!fileLock.tryLock(10000))
-        throw HttpError{503, QStringLiteral("the variable file is locked by another program; try again")};
-    const Snapshot now = load();
-    if (!ifMatch.isEmpty() && ifMatch != "*" && ifMatch != now.etag)
-        throw HttpError{412, QStringLiteral("the variables were changed since you read them: reload and apply "
-                                            "your change again")};
-    VarStore store(m_fileOption);
+    VariableStore store(m_path);
+    vls::RecordSet written;
     QString error;
-    if (!store.load(&error))
-        throw HttpError{500, QStringLiteral("the variable file cannot be read: ") + error};
-    vls::Record& record = store.records()[number - 1];
-    for (int f = 0; f < vls::kFieldCount; ++f)
-        if (fields[f])
-            record[f] = *fields[f];
-    if (!store.save(&error))
+    const bool changed = store.modifyRecords(
+        [&](vls::RecordSet& records) {
+            // Under the lock, before anything is written: the file must still be the one the client read.
+            if (!ifMatch.isEmpty() && ifMatch != "*" && ifMatch != etagOf(fileBytes(m_path)))
+                throw HttpError{412, QStringLiteral("the variables were changed since you read them: reload and "
+                                                    "apply your change again")};
+            vls::Record& record = records[number - 1];
+            for (int f = 0; f < vls::kFieldCount; ++f)
+                if (fields[f])
+                    record[f] = *fields[f];
+            written = records;
+        },
+        &error);
+    if (!changed && store.lockTimedOut())
+        throw HttpError{503, QStringLiteral("the variable file is locked by another program; try again")};
+    if (!changed)
         throw HttpError{500, error};
     m_cached.reset();
     m_cachedSize = -1;
-    return Snapshot{store.records(), etagOf(fileBytes(m_path))};
+    recordChange(number, fields, account);
+    return Snapshot{written, etagOf(VariableFile::encode(written))};
 }
 
 QList<displays::Entry> Workspace::displays(const QString& range) const
@@ -125,6 +144,14 @@ QList<int> variablesOf(const QString& range)
     }
 }
 
+namespace {
+// The fields as the API names them, in the record's order.
+const varfields::Spelling kSpelling{{QStringLiteral("name"), QStringLiteral("color"), QStringLiteral("blink"),
+                                     QStringLiteral("inverse"), QStringLiteral("data"), QStringLiteral("link"),
+                                     QStringLiteral("max_length")},
+                                    QStringLiteral("fields")};
+} // namespace
+
 Fields fieldsOf(const QJsonObject& change, int number)
 {
     static const QStringList known{QStringLiteral("name"),  QStringLiteral("data"),    QStringLiteral("color"),
@@ -135,47 +162,36 @@ Fields fieldsOf(const QJsonObject& change, int number)
             throw HttpError{400, QStringLiteral("unknown field \"%1\" (the fields are %2)")
                                      .arg(it.key(), known.join(QStringLiteral(", ")))};
     // Every value as text: numbers and true/false are taken as `set` takes their spelling.
-    auto textOf = [&](const QString& key) -> std::optional<QString> {
+    Fields given;
+    for (int f = 0; f < vls::kFieldCount; ++f) {
+        const QString& key = kSpelling.names[f];
         if (!change.contains(key))
-            return std::nullopt;
+            continue;
         const QJsonValue v = change.value(key);
         if (v.isString())
-            return v.toString();
-        if (v.isDouble() && v.toDouble() == double(v.toInteger()))
-            return QString::number(v.toInteger());
-        if (v.isBool())
-            return v.toBool() ? QStringLiteral("yes") : QStringLiteral("no");
-        throw HttpError{400, QStringLiteral("\"%1\" takes a text, not %2")
-                                 .arg(key, v.isNull() ? QStringLiteral("null") : QStringLiteral("that value"))};
-    };
-    auto storable = [&](const QString& key) -> std::optional<QString> {
-        const auto text = textOf(key);
-        if (text && !varfields::storable(*text))
-            throw HttpError{400, QStringLiteral("%1 cannot hold a line break or control character").arg(key)};
-        return text;
-    };
-    Fields fields;
-    fields[clsVariableAccess::Name] = storable(QStringLiteral("name"));
-    fields[clsVariableAccess::Data] = storable(QStringLiteral("data"));
-    if (const auto c = textOf(QStringLiteral("color")))
-        if (!(fields[clsVariableAccess::Color] = varfields::colourCode(*c)))
-            throw HttpError{400, QStringLiteral("unknown colour \"%1\"").arg(*c)};
-    if (const auto b = textOf(QStringLiteral("blink")))
-        if (!(fields[clsVariableAccess::Blink] = varfields::yesNoCode(*b)))
-            throw HttpError{400, QStringLiteral("blink takes yes or no")};
-    if (const auto i = textOf(QStringLiteral("inverse")))
-        if (!(fields[clsVariableAccess::Inverse] = varfields::yesNoCode(*i)))
-            throw HttpError{400, QStringLiteral("inverse takes yes or no")};
-    if (const auto m = textOf(QStringLiteral("max_length")))
-        if (!(fields[clsVariableAccess::MaxLength] = varfields::maxLength(*m, number)))
-            throw HttpError{400, QStringLiteral("max_length of variable %1 takes 1 to %2")
-                                     .arg(number)
-                                     .arg(varfields::longestLength(number))};
-    if (const auto l = storable(QStringLiteral("link")))
-        fields[clsVariableAccess::OLELink] = l->trimmed();
-    if (std::none_of(fields.begin(), fields.end(), [](const auto& f) { return f.has_value(); }))
-        throw HttpError{400, QStringLiteral("nothing to change: give at least one of the fields")};
-    return fields;
+            given[f] = v.toString();
+        else if (v.isDouble() && v.toDouble() == double(v.toInteger()))
+            given[f] = QString::number(v.toInteger());
+        else if (v.isBool())
+            given[f] = v.toBool() ? QStringLiteral("yes") : QStringLiteral("no");
+        else
+            throw HttpError{400, QStringLiteral("\"%1\" takes a text, not %2")
+                                     .arg(key, v.isNull() ? QStringLiteral("null") : QStringLiteral("that value"))};
+    }
+    QString error;
+    const std::optional<Fields> fields = varfields::checkedFields(number, given, kSpelling, &error);
+    if (!fields)
+        throw HttpError{400, error};
+    return *fields;
+}
+
+QStringList fieldNames(const Fields& fields)
+{
+    QStringList given;
+    for (int f = 0; f < vls::kFieldCount; ++f)
+        if (fields[f])
+            given.append(kSpelling.names[f]);
+    return given;
 }
 
 } // namespace serve

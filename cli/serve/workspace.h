@@ -5,6 +5,7 @@
 // display list.
 
 #include "displays.h"
+#include "varfields.h"
 #include "varstore.h"
 
 #include <QByteArray>
@@ -23,7 +24,7 @@ struct Snapshot {
 };
 
 // One variable's change: the new text of each field given (the record's field order).
-using Fields = std::array<std::optional<QString>, vls::kFieldCount>;
+using Fields = varfields::Fields;
 
 class Workspace final {
 public:
@@ -35,8 +36,9 @@ public:
     // The file as it is now (read again only when it changed on disk). Throws HttpError.
     Snapshot read();
     // Applies the change under the file's lock; `ifMatch` empty: whatever the file holds.
-    // Throws HttpError: 412 when the file is no longer `ifMatch`.
-    Snapshot change(int number, const Fields& fields, const QByteArray& ifMatch);
+    // Throws HttpError: 412 when the file is no longer `ifMatch`. The change goes
+    // into the send history as a "change" by `account`.
+    Snapshot change(int number, const Fields& fields, const QByteArray& ifMatch, const QString& account);
 
     // The displays a range names ("-" for all). Throws HttpError 400/500.
     QList<displays::Entry> displays(const QString& range) const;
@@ -58,5 +60,7 @@ QJsonObject variableJson(const vls::RecordSet& records, int number);
 QList<int> variablesOf(const QString& range);
 // A change object checked as `qmdvars set` checks its options. Throws HttpError 400.
 Fields fieldsOf(const QJsonObject& change, int number);
+// The names of the fields a change gives, in the record's order ("name", "color", ...).
+QStringList fieldNames(const Fields& fields);
 
 } // namespace serve

@@ -1,9 +1,10 @@
 """Every endpoint of qmdvars serve and every refusal, black-box over HTTP."""
 
+import os
 import time
 import unittest
 
-from rig import Rig, WebSocket
+from rig import Rig, WebSocket, start_emulator
 
 V = '/api/v1'
 
@@ -117,6 +118,14 @@ class Api(unittest.TestCase):
                 r = self.req('PATCH', f'{V}/variables/{number}', change, token=self.rig.token)
                 self.assertEqual(r.status, 400, r)
                 self.assertIn(text, r.json['error'])
+                # qmdvars set says the same, naming its option where the API names the field.
+                if 'colour' in change or None in change.values():
+                    continue
+                args = [f'--{k.replace("_", "-")}={v}' for k, v in change.items()]
+                told = r.json['error'].replace('fields', 'options')
+                for k in change:
+                    told = told.replace(k, '--' + k.replace('_', '-'))
+                self.assertEqual(self.rig.tool('set', str(number), *args).stderr.splitlines()[0], 'qmdvars: ' + told)
         self.assertEqual(self.rig.vls_bytes(), before)
         r = self.req('PATCH', V + '/variables/6', {'data': 'GATE 12', 'color': 'green', 'blink': True,
                                                     'max_length': 40, 'name': 'Gate'}, token=self.rig.token)
@@ -146,6 +155,18 @@ class Api(unittest.TestCase):
         self.assertEqual(self.rig.vls_bytes(), before)
         # A script may leave If-Match out.
         self.assertEqual(self.req('PATCH', V + '/variables/7', {'data': 'third'}, token=self.rig.token).status, 200)
+        # Another program holding the file's lock: 503 after the wait, nothing written.
+        with open(self.rig.vls + '.lock', 'w') as lock:
+            lock.write('1\nother-program\nanother-host\n')
+        try:
+            r = self.req('PATCH', V + '/variables/7', {'data': 'locked out'}, token=self.rig.token)
+        finally:
+            os.remove(self.rig.vls + '.lock')
+        self.assertEqual((r.status, r.json['error']), (503, 'the variable file is locked by another program; try again'))
+        self.assertIn(b'third', self.rig.vls_bytes())
+        changes = self.req('GET', V + '/history?var=7', token=self.rig.token).json['entries']
+        self.assertEqual([(e['sent'][0]['text'], e['account']) for e in changes if e['kind'] == 'change'],
+                         [('third', 'script'), ('first', 'operator')])
 
     def test_displays(self):
         r = self.req('GET', V + '/displays', token=self.rig.token)
@@ -198,10 +219,43 @@ class Api(unittest.TestCase):
         self.assertFalse(audit['ok'])
         self.assertIn('NOT SENT', audit['displays'][0]['differences'][0])
 
-        entries = self.req('GET', V + '/history?display=1&var=1&since=1d', token=self.rig.token).json['entries']
-        self.assertIn(('update', 'Updated', [{'variable': 1, 'text': 'HELLO WEB'}]),
-                      [(e['kind'], e['result'], e['sent']) for e in entries])
+        # Every send, audit and change made through the API is recorded with the account behind it.
+        entries = self.req('GET', V + '/history?var=1&since=1d', token=self.rig.token).json['entries']
+        rows = [(e['kind'], e['display'], e['result'], e['sent'], e['account']) for e in entries]
+        for row in [('update', '1', 'Updated', [{'variable': 1, 'text': 'HELLO WEB'}], 'script'),
+                    ('update', '2', 'FAILED', [], 'script'), ('audit', '1', 'Audited', [], 'script'),
+                    ('change', '', 'Changed', [{'variable': 1, 'text': 'HELLO WEB'}], 'script')]:
+            self.assertIn(row, rows)
+        shown = self.rig.tool('history', '--var', '2').stdout
+        self.assertRegex(shown, r'\d  change \(data\) of 2  Changed  by script\n    2: "NOT SENT"\n')
         self.assertRegex(self.rig.log_text(), rf'script POST /api/v1/updates 202 update {run_id} of variables 1')
+
+    def test_change_during_a_slow_send_stays(self):
+        slow, port = start_emulator(['--delay', '150'])
+        with open(self.rig.path('Displays.dat')) as f:
+            listed = f.read()
+        try:
+            with open(self.rig.path('Displays.dat'), 'a') as f:
+                f.write(f'3|Slow|3|127.0.0.1||{port}||1\n')
+            r = self.req('POST', V + '/updates', {'displays': '3', 'variables': '1-20', 'mode': 'data'},
+                         token=self.rig.token)
+            deadline = time.time() + 30
+            while self.req('GET', r.json['url'], token=self.rig.token).json['displays'][0]['phase'] != 'sending':
+                self.assertLess(time.time(), deadline)
+                time.sleep(0.05)
+            self.assertEqual(self.req('PATCH', V + '/variables/9', {'data': 'CHANGED WHILE SENDING'},
+                                      token=self.rig.token).status, 200)
+            changed = os.stat(self.rig.vls).st_mtime_ns
+            self.assertEqual(self.rig.wait_run('updates', r.json['id'], self.rig.token)['displays'][0]['result'],
+                             'Updated')
+            # The run wrote nothing back, not even the same bytes.
+            self.assertEqual(os.stat(self.rig.vls).st_mtime_ns, changed)
+        finally:
+            with open(self.rig.path('Displays.dat'), 'w') as f:
+                f.write(listed)
+            slow.kill()
+            slow.wait()
+        self.assertIn('CHANGED WHILE SENDING', self.rig.tool('show', '9').stdout)
 
     def test_run_refusals(self):
         for path, body, status, text in [
@@ -310,6 +364,21 @@ class Api(unittest.TestCase):
         self.assertEqual(r.status, 429)
         self.assertGreater(int(r.header('retry-after')), first_wait)  # the delay grows
         self.assertRegex(self.rig.log_text(), r'198\.51\.100\.7 viewer POST /api/v1/login 401 wrong name or password')
+
+
+class SessionIdle(unittest.TestCase):
+    def test_a_session_unused_past_the_idle_time_ends(self):
+        rig = Rig(serve_args=['--session-idle', '3'], displays=0)
+        try:
+            used, unused = rig.login('viewer'), rig.login('viewer')
+            for _ in range(8):
+                time.sleep(0.5)
+                self.assertEqual(rig.request('GET', V + '/session', session=used).status, 200)
+            r = rig.request('GET', V + '/variables/1', session=unused)
+            self.assertEqual(r.status, 401, r)
+            self.assertEqual(rig.request('GET', V + '/session', session=unused).status, 401)
+        finally:
+            rig.close()
 
 
 if __name__ == '__main__':

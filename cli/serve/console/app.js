@@ -316,7 +316,8 @@ async function loadHistory() {
       el('td', {}, e.when.replace('T', ' ')), el('td', {}, e.display + (e.units ? ` (${e.units})` : '')),
       el('td', {}, e.kind), el('td', {}, e.mode), el('td', {}, e.variables.join(', ')),
       el('td', { class: e.result === 'FAILED' ? 'error' : '' }, e.result + (e.error ? ': ' + e.error : '')),
-      el('td', { class: 'data' }, e.sent.map((s) => `${s.variable}: ${s.text}`).join(' · ')))));
+      el('td', { class: 'data' }, e.sent.map((s) => `${s.variable}: ${s.text}`).join(' · ')),
+      el('td', {}, e.account))));
   } catch (e) { say(e.message, true); }
 }
 $('#history-form').addEventListener('submit', (event) => { event.preventDefault(); loadHistory(); });
