@@ -2,22 +2,17 @@
 
 namespace qmdvars::busoptions {
 
-const QCommandLineOption publish(QStringLiteral("publish"),
-                                 QStringLiteral("Publish each display's state, every send and this agent's "
-                                                "presence on the broker URL, under its topic prefix."),
-                                 QStringLiteral("mqtt[s]://[USER@]HOST[:PORT]/PREFIX"));
-const QCommandLineOption site(QStringLiteral("site"),
-                              QStringLiteral("This agent's site: its topics under PREFIX/sites/NAME, and "
-                                             "commands from PREFIX/all/ too."),
-                              QStringLiteral("NAME"));
-const QCommandLineOption agentName(QStringLiteral("agent"),
-                                   QStringLiteral("This agent's name (default: the site, or the host's name)."),
-                                   QStringLiteral("NAME"));
-const QCommandLineOption acceptCommands(QStringLiteral("accept-commands"),
-                                        QStringLiteral("Act on PREFIX/variables/<n>/set messages."));
-const QCommandLineOption keepAlive(QStringLiteral("keepalive"),
-                                   QStringLiteral("Seconds between signs of life to the brokers (default 30)."),
-                                   QStringLiteral("S"));
+const QCommandLineOption publish = valued("publish",
+                                          "Publish each display's state, every send and this agent's presence on the "
+                                          "broker URL, under its topic prefix.",
+                                          "mqtt[s]://[USER@]HOST[:PORT]/PREFIX");
+const QCommandLineOption site = valued(
+    "site", "This agent's site: its topics under PREFIX/sites/NAME, and commands from PREFIX/all/ too.", "NAME");
+const QCommandLineOption agentName = valued("agent", "This agent's name (default: the site, or the host's name).",
+                                            "NAME");
+const QCommandLineOption acceptCommands = flag("accept-commands", "Act on PREFIX/variables/<n>/set messages.");
+const QCommandLineOption keepAlive = valued("keepalive", "Seconds between signs of life to the brokers (default 30).",
+                                            "S");
 
 int keepAliveOf(const Context& c) { return numberOption(c, keepAlive, 5, 3600, 30); }
 

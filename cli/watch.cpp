@@ -3,9 +3,7 @@
 #include "buswatch.h"
 
 #include "clsVariableAccess.h"
-#include "feedlinks.h"
 #include "linkcontainer.h"
-#include "linkitem.h"
 #include "displaysender.h"
 #include "documentwatcher.h"
 
@@ -45,14 +43,11 @@ Watcher::Watcher(clsVariableAccess* set, const QList<displays::Entry>& displays,
         if (source.isEmpty())
             continue;
         m_linked.append(member);
-        if (const auto json = links::parseJsonLinkSource(source); json && json->remote) {
-            m_urls.append(json->document);
-        } else {
-            const QString document = json ? json->document
-                                          : links::parseLinkSource(source).value_or(links::CellLink{}).document;
-            if (!document.isEmpty())
-                m_documents.append(QFileInfo(document).absoluteFilePath());
-        }
+        const links::WatchedSource watched = links::watchedSourceOf(source);
+        if (!watched.url.isEmpty())
+            m_urls.append(watched.url);
+        if (!watched.document.isEmpty())
+            m_documents.append(QFileInfo(watched.document).absoluteFilePath());
     }
     m_documents.removeDuplicates();
     m_urls.removeDuplicates();

@@ -11,11 +11,9 @@
 #include "dlgVariableAudit.h"
 #include "dlgViewAllVar.h"
 #include "editmenu.h"
-#include "feedlinks.h"
 #include "filedialog.h"
 #include "frmVariableSettings.h"
 #include "legacy.h"
-#include "linkitem.h"
 #include "linkpaste.h"
 #include "messagebox.h"
 #include "namedwidgets.h"
@@ -301,10 +299,7 @@ void dlgVariables::watchLinkedDocuments()
         const QString link = page->linkBox()->text();
         if (!m_loaded || link.isEmpty())
             continue;
-        if (const auto json = links::parseJsonLinkSource(link))
-            documents << (json->remote ? QString() : json->document);
-        else
-            documents << links::parseLinkSource(link).value_or(links::CellLink{}).document;
+        documents << links::watchedSourceOf(link).document;
     }
     documents.removeAll(QString());
     m_linkWatcher->setDocuments(documents);

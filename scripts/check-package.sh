@@ -73,21 +73,7 @@ snapshot() {
 }
 
 say "Tools"
-scripts/install-deps.sh
-tools=(lintian dpkg-dev fakeroot file adduser passwd util-linux gzip)
-missing=()
-for p in "${tools[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  echo "Installing: ${missing[*]}"
-  export DEBIAN_FRONTEND=noninteractive
-  apt-get update -qq
-  apt-get install -y -qq --no-install-recommends "${missing[@]}" >"$work/tools.log" 2>&1 || {
-    cat "$work/tools.log"
-    exit 1
-  }
-fi
+scripts/install-deps.sh lintian dpkg-dev fakeroot file adduser passwd util-linux gzip
 if dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'installed\|config-files'; then
   echo "Purging the $package package left from an earlier run"
   apt-get purge -y -qq "$package" >/dev/null

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages the build, the tests and the demo need.
-# Does nothing when they are all present already.
+# Installs the Debian 12 packages the build, the tests and the demo need, and
+# any more named as arguments. Does nothing when they are all present already.
 set -euo pipefail
 packages=(
   cmake ninja-build g++ pkg-config clang-format
@@ -15,6 +15,7 @@ packages=(
   qt6-httpserver-dev qt6-websockets-dev libsodium-dev        # qmdvars serve: HTTP API, WebSocket, Argon2id
   chromium chromium-driver python3-selenium openssl          # the web console's browser test; the TLS test's certificate
 )
+packages+=("$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

@@ -1,6 +1,7 @@
 // The display side of each command, in-process: what the emulated units
 // store, answer and refuse.
 
+#include "attributecases.h"
 #include "datarow.h"
 #include "clock.h"
 #include "commandhandler.h"
@@ -49,15 +50,10 @@ private slots:
         addRow("read text 256", int(ReadTextVariable), u16(256), "no such variable: text variable 256 does not exist");
         addRow("read with 3-byte index", int(ReadCellVariable), QByteArray(3, '\0'),
                "bad payload: expected a two-byte variable index");
-        addRow("attributes malformed", int(WriteTextAttributes), QByteArray("0001A0001"),
-               "bad payload: attribute entry 2 is malformed");
         addRow("attributes cell 160", int(WriteCellAttributes), QByteArray("1591A1601A"),
                "no such variable: cell variable 160 does not exist");
-        addRow("attributes text 255", int(WriteTextAttributes), QByteArray("2551A"), "ACK");
-        for (const char colour : {'0', '8', '9'})
-            QTest::addRow("attribute colour %c", colour)
-                << int(WriteTextAttributes) << QByteArray("0017A002").append(colour).append('B')
-                << QStringLiteral("bad payload: attribute entry 2 has colour %1; colours are 1 to 7").arg(colour);
+        for (const auto& [tag, text, parsed, answer] : kAttributeCases)
+            QTest::addRow("attributes, %s", tag) << int(WriteTextAttributes) << text << QString::fromLatin1(answer);
         addRow("download time with data", int(ReadDownloadTime), QByteArray("x"),
                "bad payload: read download time takes no data");
         addRow("configuration with data", int(ReadConfiguration), QByteArray("x"),

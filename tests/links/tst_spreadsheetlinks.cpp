@@ -1,5 +1,6 @@
 #include "clipboardlink.h"
 #include "datarow.h"
+#include "documentwatcher.h"
 #include "linkitem.h"
 #include "spreadsheetlinks.h"
 #include "spreadsheetreader.h"
@@ -132,6 +133,23 @@ private slots:
         QTEST(link->sheet, "sheet");
         QTEST(link->row, "row");
         QTEST(link->column, "column");
+    }
+    // What whoever follows a link watches (a document) or polls (a URL).
+    void watchedSources_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("watched"); // document|url
+        addRow("cell", u"/d/b.xls!S!R1C2"_s, u"/d/b.xls|"_s);
+        addRow("local JSON", u"/d/w.json!/t"_s, u"/d/w.json|"_s);
+        addRow("JSON feed", u"https://f.example/now.json!/t"_s, u"|https://f.example/now.json"_s);
+        addRow("topic named like a JSON file", u"mqtt://bus/feeds/w.json!/t"_s, u"|"_s);
+        addRow("no link", u"21.5"_s, u"|"_s);
+    }
+    void watchedSources()
+    {
+        QFETCH(QString, source);
+        const links::WatchedSource watched = links::watchedSourceOf(source);
+        QTEST(QString(watched.document + u'|' + watched.url), "watched");
     }
     // Samples captured from the office suite's clipboard after copying cells.
     void takesClipboardFlavour_data()

@@ -223,16 +223,13 @@ private slots:
         // The dashboard hears the send event, which is not retained.
         mqtt::ClientOptions options;
         options.broker = {u"127.0.0.1"_s, m_broker->port(), u"dashboard"_s};
-        options.credentials.user = u"dashboard"_s;
-        options.credentials.password = u"dashboard-pw"_s;
+        options.credentials = mqtt::credentialsFor(options.broker);
         mqtt::Client dashboard(options);
         QByteArray sent;
         bool listening = false;
         connect(&dashboard, &mqtt::Client::subscribed, this, [&] { listening = true; });
-        connect(&dashboard, &mqtt::Client::messageReceived, this, [&](const QString& topic, const QByteArray& payload) {
-            if (topic == u"signs/sites/north/sends"_s)
-                sent = payload;
-        });
+        connect(&dashboard, &mqtt::Client::messageReceived, this,
+                [&](const QString&, const QByteArray& sends) { sent = sends; });
         dashboard.subscribe(u"signs/sites/north/sends"_s);
         dashboard.start();
         QTRY_VERIFY(listening);

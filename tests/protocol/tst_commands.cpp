@@ -1,6 +1,7 @@
 // Payload layouts of the commands and answers, the attribute text as the
 // display reads it, and the serial line settings.
 
+#include "attributecases.h"
 #include "datarow.h"
 #include "commands.h"
 #include "transport.h"
@@ -41,18 +42,8 @@ private slots:
     {
         QTest::addColumn<QByteArray>("text");
         QTest::addColumn<QString>("expected"); // index/colour, b = blink, i = inverse; or the first bad entry
-        addRow("plain", QByteArray("0001A"), "0/1");
-        addRow("blink", QByteArray("0072B"), "7/2b");
-        addRow("inverse", QByteArray("0427C"), "42/7i");
-        addRow("both, then another", QByteArray("2555D1590A"), "255/5bi 159/0");
-        addRow("empty", QByteArray(), "bad 1");
-        addRow("short entry", QByteArray("0001"), "bad 1");
-        addRow("second entry cut", QByteArray("0001A0002"), "bad 2");
-        addRow("letter in index", QByteArray("0001A00x1A"), "bad 2");
-        addRow("colour not a digit", QByteArray("000XA"), "bad 1");
-        addRow("flags beyond D", QByteArray("0001A0001E"), "bad 2");
-        addRow("flags lower case", QByteArray("0001a"), "bad 1");
-        addRow("minus sign", QByteArray("-011A"), "bad 1");
+        for (const auto& [tag, text, parsed, answer] : kAttributeCases)
+            addRow(tag, text, QString::fromLatin1(parsed));
     }
     void attributeText()
     {

@@ -30,30 +30,24 @@ QString BrokerRig::caFile() const { return m_dir.filePath(QStringLiteral("ca%1.c
 
 bool BrokerRig::makeCertificates()
 {
-    using namespace Qt::StringLiterals;
     if (!m_tlsPort)
         m_tlsPort = freePort();
     ++m_authority;
-    const QString caKey = m_dir.filePath(u"ca%1.key"_s.arg(m_authority));
-    const QStringList made{u"req"_s,    u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:P-256"_s,
-                           u"-nodes"_s, u"-days"_s, u"2"_s};
-    const QList<QStringList> steps{
-        made + QStringList{u"-subj"_s, u"/CN=test authority"_s, u"-keyout"_s, caKey, u"-out"_s, caFile()},
-        made
-            + QStringList{u"-subj"_s, u"/CN=127.0.0.1"_s, u"-addext"_s, u"subjectAltName=IP:127.0.0.1,DNS:localhost"_s,
-                          u"-addext"_s, u"basicConstraints=CA:FALSE"_s, u"-CA"_s, caFile(), u"-CAkey"_s, caKey,
-                          u"-keyout"_s, m_dir.filePath(u"server.key"_s), u"-out"_s, m_dir.filePath(u"server.crt"_s)}};
-    for (const QStringList& args : steps) {
-        QProcess openssl;
-        openssl.setProcessChannelMode(QProcess::MergedChannels);
-        openssl.start(u"openssl"_s, args);
-        if (!openssl.waitForFinished(30000) || openssl.exitStatus() != QProcess::NormalExit
-            || openssl.exitCode() != 0) {
-            m_error = u"openssl failed: "_s + openssl.errorString() + u' ' + QString::fromUtf8(openssl.readAll());
-            return false;
-        }
-    }
-    return true;
+    QProcess openssl;
+    openssl.setWorkingDirectory(m_dir.path());
+    openssl.setProcessChannelMode(QProcess::MergedChannels);
+    openssl.start(QStringLiteral("sh"),
+                  {QStringLiteral("-ec"),
+                   QStringLiteral("new='openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2'\n"
+                                  "$new -subj /CN=authority -keyout ca%1.key -out ca%1.crt\n"
+                                  "$new -subj /CN=127.0.0.1 -addext subjectAltName=IP:127.0.0.1,DNS:localhost "
+                                  "-addext basicConstraints=CA:FALSE -CA ca%1.crt -CAkey ca%1.key "
+                                  "-keyout server.key -out server.crt")
+                       .arg(m_authority)});
+    if (openssl.waitForFinished(30000) && openssl.exitStatus() == QProcess::NormalExit && openssl.exitCode() == 0)
+        return true;
+    m_error = QStringLiteral("openssl failed: ") + QString::fromUtf8(openssl.readAll());
+    return false;
 }
 
 bool BrokerRig::start(int timeoutMs)

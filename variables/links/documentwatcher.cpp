@@ -1,9 +1,22 @@
 #include "documentwatcher.h"
 
+#include "feedlinks.h"
+#include "linkitem.h"
+#include "topiclink.h"
+
 #include <QFileInfo>
 #include <QFileSystemWatcher>
 
 namespace links {
+
+WatchedSource watchedSourceOf(const QString& source)
+{
+    if (mqtt::isTopicSource(source))
+        return {};
+    if (const std::optional<JsonLink> json = parseJsonLinkSource(source))
+        return json->remote ? WatchedSource{{}, json->document} : WatchedSource{json->document, {}};
+    return {parseLinkSource(source).value_or(CellLink{}).document, {}};
+}
 
 DocumentWatcher::DocumentWatcher(QObject* parent) : QObject(parent), m_watcher(new QFileSystemWatcher(this))
 {

@@ -12,6 +12,16 @@ class QFileSystemWatcher;
 
 namespace links {
 
+// Where the live value of a link source comes from, for whoever follows its
+// changes: the local document (a spreadsheet, or a ".json" file) to watch, or
+// the URL of a JSON feed to poll. Both are empty for a topic on a message
+// broker (its client hears the changes) and for text that is no link.
+struct WatchedSource {
+    QString document;
+    QString url;
+};
+WatchedSource watchedSourceOf(const QString& source);
+
 class DocumentWatcher final : public QObject {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(DocumentWatcher)

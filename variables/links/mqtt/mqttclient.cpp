@@ -111,7 +111,9 @@ QString Client::tlsProblem() const
     // The library tells what went wrong only in its log: "OpenSSL Error[0]: error:0A000086:SSL routines::certificate
     // verify failed".
     const qsizetype at = m_libraryError.lastIndexOf(QStringLiteral("::"));
-    const QString detail = at < 0 ? describe(MOSQ_ERR_TLS) : m_libraryError.mid(at + 2);
+    const QString detail = at >= 0                    ? m_libraryError.mid(at + 2)
+                           : m_libraryError.isEmpty() ? describe(MOSQ_ERR_TLS)
+                                                      : m_libraryError;
     if (!detail.contains(QStringLiteral("certificate verify failed")))
         return QStringLiteral("TLS failed: ") + detail;
     const QString& ca = m_options.credentials.caFile;
@@ -130,6 +132,7 @@ void Client::connectNow()
         lost(m_setupProblem);
         return;
     }
+    m_libraryError.clear();
     errno = 0;
     const int rc = mosquitto_connect_async(m_mosq, b.host.toUtf8().constData(), b.port, m_options.keepAliveSeconds);
     if (rc != MOSQ_ERR_SUCCESS) {
