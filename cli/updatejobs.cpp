@@ -109,7 +109,7 @@ void Jobs::updateOne(int index, int attempt)
                     s.percent = percent;
             });
         });
-        const SendResult result = sender.send(m_displays[index].number, {m_options.selection, m_options.option});
+        const SendResult result = sender.send(m_displays.at(index).number, {m_options.selection, m_options.option});
         // Every unit of the display took every step; the first reason when one did not.
         updated = result.ok && result.allUnitsSent;
         error = result.failureText();

@@ -281,7 +281,7 @@ private slots:
             const ProgramRun r = tool(u"--displays-file "_s + path(u"Displays.dat"_s)
                                       + u" update --displays - --vars 1-40,257-300 --jobs "_s
                                       + (run ? u"4"_s : u"1"_s));
-            QCOMPARE(r.code, 0);
+            QVERIFY2(r.code == 0, qPrintable(r.out + r.err));
             closed += 4;
             QTRY_COMPARE(emulator->log().filter(u"CLOSED "_s).size(), closed);
             // Each connection's frames, without the client's port.
