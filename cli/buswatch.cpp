@@ -1,5 +1,6 @@
 #include "buswatch.h"
 
+#include "changerecord.h"
 #include "clsVariableAccess.h"
 #include "topiccache.h"
 #include "varstore.h"
@@ -56,8 +57,10 @@ bool applyCommand(const QString& fileOption, clsVariableAccess* set, const agent
     }
     // Read, change and write under the variable file's lock.
     VarStore target(fileOption);
+    vls::RecordSet before, after;
     const bool saved = target.store().modifyRecords(
         [&](vls::RecordSet& records) {
+            before = records;
             vls::Record& record = records[n - 1];
             if (command.data)
                 record[clsVariableAccess::Data] = *command.data;
@@ -67,10 +70,12 @@ bool applyCommand(const QString& fileOption, clsVariableAccess* set, const agent
                 record[clsVariableAccess::Blink] = *command.blink;
             if (command.inverse)
                 record[clsVariableAccess::Inverse] = *command.inverse;
+            after = records;
         },
         error);
     if (!saved)
         return false;
+    history::recordChange(before, after);
     if (command.data)
         set->setVariableData(n, *command.data);
     if (command.color)

@@ -1,5 +1,6 @@
 #include "options.h"
 
+#include "changerecord.h"
 #include "clsVariableAccess.h"
 #include "feedlinks.h"
 #include "settingsstore.h"
@@ -177,8 +178,17 @@ void modifyStore(const Context& c, const std::function<void(vls::RecordSet&)>& c
 {
     VarStore target(c.file);
     QString error;
-    if (!target.store().modifyRecords(change, &error))
+    vls::RecordSet before, after;
+    const bool changed = target.store().modifyRecords(
+        [&](vls::RecordSet& records) {
+            before = records;
+            change(records);
+            after = records;
+        },
+        &error);
+    if (!changed)
         throw Failure{BadInputFile, error};
+    history::recordChange(before, after);
     if (target.store().createdFile())
         c.console.err << "qmdvars: " << target.path() << " did not exist: made it from the default set\n";
 }

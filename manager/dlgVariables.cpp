@@ -4,6 +4,7 @@
 #include "hostobjects.h"
 
 #include "aboutbox.h"
+#include "changerecord.h"
 #include "clsVariableAccess.h"
 #include "displayselection.h"
 #include "documentwatcher.h"
@@ -139,8 +140,11 @@ dlgVariables::~dlgVariables() = default;
 
 clsVariableAccess& dlgVariables::variableSet()
 {
-    if (!m_set)
+    if (!m_set) {
         m_set = std::make_unique<clsVariableAccess>();
+        // What the window saves is in the send history, as the tool's changes are.
+        m_set->setSaveObserver([](const auto& before, const auto& after) { history::recordChange(before, after); });
+    }
     return *m_set;
 }
 

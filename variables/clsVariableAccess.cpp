@@ -204,6 +204,8 @@ void clsVariableAccess::SaveVariables()
         known ? m_knownRecords : std::array<Record, kVariableCount>{});
     if (!saved.written)
         return;
+    if (known && m_saveObserver)
+        m_saveObserver(m_knownRecords, m_records);
     m_knownPath = path;
     m_knownFingerprint = saved.fingerprint;
     m_knownRecords = m_records;

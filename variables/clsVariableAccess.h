@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 #include "linkcontainer.h"
@@ -81,6 +82,11 @@ public:
     const Record& record(int16_t n) const;
     const std::array<Record, kVariableCount>& records() const { return m_records; }
     bool isDetached() const { return m_detached; }
+    // Told of every save that wrote the file this set had read: the records as
+    // read and as written (the window records its changes in the send history).
+    using SaveObserver = std::function<void(const std::array<Record, kVariableCount>& before,
+                                            const std::array<Record, kVariableCount>& after)>;
+    void setSaveObserver(SaveObserver observer) { m_saveObserver = std::move(observer); }
 
     static bool isTextVariable(int n) { return n >= 1 && n <= kTextVariableCount; }
     static QString defaultName(int n);
@@ -102,4 +108,5 @@ private:
     QString m_knownPath;
     std::optional<QByteArray> m_knownFingerprint;
     std::array<Record, kVariableCount> m_knownRecords;
+    SaveObserver m_saveObserver;
 };

@@ -17,6 +17,9 @@ inline constexpr int kRecordCount = 416;
 inline constexpr int kFieldCount = 7;
 using Record = std::array<QString, kFieldCount>;
 using RecordSet = std::array<Record, kRecordCount>;
+// Each field's name as the CSV export and the web API spell it, in the record's order.
+inline constexpr std::array<const char*, kFieldCount> kFieldNames{"name", "color", "blink",     "inverse",
+                                                                  "data", "link",  "max_length"};
 } // namespace vls
 
 class VariableFile final {

@@ -6,6 +6,7 @@
 #include "variablefile.h"
 #include "varfields.h"
 #include "options.h"
+#include "changerecord.h"
 #include "recorder.h"
 
 #include <QCryptographicHash>
@@ -27,21 +28,6 @@ QByteArray fileBytes(const QString& path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<none>");
 }
 
-// A change in the send history: the variable, the fields given (as the mode),
-// the new data as its text, and who made it.
-history::Entry changeEntry(int number, const Fields& fields, const QString& account)
-{
-    history::Entry entry;
-    entry.when = QDateTime::currentDateTime();
-    entry.kind = QStringLiteral("change");
-    entry.mode = fieldNames(fields).join(u',');
-    entry.variables = {number};
-    if (const auto& data = fields[clsVariableAccess::Data])
-        entry.sentTexts = {{number, *data}};
-    entry.result = QStringLiteral("Changed");
-    entry.account = account;
-    return entry;
-}
 } // namespace
 
 Workspace::~Workspace() = default;
@@ -97,7 +83,7 @@ Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& i
 {
     QMutexLocker lock(&m_mutex);
     VariableStore store(m_path);
-    vls::RecordSet written;
+    vls::RecordSet before, written;
     QString error;
     const bool changed = store.modifyRecords(
         [&](vls::RecordSet& records) {
@@ -105,6 +91,7 @@ Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& i
             if (!ifMatch.isEmpty() && ifMatch != "*" && ifMatch != etagOf(fileBytes(m_path)))
                 throw HttpError{412, QStringLiteral("the variables were changed since you read them: reload and "
                                                     "apply your change again")};
+            before = records;
             vls::Record& record = records[number - 1];
             for (int f = 0; f < vls::kFieldCount; ++f)
                 if (fields[f])
@@ -118,7 +105,8 @@ Snapshot Workspace::change(int number, const Fields& fields, const QByteArray& i
         throw HttpError{500, error};
     m_cached.reset();
     m_cachedSize = -1;
-    record(changeEntry(number, fields, account));
+    if (const auto entry = history::changeEntry(before, written, account))
+        record(*entry);
     return Snapshot{written, etagOf(VariableFile::encode(written))};
 }
 

@@ -66,9 +66,9 @@ private slots:
         tool({u"audit"_s, u"--displays"_s, u"1"_s, u"--vars"_s, u"3"_s}, &code);
         QCOMPARE(code, 0);
 
-        // Newest first: the audit, then the tool's two updates (in either order), then the dialog's.
+        // Newest first: the audit, the tool's two updates (in either order), the tool's change, the dialog's update.
         const QStringList lines = tool({u"history"_s, u"--format"_s, u"csv"_s}).split(u"\r\n"_s, Qt::SkipEmptyParts);
-        QCOMPARE(lines.size(), 5);
+        QCOMPARE(lines.size(), 6);
         QCOMPARE(lines[0],
                  u"when,kind,display,units,mode,result,error,variable,text,display name,account,failed units"_s);
         // Every row by number and name, with who sent it.
@@ -78,7 +78,8 @@ private slots:
         QVERIFY2(tools.filter(u",update,1,1,data,Updated,,3,from the tool,Lobby"_s + me).size() == 1,
                  qPrintable(tools.join(u'\n')));
         QVERIFY2(tools.filter(u",update,2,1,data,FAILED,cannot connect"_s).size() == 1, qPrintable(tools.join(u'\n')));
-        QVERIFY2(lines[4].contains(u",update,1,1,data,Updated,,3,from the dialog,Lobby"_s + me), qPrintable(lines[4]));
+        QVERIFY2(lines[4].contains(u",change,,,data,Changed,,3,from the tool,"_s + me), qPrintable(lines[4]));
+        QVERIFY2(lines[5].contains(u",update,1,1,data,Updated,,3,from the dialog,Lobby"_s + me), qPrintable(lines[5]));
 
         // "When was display 1 last updated, and with what?"
         const QString last = tool({u"history"_s, u"--display"_s, u"1"_s, u"--var"_s, u"3"_s});

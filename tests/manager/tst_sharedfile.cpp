@@ -3,6 +3,7 @@
 
 #include "clsVariableAccess.h"
 #include "dlgVariables.h"
+#include "sendhistory.h"
 #include "settingsstore.h"
 #include "testenvironment.h"
 #include "variablefile.h"
@@ -72,6 +73,13 @@ private slots:
         // Unsaved in the manager: its version is the file, the tool's is kept beside it.
         QCOMPARE(three.value(toolWhileUnsaved ? u"conflict copy"_s : u"QMDvarinfo.vls"_s), u"GATE 12 OPEN"_s);
         QCOMPARE(three.contains(u"conflict copy"_s), toolWhileUnsaved);
+        // Both changes are in the send history, each once, by the system user.
+        tool.start(QStringLiteral(QMDVARS_PATH), {u"history"_s, u"--format"_s, u"csv"_s});
+        QVERIFY(tool.waitForFinished(30000));
+        const QString history = QString::fromUtf8(tool.readAllStandardOutput());
+        for (const QString& row :
+             {u",change,,,data,Changed,,1,TERMINAL B,,"_s, u",change,,,data,Changed,,3,GATE 12 OPEN,,"_s})
+            QVERIFY2(history.count(row + history::systemAccount() + u',') == 1, qPrintable(history));
     }
 };
 
