@@ -123,7 +123,8 @@ private slots:
             QTest::qWait(300);
         }
         QVERIFY2(firstSend >= 0 && firstSend < 5000, qPrintable(QString::number(firstSend)));
-        QVERIFY2(atLastWrite <= 4, qPrintable(QString::number(atLastWrite))); // the start, and a send per 3 s at most
+        // The start and a send per 3 s (a slow machine may let a debounce through), never one per write.
+        QVERIFY2(atLastWrite <= 6, qPrintable(QString::number(atLastWrite)));
         QTRY_COMPARE_WITH_TIMEOUT(readBack(m_secondPort), QString::fromLatin1(last), 10000);
         QTest::qWait(500); // the send's log line follows the sign's change
         const int settled = sends(u"2"_s).size();
